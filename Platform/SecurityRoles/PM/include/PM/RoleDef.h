@@ -1,0 +1,54 @@
+// The role record that crosses the library's boundary: a role without its
+// entitlements.
+#pragma once
+
+#include <PM/Export.h>
+#include <Util/TString.h>
+
+#include <cstdint>
+
+namespace PM {
+
+class PM_API RoleDef {
+public:
+    RoleDef(); // id -1, category -1, visible, not full access, not connected
+    RoleDef(RoleDef const& other);
+    RoleDef& operator=(RoleDef const& other);
+    ~RoleDef();
+
+    TString& GetName() { return m_Name; }
+    TString const& GetName() const { return m_Name; }
+    void SetName(TString name) { m_Name = name; }
+    int GetId() const { return m_Id; }
+    void SetId(int id) { m_Id = id; }
+    TString& GetDescription() { return m_Description; }
+    TString const& GetDescription() const { return m_Description; }
+    void SetDescription(TString description) { m_Description = description; }
+    int GetCategory() const { return m_Category; }
+    void SetCategory(int category) { m_Category = category; }
+    bool GetVisible() const { return m_Visible; }
+    void SetVisible(bool visible) { m_Visible = visible; }
+    bool IsRoleVisible() const;
+    bool GetIsFullAccess() const { return m_IsFullAccess; }
+    void SetIsFullAccess(bool fullAccess) { m_IsFullAccess = fullAccess; }
+    bool GetIsConnectedRole() const { return m_IsConnectedRole; }
+    void SetIsConnectedRole(bool connected) { m_IsConnectedRole = connected; }
+    TString GetUserRoleNameForConnectedRole() const { return m_UserRoleName; }
+    void SetUserRoleNameForConnectedRole(TString name) { m_UserRoleName = name; }
+
+    // The two predefined roles are known by name alone, ignoring case.
+    bool isRoleAdmin();              // "Admin"
+    bool isRoleExternalAccountant(); // "External Accountant"
+
+private:
+    TString m_Name;
+    std::int32_t m_Id;
+    TString m_Description;
+    std::int32_t m_Category;
+    bool m_Visible;
+    bool m_IsFullAccess;
+    bool m_IsConnectedRole;
+    TString m_UserRoleName;
+};
+
+} // namespace PM
