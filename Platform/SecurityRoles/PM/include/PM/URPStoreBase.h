@@ -57,11 +57,11 @@ public:
     virtual int URPSAddRoleActionAssociationByEntitlement(int eId, long eAction) = 0;
     virtual int URPSUpdateRoleActionAssociation(int roleId, int eId, long eAction) = 0;
     virtual int URPSReadRoleActionAssociation(int roleId, int eId, long* eAction) = 0;
-    virtual int URPSReadRoleActionAssociations(int roleId,
-                                               std::vector<EntitlementObject>* entitlements,
-                                               std::vector<RoleEntActionAssocCacheEntry>* entries) = 0;
-    virtual int URPSBuildRoleActionAssociationsCache(
-        std::vector<RoleEntActionAssocCacheEntry>* entries) = 0;
+    virtual int
+    URPSReadRoleActionAssociations(int roleId, std::vector<EntitlementObject>* entitlements,
+                                   std::vector<RoleEntActionAssocCacheEntry>* entries) = 0;
+    virtual int
+    URPSBuildRoleActionAssociationsCache(std::vector<RoleEntActionAssocCacheEntry>* entries) = 0;
     virtual int URPSRemoveAllRoleFromDB() = 0;
     virtual int URPSDeleteAllEntitlementToDB() = 0;
     virtual int URPSDeleteAllUserRoleAssoc() = 0;

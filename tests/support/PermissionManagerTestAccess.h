@@ -1,0 +1,62 @@
+// The one way tests reach the manager's private members.
+#pragma once
+
+#include <PM/PermissionManager.h>
+
+#include <map>
+#include <set>
+#include <vector>
+
+namespace PM {
+
+class PermissionManagerTestAccess {
+public:
+    explicit PermissionManagerTestAccess(PermissionManager& manager) : m_Manager(manager) {}
+
+    std::map<int, long>* GetCurrentActionCache() { return m_Manager.GetCurrentActionCache(); }
+    void ClearContextCache() { m_Manager.ClearContextCache(); }
+    void DestroyContextCache() { m_Manager.DestroyContextCache(); }
+
+    std::vector<EntitlementDef>& SortedEntitlements() { return m_Manager.SortedEntitlements; }
+    bool& ConnectedEntitlementsEdited() { return m_Manager.m_ConnectedEntitlementsEdited; }
+    std::set<ConnectedEntitlementSet>& ConnectedEntitlementSets() {
+        return m_Manager.m_ConnectedEntitlementSets;
+    }
+    TString& ConnectedRoleSuffix() { return m_Manager.m_ConnectedRoleSuffix; }
+    std::set<int>& PmCombiRoles() { return m_Manager.m_PmCombiRoles; }
+    std::set<int>& PpCombiRoles() { return m_Manager.m_PpCombiRoles; }
+    std::set<int>& OtherCombiRoles() { return m_Manager.m_OtherCombiRoles; }
+    std::vector<std::vector<int>>& CustomRoleCombinations() {
+        return m_Manager.m_CustomRoleCombinations;
+    }
+
+    // Puts a new context with the given table on top of the chain, creating
+    // the context list when there is none. The manager owns the context.
+    PermissionContextObject* PushContext(char const* name, std::map<int, long> const& table) {
+        if (m_Manager.ContextCache == nullptr) {
+            m_Manager.ContextCache = new std::vector<PermissionContextObject*>();
+        }
+        PermissionContextObject* context = new PermissionContextObject();
+        context->AppName = name;
+        context->ActionTable = new std::map<int, long>(table);
+        context->PreviousContext = m_Manager.CurrentContext;
+        m_Manager.ContextCache->push_back(context);
+        m_Manager.CurrentContext = context;
+        return context;
+    }
+
+    // Forgets the shared pointers of a copy so that its destructor leaves
+    // them to the original.
+    void DetachSharedPointers() {
+        m_Manager.RoleCache = nullptr;
+        m_Manager.EntitlementCache = nullptr;
+        m_Manager.URPStore = nullptr;
+        m_Manager.ContextCache = nullptr;
+        m_Manager.CurrentContext = nullptr;
+    }
+
+private:
+    PermissionManager& m_Manager;
+};
+
+} // namespace PM
