@@ -1,0 +1,40 @@
+// The company file: an SQLite database that holds the four permission tables
+// (roles, entitlements, user-role assignments, role-action masks) and the
+// host's users table. At most one company file is open at a time in a
+// process; the record classes (DMUSRRole and its siblings) work on it.
+#pragma once
+
+#include <string>
+
+struct sqlite3;
+
+namespace Host {
+
+// Outcome of creating or opening a company file. On failure the message names
+// the file and the reason, and the file is byte for byte as it was.
+struct CompanyFileResult {
+    bool ok = false;
+    std::string message;
+};
+
+// A new company file with the current schema; refuses a path that exists.
+CompanyFileResult CreateCompanyFile(std::string const& path);
+// An existing company file. Refuses a file that is not SQLite, is truncated or
+// damaged, belongs to another application, or has a schema this host does not
+// know.
+CompanyFileResult OpenCompanyFile(std::string const& path);
+// A company file in memory, with the current schema; gone when closed.
+CompanyFileResult OpenInMemoryCompanyFile();
+// Closes the open company file, if any. Everything written so far is in it:
+// each record operation committed by itself.
+void CloseCompanyFile();
+bool IsCompanyFileOpen();
+// The path of the open company file (":memory:" for one in memory); empty
+// when none is open.
+std::string CurrentCompanyFilePath();
+
+// The open database, for the record layer and the host's own tables; null
+// when no company file is open.
+sqlite3* CurrentCompanyFileHandle();
+
+} // namespace Host
