@@ -183,9 +183,6 @@ std::string CheckHeader(std::string const& path, bool sidecarsPresent) {
     if (got < 0) {
         return std::string("it cannot be read: ") + std::strerror(readError);
     }
-    if (!S_ISREG(info.st_mode)) {
-        return "it is not a regular file";
-    }
     long long size = info.st_size;
     if (size == 0) {
         return "the file is empty";
@@ -248,6 +245,21 @@ std::string ImmutableUri(std::string const& path) {
     return uri + "?immutable=1";
 }
 
+// The first problem that quick_check reports, as one line without the
+// database name that precedes it.
+std::string FirstProblem(char const* report) {
+    std::string line = report != nullptr ? report : "quick_check gave no answer";
+    static const char kPrefix[] = "*** in database main ***\n";
+    if (line.compare(0, sizeof kPrefix - 1, kPrefix) == 0) {
+        line.erase(0, sizeof kPrefix - 1);
+    }
+    line = line.substr(0, line.find('\n'));
+    while (!line.empty() && line.back() == '.') {
+        line.pop_back();
+    }
+    return line;
+}
+
 // Everything SQLite can tell about the file on a connection that cannot
 // write it; an empty reason means it is a company file of this schema.
 std::string CheckContents(sqlite3* db) {
@@ -259,24 +271,24 @@ std::string CheckContents(sqlite3* db) {
         if (rc == SQLITE_ROW) {
             char const* line = reinterpret_cast<char const*>(sqlite3_column_text(check, 0));
             if (line == nullptr || std::strcmp(line, "ok") != 0) {
-                problem = line != nullptr ? line : "quick_check gave no answer";
+                problem = FirstProblem(line);
             }
             rc = SQLITE_OK;
         }
     }
     int primary = rc & 0xFF;
-    std::string error = rc != SQLITE_OK ? sqlite3_errmsg(db) : "";
-    sqlite3_finalize(check);
-    if (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) {
-        return "it is damaged: " + error;
-    }
     if (rc != SQLITE_OK) {
-        return "it cannot be checked: " + error;
+        problem = sqlite3_errmsg(db);
+    }
+    sqlite3_finalize(check);
+    if (rc != SQLITE_OK && primary != SQLITE_CORRUPT && primary != SQLITE_NOTADB) {
+        return "it cannot be checked: " + problem;
     }
     if (!problem.empty()) {
-        return "it is damaged: " + problem;
+        return "it is damaged (" + problem + ")";
     }
 
+    std::string error;
     std::int64_t value = 0;
     if (!QueryInteger(db, "PRAGMA application_id", &value, &error, &rc)) {
         return "it cannot be checked: " + error;
@@ -422,6 +434,9 @@ CompanyFileResult OpenCompanyFile(std::string const& path) {
         return Refused("open", path,
                        errno == ENOENT ? std::string("the file does not exist")
                                        : std::string(std::strerror(errno)));
+    }
+    if (!S_ISREG(info.st_mode)) {
+        return Refused("open", path, "it is not a regular file");
     }
     bool sidecars = FileExists(path + "-wal") || FileExists(path + "-journal");
     std::string reason = CheckHeader(path, sidecars);
