@@ -9,6 +9,7 @@ packages=(
   pkg-config
   libboost-dev
   libsqlite3-dev
+  nlohmann-json3-dev
   sqlite3
   libgtest-dev
   libgmock-dev
