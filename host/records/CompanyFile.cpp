@@ -281,6 +281,11 @@ std::string CheckContents(sqlite3* db) {
         problem = sqlite3_errmsg(db);
     }
     sqlite3_finalize(check);
+    if (rc == SQLITE_READONLY_ROLLBACK) {
+        // Only a rollback-journal file left by a crash: a connection that
+        // cannot write may not roll the journal back.
+        return "it holds an interrupted write that its journal must roll back first";
+    }
     if (rc != SQLITE_OK && primary != SQLITE_CORRUPT && primary != SQLITE_NOTADB) {
         return "it cannot be checked: " + problem;
     }

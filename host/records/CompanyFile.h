@@ -17,13 +17,18 @@ struct CompanyFileResult {
     std::string message;
 };
 
-// A new company file with the current schema; refuses a path that exists.
+// A new company file with the current schema, left open; refuses a path that
+// exists, and removes what it created when it fails.
 CompanyFileResult CreateCompanyFile(std::string const& path);
-// An existing company file. Refuses a file that is not SQLite, is truncated or
-// damaged, belongs to another application, or has a schema this host does not
-// know.
+// An existing company file, left open. The file is checked on a connection
+// that cannot write it before it is opened for writing: a missing, empty,
+// truncated or damaged file, one that is not SQLite or belongs to another
+// application, one whose schema version this host does not know, and one that
+// cannot be written are refused. A file left with its write-ahead log by a
+// crash is accepted and keeps every committed record.
 CompanyFileResult OpenCompanyFile(std::string const& path);
-// A company file in memory, with the current schema; gone when closed.
+// A company file in memory, with the current schema; gone when closed. Create
+// and the opens refuse while another company file is open.
 CompanyFileResult OpenInMemoryCompanyFile();
 // Closes the open company file, if any. Everything written so far is in it:
 // each record operation committed by itself.

@@ -1,220 +1,178 @@
-#include "CompanyFileTesting.h"
-#include "RecordOperations.h"
+#include "RecordsTesting.h"
 
-#include <host/records/FaultPlan.h>
+#include <host/records/CompanyFileJournal.h>
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
+#include <sys/stat.h>
 
 namespace {
 
-using RecordsTest::Dump;
-using RecordsTest::Exists;
-using RecordsTest::kSampleDump;
-using RecordsTest::TempPath;
+using namespace RecordsTest;
+
+// A copy of the file and the file beside it, taken while a write is under way:
+// what a crash leaves.
+void CopyMidWrite(std::string const& to, std::string const& from, char const* beside) {
+    WriteBytes(to, ReadBytes(from));
+    WriteBytes(to + beside, ReadBytes(from + beside));
+}
 
 class CompanyFileTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        Host::FaultPlan::Get().Disarm();
-        Host::CloseCompanyFile();
-    }
+    void SetUp() override { Host::CloseCompanyFile(); }
     void TearDown() override { Host::CloseCompanyFile(); }
 };
 
-TEST_F(CompanyFileTest, RecordsSurviveCloseAndReopen) {
+// A close folds the write-ahead log into the file; a crash leaves the log
+// beside it, and the next open brings back every committed record.
+TEST_F(CompanyFileTest, RecordsSurviveCloseAndCrash) {
     TempPath path("reopen");
-    Host::CompanyFileResult created = Host::CreateCompanyFile(path);
-    ASSERT_TRUE(created.ok) << created.message;
-    EXPECT_EQ(created.message, "");
+    TempPath crashed("crashed");
+    ASSERT_TRUE(Host::CreateCompanyFile(path).ok);
     EXPECT_EQ(Host::CurrentCompanyFilePath(), path.str());
-    RecordsTest::AddSample();
+    AddSample();
+    CopyMidWrite(crashed, path, "-wal");
     Host::CloseCompanyFile();
-    EXPECT_FALSE(Host::IsCompanyFileOpen());
-    EXPECT_EQ(Host::CurrentCompanyFilePath(), "");
+    EXPECT_EQ(Host::CurrentCompanyFilePath() + (Host::IsCompanyFileOpen() ? "open" : ""), "");
     EXPECT_EQ(Host::CurrentCompanyFileHandle(), nullptr);
-    // Closing folds the write-ahead log into the file.
     EXPECT_FALSE(Exists(path.str() + "-wal"));
 
-    Host::CompanyFileResult opened = Host::OpenCompanyFile(path);
-    ASSERT_TRUE(opened.ok) << opened.message;
-    EXPECT_EQ(Dump(), kSampleDump);
-    DMUSRRole role;
-    ASSERT_EQ(role.Load(1, nullptr).GetStatusCode(), 0);
-    char name[kRecordTextBufferSize];
-    ASSERT_EQ(role.GetName(name), 0);
-    EXPECT_EQ(std::string(name) + " " + std::to_string(role.GetIsVisible()), "Clerk's desk 2");
-    DMUSRRoleAction mask;
-    ASSERT_EQ(mask.Load(1, 100012, nullptr).GetStatusCode(), 0);
-    EXPECT_EQ(mask.GetActionType(), 17);
+    for (TempPath const* file : {&path, &crashed}) {
+        Host::CompanyFileResult opened = Host::OpenCompanyFile(*file);
+        ASSERT_TRUE(opened.ok) << opened.message;
+        EXPECT_EQ(opened.message, "");
+        EXPECT_EQ(Dump(), kSampleDump);
+        Host::CloseCompanyFile();
+    }
 }
 
-TEST_F(CompanyFileTest, OneCompanyFileAtATime) {
+TEST_F(CompanyFileTest, CreateRefusesAnExistingFileOrASecondCompanyFile) {
     TempPath first("first");
     TempPath second("second");
+    WriteBytes(second, "keep me");
+    EXPECT_EQ(Host::CreateCompanyFile(second).message,
+              "Cannot create company file '" + second.str() + "': the file already exists.");
+    EXPECT_EQ(ReadBytes(second), "keep me");
+    ::unlink(second.str().c_str());
+
     ASSERT_TRUE(Host::CreateCompanyFile(first).ok);
-    Host::CompanyFileResult refused = Host::CreateCompanyFile(second);
-    EXPECT_FALSE(refused.ok);
-    EXPECT_EQ(refused.message, "Cannot create company file '" + second.str() +
-                                   "': the company file '" + first.str() + "' is open.");
+    std::string const reason = "': the company file '" + first.str() + "' is open.";
+    EXPECT_EQ(Host::CreateCompanyFile(second).message,
+              "Cannot create company file '" + second.str() + reason);
     EXPECT_FALSE(Exists(second));
     EXPECT_EQ(Host::OpenInMemoryCompanyFile().message,
-              "Cannot open company file ':memory:': the company file '" + first.str() +
-                  "' is open.");
-    EXPECT_EQ(Host::CurrentCompanyFilePath(), first.str());
-
+              "Cannot open company file ':memory:" + reason);
     Host::CloseCompanyFile();
     ASSERT_TRUE(Host::OpenInMemoryCompanyFile().ok);
     EXPECT_EQ(Host::CurrentCompanyFilePath(), ":memory:");
     EXPECT_EQ(Dump(), "");
 }
 
-// A company file holding the sample, closed; Setup steps then spoil it.
-void CreateSample(std::string const& path) {
+// Setups of files that are not company files. Each writes the file at path.
+void Sample(std::string const& path, char const* sql) {
     ASSERT_TRUE(Host::CreateCompanyFile(path).ok);
-    RecordsTest::AddSample();
+    AddSample();
     Host::CloseCompanyFile();
+    if (sql != nullptr) {
+        ExecOnFile(path, sql);
+    }
 }
 
-void OverwritePage(std::string const& path, long page) {
-    std::string bytes = RecordsTest::ReadBytes(path);
-    bytes.replace((page - 1) * 4096, 4096, std::string(4096, '\xA5'));
-    RecordsTest::WriteBytes(path, bytes);
+void Damage(std::string const& path, std::size_t offset, std::size_t count) {
+    Sample(path, nullptr);
+    std::string bytes = ReadBytes(path);
+    WriteBytes(path, bytes.replace(offset, count, std::string(count, '\xA5')));
+}
+
+void RollbackJournalLeftByACrash(std::string const& path) {
+    TempPath live("journal_live");
+    Host::SetCompanyFileJournal(Host::CompanyFileJournal::kRollbackFull);
+    ASSERT_TRUE(Host::CreateCompanyFile(live).ok);
+    Host::SetCompanyFileJournal(Host::CompanyFileJournal::kWalFull);
+    // A transaction too big for the page cache writes its journal.
+    sqlite3_exec(Host::CurrentCompanyFileHandle(),
+                 "PRAGMA cache_size = 1; BEGIN; WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL "
+                 "SELECT i + 1 FROM n WHERE i < 2000) INSERT INTO roles SELECT i, 0, 1, "
+                 "hex(randomblob(50)), '' FROM n",
+                 nullptr, nullptr, nullptr);
+    CopyMidWrite(path, live, "-journal");
+}
+
+void ForeignDatabaseLeftByACrash(std::string const& path) {
+    TempPath live("foreign_live");
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(live.str().c_str(), &db), SQLITE_OK);
+    sqlite3_exec(db, "PRAGMA journal_mode = WAL; CREATE TABLE t(x)", nullptr, nullptr, nullptr);
+    CopyMidWrite(path, live, "-wal");
+    sqlite3_close(db);
 }
 
 TEST_F(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
+    std::string const notCompany = "it is not a company file: its application id is ";
     struct Case {
         char const* name;
         std::function<void(std::string const&)> setup;
-        char const* reason;
+        std::string reason;
     } const cases[] = {
         {"missing", [](std::string const&) {}, "the file does not exist"},
-        {"text",
-         [](std::string const& p) { RecordsTest::WriteBytes(p, "Name,Role\nAnna,Clerk\n"); },
+        {"directory", [](std::string const& p) { ::mkdir(p.c_str(), 0700); },
+         "it is not a regular file"},
+        {"text", [](std::string const& p) { WriteBytes(p, "Name,Role\nAnna,Clerk\n"); },
          "it is not an SQLite database (its first 16 bytes are not \"SQLite format 3\")"},
-        {"empty", [](std::string const& p) { RecordsTest::WriteBytes(p, ""); },
-         "the file is empty"},
-        {"header cut short",
+        {"empty", [](std::string const& p) { WriteBytes(p, ""); }, "the file is empty"},
+        {"header cut",
          [](std::string const& p) {
-             RecordsTest::WriteBytes(p, std::string("SQLite format 3\0\x10", 18));
+             WriteBytes(p, {"SQLite format 3\0\x10", 18});
          },
          "it is truncated: its 18 bytes end inside the 100-byte database header"},
         {"truncated",
          [](std::string const& p) {
-             CreateSample(p);
-             RecordsTest::WriteBytes(p, RecordsTest::ReadBytes(p).substr(0, 3 * 4096));
+             Sample(p, nullptr);
+             ASSERT_EQ(::truncate(p.c_str(), 3 * 4096), 0);
          },
          "it is truncated: its header gives 10 pages of 4096 bytes (40960 bytes), but the file "
          "holds 12288 bytes"},
-        {"page of the roles overwritten",
-         [](std::string const& p) {
-             CreateSample(p);
-             OverwritePage(p, 2);
-         },
+        {"roles page overwritten", [](std::string const& p) { Damage(p, 4096, 4096); },
          "it is damaged (Page 2: btreeInitPage() returns error code 11)"},
-        {"schema page overwritten",
-         [](std::string const& p) {
-             CreateSample(p);
-             std::string bytes = RecordsTest::ReadBytes(p);
-             bytes.replace(100, 3996, std::string(3996, '\xA5'));
-             RecordsTest::WriteBytes(p, bytes);
-         },
+        {"schema overwritten", [](std::string const& p) { Damage(p, 100, 3996); },
          "it is damaged (database disk image is malformed)"},
-        {"another application's database",
-         [](std::string const& p) {
-             RecordsTest::ExecOnFile(p, "PRAGMA application_id = 305419896; CREATE TABLE t(x)");
-         },
-         "it is not a company file: its application id is 0x12345678, not 0x504D4346"},
-        {"another application's database, left mid-write",
-         [](std::string const& p) {
-             TempPath live("foreign_live");
-             sqlite3* db = nullptr;
-             ASSERT_EQ(sqlite3_open(live.str().c_str(), &db), SQLITE_OK);
-             sqlite3_exec(db, "PRAGMA journal_mode = WAL; CREATE TABLE t(x)", nullptr, nullptr,
-                          nullptr);
-             RecordsTest::WriteBytes(p, RecordsTest::ReadBytes(live));
-             RecordsTest::WriteBytes(p + "-wal", RecordsTest::ReadBytes(live.str() + "-wal"));
-             sqlite3_close(db);
-         },
-         "it is not a company file: its application id is 0x00000000, not 0x504D4346"},
-        {"plain SQLite database",
-         [](std::string const& p) { RecordsTest::ExecOnFile(p, "CREATE TABLE roles(x)"); },
-         "it is not a company file: its application id is 0x00000000, not 0x504D4346"},
-        {"newer schema",
-         [](std::string const& p) {
-             CreateSample(p);
-             RecordsTest::ExecOnFile(p, "PRAGMA user_version = 2");
-         },
+        {"other application",
+         [](std::string const& p) { ExecOnFile(p, "PRAGMA application_id = 305419896"); },
+         notCompany + "0x12345678, not 0x504D4346"},
+        {"plain SQLite", [](std::string const& p) { ExecOnFile(p, "CREATE TABLE roles(x)"); },
+         notCompany + "0x00000000, not 0x504D4346"},
+        {"plain SQLite left by a crash", ForeignDatabaseLeftByACrash,
+         notCompany + "0x00000000, not 0x504D4346"},
+        {"newer schema", [](std::string const& p) { Sample(p, "PRAGMA user_version = 2"); },
          "its schema version 2 is newer than the version 1 that this host knows"},
-        {"older schema",
-         [](std::string const& p) {
-             CreateSample(p);
-             RecordsTest::ExecOnFile(p, "PRAGMA user_version = 0");
-         },
+        {"older schema", [](std::string const& p) { Sample(p, "PRAGMA user_version = 0"); },
          "its schema version 0 is older than the version 1 that this host knows"},
-        {"table missing",
-         [](std::string const& p) {
-             CreateSample(p);
-             RecordsTest::ExecOnFile(p, "DROP TABLE users");
-         },
+        {"table missing", [](std::string const& p) { Sample(p, "DROP TABLE users"); },
          "its tables are not those of a company file: no such table: users"},
+        {"rollback journal left by a crash", RollbackJournalLeftByACrash,
+         "it holds an interrupted write that its journal must roll back first"},
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.name);
         TempPath path("refused");
         c.setup(path);
-        std::string const before = RecordsTest::ReadBytes(path);
-        auto existing = [&path] {
+        auto files = [&path] {
             std::string found;
             for (char const* suffix : {"", "-wal", "-shm", "-journal"}) {
-                found += Exists(path.str() + suffix) ? std::string(suffix) + " " : "";
+                found += Exists(path.str() + suffix) ? std::string(suffix) + "+" : "";
             }
-            return found;
+            return found + ReadBytes(path);
         };
-        std::string const existed = existing();
+        std::string const before = files();
 
         Host::CompanyFileResult result = Host::OpenCompanyFile(path);
-        EXPECT_FALSE(result.ok);
+        EXPECT_FALSE(result.ok || Host::IsCompanyFileOpen());
         EXPECT_EQ(result.message,
                   "Cannot open company file '" + path.str() + "': " + c.reason + ".");
-        EXPECT_FALSE(Host::IsCompanyFileOpen());
-        EXPECT_TRUE(RecordsTest::ReadBytes(path) == before) << "the file changed";
-        EXPECT_EQ(existing(), existed) << "files beside it came or went";
+        EXPECT_TRUE(files() == before) << "the file or the files beside it changed";
+        ::rmdir(path.str().c_str());
     }
-}
-
-TEST_F(CompanyFileTest, CreateRefusesAnExistingFileAndOpenRefusesADirectory) {
-    TempPath path("exists");
-    RecordsTest::WriteBytes(path, "keep me");
-    Host::CompanyFileResult result = Host::CreateCompanyFile(path);
-    EXPECT_FALSE(result.ok);
-    EXPECT_EQ(result.message,
-              "Cannot create company file '" + path.str() + "': the file already exists.");
-    EXPECT_EQ(RecordsTest::ReadBytes(path), "keep me");
-
-    std::string const directory = ::testing::TempDir();
-    EXPECT_EQ(Host::OpenCompanyFile(directory).message,
-              "Cannot open company file '" + directory + "': it is not a regular file.");
-}
-
-// A crash leaves the file and its write-ahead log: opening it brings back every
-// committed record.
-TEST_F(CompanyFileTest, CommittedRecordsOutliveACrash) {
-    TempPath path("live");
-    TempPath copy("crashed");
-    ASSERT_TRUE(Host::CreateCompanyFile(path).ok);
-    RecordsTest::AddSample();
-    ASSERT_TRUE(Exists(path.str() + "-wal"));
-    // What a power cut would leave, taken while the file is still open.
-    RecordsTest::WriteBytes(copy, RecordsTest::ReadBytes(path));
-    RecordsTest::WriteBytes(copy.str() + "-wal", RecordsTest::ReadBytes(path.str() + "-wal"));
-    Host::CloseCompanyFile();
-
-    Host::CompanyFileResult opened = Host::OpenCompanyFile(copy);
-    ASSERT_TRUE(opened.ok) << opened.message;
-    EXPECT_EQ(Dump(), kSampleDump);
 }
 
 } // namespace
