@@ -15,6 +15,8 @@ packages=(
   libgmock-dev
   libbenchmark-dev
   clang-format
+  clang
+  libclang-rt-14-dev
 )
 
 missing=()

@@ -3,10 +3,11 @@
 // place and the fault. The layout is described in docs/catalogue-format.md.
 #include <host/catalogue/CatalogueModel.h>
 
+#include <Records/RecordText.h>
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <initializer_list>
@@ -74,6 +75,8 @@ std::string Describe(Json const& value) {
         return "a boolean";
     case Json::value_t::null:
         return "null";
+    case Json::value_t::number_float:
+        return "a floating-point number";
     default:
         return "a number";
     }
@@ -236,37 +239,25 @@ std::string RequireId(ObjectReader const& object, char const* what) {
     return id;
 }
 
-// Decimal text without sign or leading zeros ("0" itself is fine).
-bool IsPlainDecimal(std::string const& text) {
-    if (text.empty() || text.size() > 9 || (text.size() > 1 && text[0] == '0')) {
+// Decimal digits without leading zeros ("0" itself is fine), optionally after a
+// minus, within the range of int.
+bool IsDecimal(std::string const& text, bool mayBeNegative) {
+    std::size_t const start = mayBeNegative && !text.empty() && text[0] == '-' ? 1 : 0;
+    std::size_t const digits = text.size() - start;
+    if (digits == 0 || digits > 10 || (digits > 1 && text[start] == '0')) {
         return false;
     }
-    for (char ch : text) {
-        if (ch < '0' || ch > '9') {
+    for (std::size_t i = start; i < text.size(); ++i) {
+        if (text[i] < '0' || text[i] > '9') {
             return false;
         }
     }
-    return true;
-}
-
-// Optional minus, then plain decimal, within the range of int.
-bool IsInteger(std::string const& text) {
-    std::string const digits = !text.empty() && text[0] == '-' ? text.substr(1) : text;
-    if (digits.empty() || (digits.size() > 1 && digits[0] == '0')) {
-        return false;
-    }
-    for (char ch : digits) {
-        if (ch < '0' || ch > '9') {
-            return false;
-        }
-    }
-    errno = 0;
     long long const value = std::strtoll(text.c_str(), nullptr, 10);
-    return errno == 0 && value >= INT_MIN && value <= INT_MAX;
+    return value >= INT_MIN && value <= INT_MAX;
 }
 
-std::string Ordinal(std::size_t index) {
-    return std::to_string(index);
+TString Text(std::string const& text) {
+    return TString(text.c_str());
 }
 
 class Builder {
@@ -277,22 +268,6 @@ public:
         ObjectReader const root(
             document, "$",
             {"format", "product", "features", "roles", "applications", "flavors", "currentFlavor"});
-        ReadFormat(root);
-        m_Catalogue.product = OptionalText(root, "product");
-        ReadFeatures(root);
-        ReadRoles(root);
-        ReadApplications(root);
-        ReadFlavors(root);
-        ReadCurrentFlavor(root);
-    }
-
-private:
-    struct FeatureEntry {
-        Defcat::Feature* feature;
-        long id;
-    };
-
-    static void ReadFormat(ObjectReader const& root) {
         Json const& format = root.Require("format");
         if (!format.is_number_integer()) {
             Fail(root.Path("format"), "expected an integer, found " + Describe(format));
@@ -301,29 +276,62 @@ private:
             Fail(root.Path("format"),
                  "unsupported format " + format.dump() + ", expected " + std::to_string(kFormat));
         }
+        m_Catalogue.product = OptionalText(root, "product");
+        ReadFeatures(root);
+        ReadRoles(root);
+        ReadApplications(root);
+        ReadFlavors(root);
+        std::string const current = RequireText(root, "currentFlavor");
+        auto const found = m_Catalogue.flavors.find(current);
+        if (found == m_Catalogue.flavors.end()) {
+            Fail(root.Path("currentFlavor"), "unknown flavor " + Quoted(current));
+        }
+        m_Catalogue.currentFlavor = found->second;
+    }
+
+private:
+    using FirstSeen = std::map<std::string, std::string>; // id -> path of its object
+
+    static std::string UniqueId(ObjectReader const& object, char const* what, FirstSeen& seen) {
+        std::string const id = RequireId(object, what);
+        auto const first = seen.emplace(id, object.Path());
+        if (!first.second) {
+            Fail(object.Path("id"), std::string("duplicate ") + what + " id " + Quoted(id) +
+                                        " (first at " + first.first->second + ")");
+        }
+        return id;
+    }
+
+    static std::string RequireName(ObjectReader const& object) {
+        std::string name = RequireText(object, "name");
+        if (name.empty()) {
+            Fail(object.Path("name"), "empty name");
+        }
+        return StorableText(name, object.Path("name"));
+    }
+
+    // The company file stores names and descriptions in record text fields.
+    static std::string StorableText(std::string text, std::string const& path) {
+        if (text.size() >= static_cast<std::size_t>(kRecordTextBufferSize)) {
+            Fail(path,
+                 "text is longer than " + std::to_string(kRecordTextBufferSize - 1) + " bytes");
+        }
+        return text;
     }
 
     void ReadFeatures(ObjectReader const& root) {
         Json const& features = ArrayOf(root.Require("features"), root.Path("features"));
-        std::map<std::string, std::string> firstSeen;
+        FirstSeen seen;
         for (std::size_t i = 0; i < features.size(); ++i) {
             ObjectReader const object(features[i], Element(root.Path("features"), i),
                                       {"id", "name", "enabled", "parameters"});
-            std::string const id = RequireId(object, "feature");
-            if (!IsPlainDecimal(id) || std::atol(id.c_str()) >= kFirstDynamicId) {
+            std::string const id = UniqueId(object, "feature", seen);
+            if (!IsDecimal(id, false) || std::atol(id.c_str()) >= kFirstDynamicId) {
                 Fail(object.Path("id"), "feature id " + Quoted(id) +
                                             " is not a decimal number from 0 to 299999"
                                             " without leading zeros");
             }
-            auto const seen = firstSeen.emplace(id, object.Path());
-            if (!seen.second) {
-                Fail(object.Path("id"), "duplicate feature id " + Quoted(id) + " (first at " +
-                                            seen.first->second + ")");
-            }
-            std::string const name = RequireText(object, "name");
-            if (name.empty()) {
-                Fail(object.Path("name"), "empty name");
-            }
+            std::string const name = RequireName(object);
             bool const isVersion = id == "0";
             if (isVersion && name.find('-') != std::string::npos) {
                 Fail(object.Path("name"), "the name of feature \"0\" must not contain \"-\"");
@@ -331,10 +339,16 @@ private:
             bool const enabled = OptionalFlag(object, "enabled", true);
             std::vector<Defcat::Parameter*> parameters =
                 ReadParameters(object, id, isVersion ? 4 : 2);
-            Defcat::Feature* feature = m_Catalogue.Make<Defcat::Feature>(
-                TString(id.c_str()), TString(name.c_str()), enabled, parameters);
+            if (isVersion) {
+                // Stored as "<name>-<version>-<count>".
+                StorableText(name + "-" + parameters[2]->GetData().c_str() + "-" +
+                                 parameters[3]->GetData().c_str(),
+                             object.Path("name"));
+            }
+            Defcat::Feature* feature =
+                m_Catalogue.Make<Defcat::Feature>(Text(id), Text(name), enabled, parameters);
             m_Catalogue.features.emplace(id, feature);
-            m_Features.push_back(FeatureEntry{feature, std::atol(id.c_str())});
+            m_ById.emplace(std::atol(id.c_str()), feature);
         }
     }
 
@@ -354,51 +368,38 @@ private:
         std::vector<Defcat::Parameter*> parameters;
         for (std::size_t i = 0; i < list.size(); ++i) {
             std::string const data = TextOf(list[i], Element(path, i));
-            if (i >= needed) {
-                // Further parameters are the product's own data; the library reads none.
-                parameters.push_back(m_Catalogue.Make<Defcat::Parameter>(
-                    TString(Ordinal(i).c_str()), TString(data.c_str())));
-                continue;
+            // Parameters beyond the needed ones are the product's own; nothing reads them.
+            if (i < needed && !IsDecimal(data, i < 2)) {
+                Fail(Element(path, i),
+                     std::string(kMeaning[i]) + " " + Quoted(data) +
+                         (i < 2 ? " is not an integer" : " is not a decimal number"));
             }
-            bool const valid = i < 2 ? IsInteger(data) : IsPlainDecimal(data);
-            if (!valid) {
-                char const* const form = i < 2 ? " is not an integer" : " is not a decimal number";
-                Fail(Element(path, i), std::string(kMeaning[i]) + " " + Quoted(data) + form);
-            }
-            parameters.push_back(m_Catalogue.Make<Defcat::Parameter>(TString(Ordinal(i).c_str()),
-                                                                     TString(data.c_str())));
+            parameters.push_back(
+                m_Catalogue.Make<Defcat::Parameter>(Text(std::to_string(i)), Text(data)));
         }
         return parameters;
     }
 
     void ReadRoles(ObjectReader const& root) {
         Json const& roles = ArrayOf(root.Require("roles"), root.Path("roles"));
-        std::map<std::string, std::string> firstSeen;
+        FirstSeen seen;
         for (std::size_t i = 0; i < roles.size(); ++i) {
             ObjectReader const object(
                 roles[i], Element(root.Path("roles"), i),
                 {"id", "name", "description", "visible", "private", "grants"});
-            std::string const id = RequireId(object, "role");
-            auto const seen = firstSeen.emplace(id, object.Path());
-            if (!seen.second) {
-                Fail(object.Path("id"),
-                     "duplicate role id " + Quoted(id) + " (first at " + seen.first->second + ")");
-            }
-            std::string const name = RequireText(object, "name");
-            if (name.empty()) {
-                Fail(object.Path("name"), "empty name");
-            }
+            std::string const id = UniqueId(object, "role", seen);
+            std::string const name = RequireName(object);
             if (name.size() > kMaxRoleNameLength) {
                 Fail(object.Path("name"), "role name " + Quoted(name) + " is longer than " +
                                               std::to_string(kMaxRoleNameLength) + " characters");
             }
-            std::string const description = OptionalText(object, "description");
+            std::string const description =
+                StorableText(OptionalText(object, "description"), object.Path("description"));
             bool const visible = OptionalFlag(object, "visible", true);
             bool const isPrivate = OptionalFlag(object, "private", false);
             std::vector<Defcat::Entitlement*> grants = ReadGrants(object, id);
             Defcat::Role* role = m_Catalogue.Make<Defcat::Role>(
-                TString(id.c_str()), TString(name.c_str()), TString(description.c_str()), visible,
-                isPrivate, grants);
+                Text(id), Text(name), Text(description), visible, isPrivate, grants);
             m_Catalogue.roles.emplace(id, role);
             m_Catalogue.roleOrder.push_back(role);
             if (id == kBaseRoleId) {
@@ -418,23 +419,24 @@ private:
             return grants;
         }
         ArrayOf(*list, role.Path("grants"));
-        std::set<std::string> granted;
+        std::set<Defcat::Feature*> granted; // a feature has one mask per role
         for (std::size_t i = 0; i < list->size(); ++i) {
             ObjectReader const object((*list)[i], Element(role.Path("grants"), i),
                                       {"id", "actions", "features"});
             std::string id = OptionalText(object, "id");
             if (id.empty()) {
-                id = roleId + "/" + Ordinal(i);
+                id = roleId + "/" + std::to_string(i);
             }
             std::vector<Defcat::UserAction*> actions = ReadActions(object);
-            std::vector<Defcat::Feature*> features;
+            std::string const path = object.Path("features");
             Json const& named = object.Require("features");
-            if (named.is_string() && named.get_ref<std::string const&>() == "*") {
-                for (FeatureEntry const& entry : SortedFeatures()) {
-                    features.push_back(entry.feature);
+            bool const all = named.is_string() && named.get_ref<std::string const&>() == "*";
+            std::vector<Defcat::Feature*> features;
+            if (all) {
+                for (auto const& item : m_ById) {
+                    features.push_back(item.second);
                 }
             } else {
-                std::string const path = object.Path("features");
                 ArrayOf(named, path);
                 for (std::size_t k = 0; k < named.size(); ++k) {
                     std::string const featureId = TextOf(named[k], Element(path, k));
@@ -446,16 +448,13 @@ private:
                 }
             }
             for (std::size_t k = 0; k < features.size(); ++k) {
-                std::string const featureId(features[k]->GetID().c_str());
-                if (!granted.insert(featureId).second) {
-                    Fail(named.is_string() ? object.Path("features")
-                                           : Element(object.Path("features"), k),
-                         "feature " + Quoted(featureId) + " is granted twice in role " +
-                             Quoted(roleId));
+                if (!granted.insert(features[k]).second) {
+                    Fail(all ? path : Element(path, k),
+                         "feature " + Quoted(features[k]->GetID().c_str()) +
+                             " is granted twice in role " + Quoted(roleId));
                 }
             }
-            grants.push_back(
-                m_Catalogue.Make<Defcat::Entitlement>(TString(id.c_str()), actions, features));
+            grants.push_back(m_Catalogue.Make<Defcat::Entitlement>(Text(id), actions, features));
         }
         return grants;
     }
@@ -473,9 +472,8 @@ private:
                 Fail(Element(path, i), "user action type " + type.dump() + " is outside 0..8");
             }
             int const value = type.get<int>();
-            actions.push_back(
-                m_Catalogue.Make<Defcat::UserAction>(TString(std::to_string(value).c_str()),
-                                                     static_cast<Defcat::UserActionType>(value)));
+            actions.push_back(m_Catalogue.Make<Defcat::UserAction>(
+                Text(std::to_string(value)), static_cast<Defcat::UserActionType>(value)));
         }
         return actions;
     }
@@ -490,40 +488,24 @@ private:
         DefcatObjectPtrList<Defcat::Feature> listed;
         grants.front()->GetFeatures(&listed, false);
         std::string const path = Element(role.Path("grants"), 0) + ".features";
-        for (std::size_t k = 1; k < listed.size(); ++k) {
-            long const previous = std::atol(listed[k - 1]->GetID());
-            long const current = std::atol(listed[k]->GetID());
-            if (current <= previous) {
+        std::set<Defcat::Feature const*> present;
+        for (std::size_t k = 0; k < listed.size(); ++k) {
+            present.insert(listed[k].get());
+            if (k > 0 && std::atol(listed[k]->GetID()) <= std::atol(listed[k - 1]->GetID())) {
                 Fail(Element(path, k), "feature " + Quoted(listed[k]->GetID().c_str()) +
                                            " is not in ascending id order after " +
                                            Quoted(listed[k - 1]->GetID().c_str()));
             }
         }
-        if (listed.size() != m_Features.size()) {
-            std::set<Defcat::Feature const*> present;
-            for (std::size_t k = 0; k < listed.size(); ++k) {
-                present.insert(listed[k].get());
-            }
-            for (FeatureEntry const& entry : SortedFeatures()) {
-                if (present.count(entry.feature) == 0) {
-                    Fail(path, "feature " + Quoted(entry.feature->GetID().c_str()) +
-                                   " is missing from the first grant of " + Quoted(kBaseRoleId));
-                }
+        for (auto const& item : m_ById) {
+            if (present.count(item.second) == 0) {
+                Fail(path, "feature " + Quoted(item.second->GetID().c_str()) +
+                               " is missing from the first grant of " + Quoted(kBaseRoleId));
             }
         }
     }
 
-    std::vector<FeatureEntry> SortedFeatures() const {
-        std::vector<FeatureEntry> sorted;
-        for (auto const& item : m_Catalogue.features) {
-            sorted.push_back(FeatureEntry{item.second, std::atol(item.first.c_str())});
-        }
-        std::sort(sorted.begin(), sorted.end(),
-                  [](FeatureEntry const& a, FeatureEntry const& b) { return a.id < b.id; });
-        return sorted;
-    }
-
-    Defcat::Role* RoleNamed(Json const& value, std::string const& path) {
+    Defcat::Role* KnownRole(Json const& value, std::string const& path) {
         std::string const id = TextOf(value, path);
         auto const found = m_Catalogue.roles.find(id);
         if (found == m_Catalogue.roles.end()) {
@@ -538,25 +520,17 @@ private:
             return;
         }
         ArrayOf(*list, root.Path("applications"));
-        std::map<std::string, std::string> firstSeen;
+        FirstSeen seen;
         for (std::size_t i = 0; i < list->size(); ++i) {
             ObjectReader const object((*list)[i], Element(root.Path("applications"), i),
                                       {"id", "useRole"});
-            std::string const id = RequireId(object, "application");
-            auto const seen = firstSeen.emplace(id, object.Path());
-            if (!seen.second) {
-                Fail(object.Path("id"), "duplicate application id " + Quoted(id) + " (first at " +
-                                            seen.first->second + ")");
+            std::string const id = UniqueId(object, "application", seen);
+            std::string const useRole = OptionalText(object, "useRole");
+            if (!useRole.empty()) {
+                KnownRole(object.Require("useRole"), object.Path("useRole"));
             }
-            std::string useRole;
-            if (Json const* named = object.Find("useRole")) {
-                useRole = TextOf(*named, object.Path("useRole"));
-                if (!useRole.empty()) {
-                    RoleNamed(*named, object.Path("useRole"));
-                }
-            }
-            Defcat::SDKApplication* application = m_Catalogue.Make<Defcat::SDKApplication>(
-                TString(id.c_str()), TString(useRole.c_str()));
+            Defcat::SDKApplication* application =
+                m_Catalogue.Make<Defcat::SDKApplication>(Text(id), Text(useRole));
             m_Catalogue.applications.emplace(id, application);
             m_Catalogue.applicationOrder.push_back(application);
         }
@@ -564,48 +538,33 @@ private:
 
     void ReadFlavors(ObjectReader const& root) {
         Json const& list = ArrayOf(root.Require("flavors"), root.Path("flavors"));
-        std::map<std::string, std::string> firstSeen;
+        FirstSeen seen;
         for (std::size_t i = 0; i < list.size(); ++i) {
             ObjectReader const object(list[i], Element(root.Path("flavors"), i),
                                       {"id", "defaultRoles"});
-            std::string const id = RequireId(object, "flavor");
-            auto const seen = firstSeen.emplace(id, object.Path());
-            if (!seen.second) {
-                Fail(object.Path("id"), "duplicate flavor id " + Quoted(id) + " (first at " +
-                                            seen.first->second + ")");
-            }
+            std::string const id = UniqueId(object, "flavor", seen);
             std::string const path = object.Path("defaultRoles");
             Json const& named = ArrayOf(object.Require("defaultRoles"), path);
             std::vector<Defcat::Role*> roles;
-            std::set<Defcat::Role*> listed;
             for (std::size_t k = 0; k < named.size(); ++k) {
-                Defcat::Role* role = RoleNamed(named[k], Element(path, k));
-                if (!listed.insert(role).second) {
+                Defcat::Role* role = KnownRole(named[k], Element(path, k));
+                if (std::find(roles.begin(), roles.end(), role) != roles.end()) {
                     Fail(Element(path, k),
                          "role " + Quoted(role->GetID().c_str()) + " is listed twice");
                 }
                 roles.push_back(role);
             }
-            Defcat::DefaultRoleList* defaults = m_Catalogue.Make<Defcat::DefaultRoleList>(
-                TString((id + "/defaultRoles").c_str()), roles);
+            Defcat::DefaultRoleList* defaults =
+                m_Catalogue.Make<Defcat::DefaultRoleList>(Text(id + "/defaultRoles"), roles);
             Defcat::ProductFlavor* flavor =
-                m_Catalogue.Make<Defcat::ProductFlavor>(TString(id.c_str()), defaults);
+                m_Catalogue.Make<Defcat::ProductFlavor>(Text(id), defaults);
             m_Catalogue.flavors.emplace(id, flavor);
             m_Catalogue.flavorOrder.push_back(flavor);
         }
     }
 
-    void ReadCurrentFlavor(ObjectReader const& root) {
-        std::string const id = RequireText(root, "currentFlavor");
-        auto const found = m_Catalogue.flavors.find(id);
-        if (found == m_Catalogue.flavors.end()) {
-            Fail(root.Path("currentFlavor"), "unknown flavor " + Quoted(id));
-        }
-        m_Catalogue.currentFlavor = found->second;
-    }
-
     Catalogue& m_Catalogue;
-    std::vector<FeatureEntry> m_Features; // file order
+    std::map<long, Defcat::Feature*> m_ById; // ascending id order
 };
 
 // Line and column (both from 1) of the character at the 1-based byte position.
