@@ -24,7 +24,9 @@ using Json = nlohmann::json;
 
 char const kBaseRoleId[] = "BASE_ROLE";
 int const kFormat = 1;
+// Ids from here on are the library's run-time entitlements.
 long const kFirstDynamicId = 300000;
+// The manager refuses longer role names, so a catalogue role must not have one.
 std::size_t const kMaxRoleNameLength = 29;
 
 // A fault at a place in the document; caught by ParseCatalogue.
