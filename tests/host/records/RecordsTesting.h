@@ -50,6 +50,7 @@ private:
         for (char const* suffix : {"", "-wal", "-shm", "-journal"}) {
             ::unlink((m_Path + suffix).c_str());
         }
+        ::rmdir(m_Path.c_str()); // a test may make a directory of the path
     }
     std::string m_Path;
 };
