@@ -9,6 +9,9 @@
 #include <PM/RoleEntActionAssocCacheEntry.h>
 #include <PM/RoleObject.h>
 
+#include <Defcat/Defcat.h>
+#include <Util/TString.h>
+
 #include <cstdint>
 #include <vector>
 
@@ -67,6 +70,24 @@ public:
     virtual int URPSDeleteAllUserRoleAssoc() = 0;
     virtual int URPSDeleteAllRoleActionAssociations() = 0;
     virtual int URPSCountrySpecificUpdate() = 0;
+
+    // Version check and upgrade of the stored permission data against the
+    // definition catalogue; they work through the operations above.
+    int URPSCheckURPVersionDoUpdateIfNeeded();
+    int URPSGetURPVersionFromADR(int* urpVersion);
+    int URPSGetURPVersionFromCompanyFile(int* urpVersion);
+    int URPSGetEntitlementCountFromCompanyFile(int* urpEntCount);
+    int URPSGetVersionFromEntitlementName(TString name); // the version, not a result code
+    int URPSUpdatePermissionData();
+
+    // Import from the definition catalogue. The two lists are allocated with
+    // new and belong to the caller.
+    std::vector<EntitlementDef>* URPSGetEntitlementListFromADR();
+    std::vector<EntitlementDef>* URPSGetEntitlementListFromTable();
+    int URPSSetDefaultEntitlements();
+    int URPSSetDefaultRoles();
+    int URPSSetSingleDefaultRole(const TString& roleCatalogueId, int roleId);
+    int URPSSetDefaultEntitlementsForRole(auto_init_ptr<Defcat::Role> role, int roleId);
 
     // Scan state; the record-backed store starts both CurrentIds at -1.
     URPStoreCursor m_RoleCursor;
