@@ -1,0 +1,142 @@
+// The record-backed store's single-record operations, status mapping,
+// assignment deletes and stubs.
+#include "StoreFixture.h"
+
+#include <Records/DMUSREntitlement.h>
+#include <Records/DMUSRRole.h>
+#include <Records/DMUSRUserRole.h>
+
+#include <functional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+using Host::FaultPlan;
+
+namespace {
+
+class URPStoreTest : public PMTest::StoreFixture {};
+
+long AssignmentsOfUser(int userKey) {
+    long count = -1;
+    EXPECT_TRUE(DMUSRUserRole().GetUserRoleCountByUserId(&count, userKey, nullptr).Succeeded());
+    return count;
+}
+
+} // namespace
+
+TEST_F(URPStoreTest, WholeListStubsLeaveTheVectorAndTouchNoRecord) {
+    EXPECT_EQ(store.m_RoleCursor.CurrentId + store.m_EntitlementCursor.CurrentId, -2);
+    std::vector<PM::RoleObject> roles(1);
+    std::vector<PM::EntitlementObject> entitlements(1);
+    std::vector<RoleEntActionAssocCacheEntry> entries(1);
+    EXPECT_EQ(store.URPSGetRoleList(&roles), PM_ERROR);
+    EXPECT_EQ(store.URPSGetEntitlementList(&entitlements), PM_ERROR);
+    EXPECT_EQ(store.URPSBuildRoleActionAssociationsCache(&entries), PM_ERROR);
+    EXPECT_EQ(store.URPSCountrySpecificUpdate(), PM_OK);
+    EXPECT_EQ(roles.size() + entitlements.size() + entries.size(), 3u);
+    EXPECT_EQ(PMTest::Calls("*"), 0);
+}
+
+// A failed record operation is PM_ERROR; not-found is PM_OK unless the
+// operation gives it a code of its own: 6042 itself never comes back.
+TEST_F(URPStoreTest, MapsRecordStatusesToResultCodes) {
+    PM::EntitlementDef entitlement;
+    PM::RoleDef role;
+    PM::RoleObject roleObject;
+    PM::EntitlementObject entitlementObject;
+    const FaultPlan::Fault kFail = FaultPlan::kFail, kNotFound = FaultPlan::kNotFound;
+    const struct {
+        char const* operation;
+        FaultPlan::Fault fault;
+        std::function<int(PM::URPStore&)> call;
+        int expected;
+    } cases[] = {
+        {"DMUSRRole::Delete", kFail, STORE_CALL(URPSRemoveRoleFromDB(3)), PM_ERROR},
+        {"DMUSRRole::Delete", kNotFound, STORE_CALL(URPSRemoveRoleFromDB(3)), PM_ERR_NORECORD},
+        {"DMUSRRole::Add", kNotFound, STORE_CALL(URPSAddRoleToDB(role)), PM_OK},
+        {"DMUSRRole::Load", kFail, STORE_CALL(URPSGetRole(roleObject)), PM_ERROR},
+        {"DMUSRRole::Load", kNotFound, STORE_CALL(URPSGetRole(roleObject)), PM_ERR_NORECORD},
+        {"DMUSREntitlement::Load", kNotFound, STORE_CALL(URPSGetEntitlement(entitlementObject)),
+         PM_ERR_NOENT},
+        {"DMUSREntitlement::Add", kFail, STORE_CALL(URPSAddEntitlementToDB(entitlement)), PM_ERROR},
+        {"DMUSRUserRole::Add", kFail, STORE_CALL(URPSAddUserRoleAssociation(1, 2)), PM_ERROR},
+        {"DMUSRUserRole::Add", kNotFound, STORE_CALL(URPSAddUserRoleAssociation(1, 2)), PM_OK},
+        {"DMUSRRole::DeleteAll", kFail, STORE_CALL(URPSRemoveAllRoleFromDB()), PM_ERROR},
+        {"DMUSREntitlement::DeleteAll", kFail, STORE_CALL(URPSDeleteAllEntitlementToDB()),
+         PM_ERROR},
+        {"DMUSRUserRole::DeleteAll", kFail, STORE_CALL(URPSDeleteAllUserRoleAssoc()), PM_ERROR},
+        {"DMUSRRoleAction::DeleteAll", kFail, STORE_CALL(URPSDeleteAllRoleActionAssociations()),
+         PM_ERROR},
+    };
+    for (auto const& c : cases) {
+        SCOPED_TRACE(std::string(c.operation) + (c.fault == kFail ? " failing" : " not found"));
+        Host::ScopedFault fault(c.operation, 1, c.fault);
+        EXPECT_EQ(c.call(store), c.expected);
+        EXPECT_TRUE(FaultPlan::Get().Fired());
+    }
+}
+
+TEST_F(URPStoreTest, LoadsUnderTheCursorAndReadsOnlyAStoredOneAsTrue) {
+    DMUSRRole rawRole; // written directly: the store itself writes only 0 and 1
+    rawRole.SetRoleId(4);
+    rawRole.SetCategoryType(9);
+    rawRole.SetIsVisible(2);
+    rawRole.SetName("Clerk");
+    rawRole.SetDescription("Desk");
+    ASSERT_TRUE(rawRole.Add(nullptr).Succeeded());
+    DMUSREntitlement rawEntitlement;
+    rawEntitlement.SetEntitlementId(6);
+    rawEntitlement.SetCategoryType(100001);
+    rawEntitlement.SetAttributesId(124);
+    rawEntitlement.SetIsEnabled(2);
+    rawEntitlement.SetIsVisible(1);
+    rawEntitlement.SetName("Checks");
+    ASSERT_TRUE(rawEntitlement.Add(nullptr).Succeeded());
+
+    PM::RoleObject r;
+    r.SetId(99); // not the key: the cursor is
+    r.GetEntitlementObjList()->resize(1);
+    store.m_RoleCursor.CurrentId = 4;
+    ASSERT_EQ(store.URPSGetRole(r), PM_OK);
+    EXPECT_EQ(
+        std::make_tuple(r.GetId(), r.GetCategory(), r.IsVisible(), std::string(r.GetName()),
+                        std::string(r.GetDescription()), r.GetEntitlementObjList()->size()),
+        std::make_tuple(4, 9, false, std::string("Clerk"), std::string("Desk"), std::size_t(1)));
+    PM::EntitlementObject e;
+    e.m_Action = 17; // the table holds no action: it stays
+    store.m_EntitlementCursor.CurrentId = 6;
+    ASSERT_EQ(store.URPSGetEntitlement(e), PM_OK);
+    EXPECT_EQ(std::make_tuple(e.m_Id, e.m_Category, e.m_Attrs, e.m_Enabled, e.m_Visible,
+                              std::string(e.m_Name), e.m_Action),
+              std::make_tuple(6, 100001, 124, false, true, std::string("Checks"), 17));
+    AddRole(5, "Visible"); // what the store writes reads back as written
+    store.m_RoleCursor.CurrentId = 5;
+    ASSERT_EQ(store.URPSGetRole(r), PM_OK);
+    EXPECT_TRUE(r.IsVisible());
+}
+
+TEST_F(URPStoreTest, DeleteUserRoleAssocTakesMinusOneAsAWildcardForOneSide) {
+    for (auto pair : std::vector<std::pair<int, int>>{{5, 7}, {5, 8}, {6, 7}, {-1, 3}, {4, -1}}) {
+        ASSERT_EQ(store.URPSAddUserRoleAssociation(pair.first, pair.second), PM_OK);
+    }
+    FaultPlan::Get().ResetCounts();
+    EXPECT_EQ(store.URPSDeleteUserRoleAssoc(5, 7), PM_OK); // there is no single-pair delete
+    EXPECT_EQ(PMTest::Calls("*"), 0);
+    EXPECT_EQ(store.URPSDeleteUserRoleAssoc(-1, 7), PM_OK);
+    EXPECT_EQ(AssignmentsOfUser(6), 0);
+    EXPECT_EQ(AssignmentsOfUser(5), 1);
+    EXPECT_EQ(store.URPSDeleteUserRoleAssoc(5, -1), PM_OK);
+    EXPECT_EQ(AssignmentsOfUser(5), 0);
+    // Both deletes run, with -1 as their key; only the last one decides.
+    {
+        Host::ScopedFault fault("DMUSRUserRole::DeleteByRoleId", 1);
+        EXPECT_EQ(store.URPSDeleteUserRoleAssoc(-1, -1), PM_OK);
+    }
+    EXPECT_EQ(AssignmentsOfUser(-1), 0);
+    EXPECT_EQ(AssignmentsOfUser(4), 1); // role -1 survived the failed delete
+    EXPECT_EQ(store.URPSDeleteUserRoleAssoc(-1, -1), PM_OK);
+    EXPECT_EQ(AssignmentsOfUser(4), 0);
+    Host::ScopedFault fault("DMUSRUserRole::DeleteByUserId", 1);
+    EXPECT_EQ(store.URPSDeleteUserRoleAssoc(-1, -1), PM_ERROR);
+}
