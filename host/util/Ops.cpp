@@ -114,9 +114,13 @@ void Ops::MessageFunctor::operator()(char const* format, ...) {
         }
         va_end(args);
     }
-    Host::LogRecord const record{
-        m_Level,        m_EventType, Host::OrEmpty(m_SourcePath), m_Line, Host::OrEmpty(m_Function),
-        std::move(text)};
+    Host::LogRecord const record{m_Level,
+                                 m_EventType,
+                                 Host::OrEmpty(m_SourcePath),
+                                 m_Line,
+                                 Host::OrEmpty(m_Function),
+                                 Host::OrEmpty(m_Signature),
+                                 std::move(text)};
     Host::LogSink const sink = Host::InstalledSink();
     sink(record);
 }

@@ -25,6 +25,7 @@ struct LogRecord {
     std::string sourcePath;
     long line;
     std::string function;
+    std::string signature;
     std::string text;
 };
 

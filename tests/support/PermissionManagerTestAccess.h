@@ -18,6 +18,10 @@ public:
     void DestroyContextCache() { m_Manager.DestroyContextCache(); }
 
     std::vector<EntitlementDef>& SortedEntitlements() { return m_Manager.SortedEntitlements; }
+    TString GetShortEntName(TString name) { return m_Manager.GetShortEntName(name); }
+    TString GetFullParentEntName(std::vector<EntitlementDef>* list, EntitlementDef const* ent) {
+        return m_Manager.GetFullParentEntName(list, ent);
+    }
     bool& ConnectedEntitlementsEdited() { return m_Manager.m_ConnectedEntitlementsEdited; }
     std::set<ConnectedEntitlementSet>& ConnectedEntitlementSets() {
         return m_Manager.m_ConnectedEntitlementSets;

@@ -43,7 +43,7 @@ public:
         MessageFunctor& operator=(MessageFunctor const&) = delete;
 
     private:
-        Ops& m_Ops;
+        [[maybe_unused]] Ops& m_Ops; // this host has one Ops; kept for hosts with several
         Level m_Level;
         EventType m_EventType;
         char const* m_SourcePath;

@@ -47,6 +47,11 @@ public:
     void SetDefaults();
     // A new RoleDef for this role, owned by the caller; null when refused.
     RoleDef* RoleDefFactory();
+    // The entitlements as this role sees them, each with the role's stored
+    // mask (the cached action for a role id below 0). category -1: every
+    // entitlement once, in name order; a category id: its subtree, parent
+    // before children. New list owned by the caller, or null.
+    std::vector<EntitlementDef>* EntitlementDefFactory(int category, bool visibleOnly);
 
 private:
     TString m_Name;

@@ -9,6 +9,9 @@
 
 #include <Util/StringCompare.h>
 
+#include <algorithm>
+#include <vector>
+
 namespace PM {
 
 namespace detail {
@@ -33,6 +36,12 @@ inline bool IsInNameOrder(RoleObject const& a, RoleObject const& b) {
 
 inline bool IsInNameOrder(RoleDef const& a, RoleDef const& b) {
     return detail::NameBefore(a.GetName(), b.GetName());
+}
+
+// Sorts a list by name order. Rows with equal names end in no defined order.
+template <class Record> void SortInNameOrder(std::vector<Record>& list) {
+    std::sort(list.begin(), list.end(),
+              [](Record const& a, Record const& b) { return IsInNameOrder(a, b); });
 }
 
 } // namespace PM

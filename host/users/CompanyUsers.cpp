@@ -1,0 +1,144 @@
+// The users table of the company file and the user manager that reads it.
+#include <host/records/CachedStatement.h>
+#include <host/records/CompanyFile.h>
+#include <host/users/CompanyUsers.h>
+#include <host/users/UserManagerHooks.h>
+
+#include <sqlite3.h>
+
+namespace Host {
+
+namespace {
+
+const int kFirstUserId = 101;
+const int kFirstRecordKey = 1;
+
+const char kInsertUser[] = "INSERT INTO users (user_id, record_key, name, is_admin) "
+                           "VALUES ((SELECT COALESCE(MAX(user_id), ?1 - 1) + 1 FROM users), "
+                           "(SELECT COALESCE(MAX(record_key), ?2 - 1) + 1 FROM users), ?3, ?4)";
+const char kDeleteUser[] = "DELETE FROM users WHERE user_id = ?1";
+const char kListUsers[] = "SELECT user_id, record_key, name, is_admin FROM users ORDER BY user_id";
+const char kUserByName[] = "SELECT user_id FROM users WHERE name = ?1";
+const char kKeyForUser[] = "SELECT record_key FROM users WHERE user_id = ?1";
+const char kUserForKey[] = "SELECT user_id FROM users WHERE record_key = ?1";
+const char kAdminUser[] = "SELECT user_id FROM users WHERE is_admin = 1 ORDER BY user_id LIMIT 1";
+
+// Resets a cached statement when the caller is done with it.
+class StatementUse {
+public:
+    explicit StatementUse(char const* sql) {
+        int rc = SQLITE_OK;
+        m_Statement = detail::CachedStatement(sql, &rc);
+    }
+    ~StatementUse() {
+        if (m_Statement != nullptr) {
+            sqlite3_reset(m_Statement);
+            sqlite3_clear_bindings(m_Statement);
+        }
+    }
+    StatementUse(StatementUse const&) = delete;
+    StatementUse& operator=(StatementUse const&) = delete;
+    sqlite3_stmt* get() const { return m_Statement; }
+
+private:
+    sqlite3_stmt* m_Statement;
+};
+
+// The single integer a one-parameter query yields, or -1.
+int QueryInt(char const* sql, int parameter, bool bind) {
+    StatementUse statement(sql);
+    if (statement.get() == nullptr) {
+        return -1;
+    }
+    if (bind) {
+        sqlite3_bind_int(statement.get(), 1, parameter);
+    }
+    if (sqlite3_step(statement.get()) != SQLITE_ROW) {
+        return -1;
+    }
+    return sqlite3_column_int(statement.get(), 0);
+}
+
+CompanyUserManager gCompanyUserManager;
+
+} // namespace
+
+int AddCompanyUser(std::string const& name, bool isAdmin, std::string* error) {
+    if (name.empty()) {
+        *error = "a user needs a name";
+        return -1;
+    }
+    StatementUse statement(kInsertUser);
+    if (statement.get() == nullptr) {
+        *error = "no company file is open";
+        return -1;
+    }
+    sqlite3_bind_int(statement.get(), 1, kFirstUserId);
+    sqlite3_bind_int(statement.get(), 2, kFirstRecordKey);
+    sqlite3_bind_text(statement.get(), 3, name.c_str(), -1, SQLITE_TRANSIENT);
+    sqlite3_bind_int(statement.get(), 4, isAdmin ? 1 : 0);
+    int rc = sqlite3_step(statement.get());
+    if (rc != SQLITE_DONE) {
+        *error = rc == SQLITE_CONSTRAINT ? "a user named '" + name + "' exists already"
+                                         : sqlite3_errstr(rc);
+        return -1;
+    }
+    return FindCompanyUser(name);
+}
+
+bool RemoveCompanyUser(int userId) {
+    StatementUse statement(kDeleteUser);
+    if (statement.get() == nullptr) {
+        return false;
+    }
+    sqlite3_bind_int(statement.get(), 1, userId);
+    return sqlite3_step(statement.get()) == SQLITE_DONE &&
+           sqlite3_changes(CurrentCompanyFileHandle()) == 1;
+}
+
+std::vector<CompanyUser> ListCompanyUsers() {
+    std::vector<CompanyUser> users;
+    StatementUse statement(kListUsers);
+    if (statement.get() == nullptr) {
+        return users;
+    }
+    while (sqlite3_step(statement.get()) == SQLITE_ROW) {
+        CompanyUser user;
+        user.userId = sqlite3_column_int(statement.get(), 0);
+        user.recordKey = sqlite3_column_int(statement.get(), 1);
+        user.name = reinterpret_cast<char const*>(sqlite3_column_text(statement.get(), 2));
+        user.isAdmin = sqlite3_column_int(statement.get(), 3) == 1;
+        users.push_back(user);
+    }
+    return users;
+}
+
+int FindCompanyUser(std::string const& name) {
+    StatementUse statement(kUserByName);
+    if (statement.get() == nullptr) {
+        return -1;
+    }
+    sqlite3_bind_text(statement.get(), 1, name.c_str(), -1, SQLITE_TRANSIENT);
+    if (sqlite3_step(statement.get()) != SQLITE_ROW) {
+        return -1;
+    }
+    return sqlite3_column_int(statement.get(), 0);
+}
+
+int CompanyUserManager::GetDBRecKeyForUser(int userId) {
+    return QueryInt(kKeyForUser, userId, true);
+}
+
+int CompanyUserManager::GetUserForDBRecKey(int recordKey) {
+    return QueryInt(kUserForKey, recordKey, true);
+}
+
+int CompanyUserManager::GetAdminUserId() {
+    return QueryInt(kAdminUser, 0, false);
+}
+
+void UseCompanyUserManager() {
+    SetUserManager(&gCompanyUserManager);
+}
+
+} // namespace Host
