@@ -1,0 +1,39 @@
+// A real company file for manager tests: in memory, made from the shipped
+// catalogue by the factory defaults, with an administrator who holds role 0
+// and the company-file user manager installed.
+#pragma once
+
+#include <PM/PermissionManager.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace PMTest {
+
+// The path of a shipped catalogue file ("catalogue.json", "catalogue-previous.json").
+std::string CatalogueFile(char const* name);
+
+class CompanyFixture : public ::testing::Test {
+protected:
+    // Loads catalogueName, opens an empty in-memory company file, adds the
+    // user "admin" (an administrator), creates the manager and runs
+    // SetDefaultRoles, which ends with Init and gives "admin" role 0.
+    void SetUpCompany(char const* catalogueName = "catalogue.json");
+    void SetUp() override { SetUpCompany(); }
+    void TearDown() override;
+
+    PM::PermissionManager& Manager() { return PM::PermissionManager::GetThePermissionManager(); }
+    // Adds a user to the company file; returns the host user id.
+    int AddUser(char const* name, bool isAdmin = false);
+    // The id of the role with this name in the role cache; fails the test
+    // when there is none.
+    int RoleId(char const* name);
+    // The id of the entitlement with this (full) name; fails the test when
+    // there is none.
+    int EntitlementId(char const* name);
+
+    int adminUser = -1;
+};
+
+} // namespace PMTest
