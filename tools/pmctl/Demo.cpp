@@ -1,0 +1,168 @@
+// The guided tour behind `pmctl demo`.
+#include "Demo.h"
+
+#include "Actions.h"
+#include "Session.h"
+
+#include <host/catalogue/Catalogue.h>
+#include <host/users/CompanyUsers.h>
+
+#include <filesystem>
+#include <iomanip>
+#include <memory>
+#include <unistd.h>
+#include <vector>
+
+namespace Pmctl {
+
+namespace {
+
+struct Question {
+    char const* entitlement;
+    char const* action;
+};
+
+// A few questions a bookkeeping screen would ask.
+Question const kQuestions[] = {
+    {"Invoices", "create"},      {"Invoices", "delete"},      {"Bills", "create"},
+    {"Employees", "view"},       {"Pay Employees", "modify"}, {"Bank Registers", "viewbal"},
+    {"Data Exchange", "modify"},
+};
+
+// One column of answers: who asks, and yes or no for each question.
+struct Column {
+    std::string who;
+    std::vector<bool> answers;
+};
+
+Column Ask(PM::PermissionManager& manager, std::string const& who) {
+    Column column{who, {}};
+    for (Question const& question : kQuestions) {
+        int id = manager.FindEntitlementDefByName(question.entitlement).GetId();
+        column.answers.push_back(manager.IsAccessAllowed(id, ActionMask(question.action)));
+    }
+    return column;
+}
+
+void PrintTable(std::vector<Column> const& columns, std::ostream& out) {
+    out << "  " << std::left << std::setw(26) << "may ...";
+    for (Column const& column : columns) {
+        out << std::setw(static_cast<int>(column.who.size()) + 2) << column.who;
+    }
+    out << "\n";
+    for (std::size_t row = 0; row < std::size(kQuestions); ++row) {
+        out << "  " << std::setw(8) << kQuestions[row].action << std::setw(18)
+            << kQuestions[row].entitlement;
+        for (Column const& column : columns) {
+            out << std::setw(static_cast<int>(column.who.size()) + 2)
+                << (column.answers[row] ? "yes" : "-");
+        }
+        out << "\n";
+    }
+}
+
+// Adds a user and gives it the named roles; false with the reason on err.
+bool AddUserWithRoles(Session& session, char const* name, std::vector<char const*> const& roles,
+                      std::ostream& out, std::ostream& err) {
+    std::string error;
+    int user = Host::AddCompanyUser(name, false, &error);
+    if (user == -1) {
+        err << session.Path() << ": cannot add the user " << name << ": " << error << "\n";
+        return false;
+    }
+    out << "  user " << name << " (id " << user << ")";
+    char const* separator = " holds ";
+    for (char const* role : roles) {
+        int roleId = session.Manager().LookupRole(role);
+        if (roleId == PM_ERROR || session.Manager().SetRoleForUser(user, roleId) != PM_OK) {
+            err << session.Path() << ": cannot give " << name << " the role " << role << "\n";
+            return false;
+        }
+        out << separator << role;
+        separator = " and ";
+    }
+    out << (roles.empty() ? " holds no role\n" : "\n");
+    return true;
+}
+
+std::string TemporaryPath() {
+    return (std::filesystem::temp_directory_path() /
+            ("pmctl-demo-" + std::to_string(getpid()) + ".pmco"))
+        .string();
+}
+
+} // namespace
+
+int RunDemo(std::string const& requestedPath, std::string const& catalogue, std::ostream& out,
+            std::ostream& err) {
+    bool temporary = requestedPath.empty();
+    std::string path = temporary ? TemporaryPath() : requestedPath;
+    struct Cleanup {
+        bool remove;
+        std::string path;
+        ~Cleanup() {
+            if (remove) {
+                std::error_code ignored;
+                std::filesystem::remove(path, ignored);
+                std::filesystem::remove(path + "-wal", ignored);
+                std::filesystem::remove(path + "-shm", ignored);
+            }
+        }
+    } cleanup{temporary, path};
+
+    out << "1. Create the company file " << path << "\n";
+    {
+        std::unique_ptr<Session> session = Session::Create(path, catalogue, "admin", err);
+        if (session == nullptr) {
+            return 1;
+        }
+        Host::CatalogueInfo info = Host::GetCatalogueInfo();
+        out << "  catalogue " << info.sourceName << ": " << info.product << ", version "
+            << info.permissionDataVersion << ", " << info.featureCount << " entitlements\n";
+        out << "  " << session->Manager().GetRoleCache()->size()
+            << " default roles; user admin holds Admin\n";
+        if (!AddUserWithRoles(*session, "carol", {"Sales"}, out, err) ||
+            !AddUserWithRoles(*session, "dave", {"Purchasing", "Payroll Clerk"}, out, err) ||
+            !AddUserWithRoles(*session, "erin", {}, out, err)) {
+            return 1;
+        }
+    }
+
+    out << "\n2. Close it and open it again, as the host does at start-up\n";
+    std::unique_ptr<Session> session = Session::Open(path, catalogue, err);
+    if (session == nullptr) {
+        return 1;
+    }
+    PM::PermissionManager& manager = session->Manager();
+    std::vector<Column> columns;
+    columns.push_back(Ask(manager, "(no user)"));
+    std::vector<Host::CompanyUser> const users = Host::ListCompanyUsers();
+    for (Host::CompanyUser const& user : users) {
+        if (manager.EstablishUser(user.userId) != 0) {
+            err << path << ": cannot establish " << user.name << "\n";
+            return 1;
+        }
+        columns.push_back(Ask(manager, user.name));
+    }
+    out << "  each user logs in (EstablishUser) and the host asks (IsAccessAllowed);\n"
+        << "  before anyone logs in, every question is answered yes:\n\n";
+    PrintTable(columns, out);
+
+    out << "\n3. The integrated application OrvaneConnect acts under its own role\n"
+        << "  (SetContext, then RestoreContext back to " << users.back().name << ")\n\n";
+    if (manager.SetContext("OrvaneConnect").Failed()) {
+        err << path << ": cannot switch to the context of OrvaneConnect\n";
+        return 1;
+    }
+    columns.assign(1, Ask(manager, "OrvaneConnect"));
+    if (manager.RestoreContext().Failed()) {
+        err << path << ": cannot restore the user's context\n";
+        return 1;
+    }
+    columns.push_back(Ask(manager, users.back().name));
+    PrintTable(columns, out);
+    out << "\nDone.\n";
+    return 0;
+}
+
+} // namespace Pmctl
