@@ -17,6 +17,18 @@ void CompanyFixture::SetUpCompany(char const* catalogueName) {
     Host::CloseCompanyFile();
     Host::CatalogueResult catalogue = Host::LoadCatalogueFile(CatalogueFile(catalogueName));
     ASSERT_TRUE(catalogue.ok) << catalogue.message;
+    OpenCompany();
+}
+
+void CompanyFixture::SetUpCompanyFromText(std::string const& catalogueJson) {
+    PM_UninitComponent();
+    Host::CloseCompanyFile();
+    Host::CatalogueResult catalogue = Host::LoadCatalogueText(catalogueJson, "test.json");
+    ASSERT_TRUE(catalogue.ok) << catalogue.message;
+    OpenCompany();
+}
+
+void CompanyFixture::OpenCompany() {
     Host::CompanyFileResult file = Host::OpenInMemoryCompanyFile();
     ASSERT_TRUE(file.ok) << file.message;
     Host::UseCompanyUserManager();

@@ -20,6 +20,8 @@ protected:
     // user "admin" (an administrator), creates the manager and runs
     // SetDefaultRoles, which ends with Init and gives "admin" role 0.
     void SetUpCompany(char const* catalogueName = "catalogue.json");
+    // The same with a catalogue given as JSON text (a tiny tree for a test).
+    void SetUpCompanyFromText(std::string const& catalogueJson);
     void SetUp() override { SetUpCompany(); }
     void TearDown() override;
 
@@ -34,6 +36,10 @@ protected:
     int EntitlementId(char const* name);
 
     int adminUser = -1;
+
+private:
+    // The part after the catalogue load: file, users, manager, defaults.
+    void OpenCompany();
 };
 
 } // namespace PMTest

@@ -22,6 +22,19 @@ public:
     TString GetFullParentEntName(std::vector<EntitlementDef>* list, EntitlementDef const* ent) {
         return m_Manager.GetFullParentEntName(list, ent);
     }
+    int AddEntitlementCacheEntry(EntitlementDef const& def) {
+        return m_Manager.AddEntitlementCacheEntry(def);
+    }
+    int GetNextRoleId() { return m_Manager.GetNextRoleId(); }
+    int SlaveEntitlements(int roleId, std::vector<EntitlementDef>& entitlements) {
+        return m_Manager.SlaveEntitlements(roleId, entitlements);
+    }
+    int ModifyRolesInRoleCache(EntitlementDef& def, bool writeToStore) {
+        return m_Manager.ModifyRolesInRoleCache(def, writeToStore);
+    }
+    int ModifyOneRoleInRoleCache(int roleId, EntitlementDef& def) {
+        return m_Manager.ModifyOneRoleInRoleCache(roleId, def);
+    }
     bool& ConnectedEntitlementsEdited() { return m_Manager.m_ConnectedEntitlementsEdited; }
     std::set<ConnectedEntitlementSet>& ConnectedEntitlementSets() {
         return m_Manager.m_ConnectedEntitlementSets;
