@@ -10,6 +10,7 @@ packages=(
   libboost-dev
   libsqlite3-dev
   nlohmann-json3-dev
+  libcli11-dev
   sqlite3
   libgtest-dev
   libgmock-dev

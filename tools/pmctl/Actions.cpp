@@ -37,4 +37,11 @@ std::string DescribeMask(long mask) {
     return words.empty() ? "none" : words;
 }
 
+std::string DescribeGrant(long mask) {
+    if ((mask & PM::kActionFull) != PM::kActionFull) {
+        return DescribeMask(mask);
+    }
+    return (mask & PM::kActionCustom) != 0 ? "full,custom" : "full";
+}
+
 } // namespace Pmctl

@@ -17,5 +17,7 @@ std::vector<ActionName> const& ActionNames();
 long ActionMask(std::string const& word);
 // The words of a mask, joined by ','; "none" for 0.
 std::string DescribeMask(long mask);
+// As DescribeMask, but "full" for the six standard actions together.
+std::string DescribeGrant(long mask);
 
 } // namespace Pmctl

@@ -6,9 +6,34 @@
 #include <host/users/CompanyUsers.h>
 #include <host/users/UserManagerHooks.h>
 
+#include <PM/Constants.h>
+#include <Records/DMUSREntitlement.h>
+#include <Records/RecordText.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+#include <system_error>
+#include <unistd.h>
+#include <vector>
+
 namespace Pmctl {
 
 namespace {
+
+// The fields of a version record's name, split at '-' as the library splits
+// it: exactly three, or none.
+std::vector<std::string> VersionFields(std::string const& name) {
+    std::vector<std::string> fields;
+    std::istringstream in(name);
+    std::string field;
+    while (std::getline(in, field, '-')) {
+        if (!field.empty()) {
+            fields.push_back(field);
+        }
+    }
+    return fields.size() == 3 ? fields : std::vector<std::string>();
+}
 
 bool LoadCatalogue(std::string const& catalogue, std::ostream& err) {
     Host::CatalogueResult result = Host::LoadCatalogueFile(catalogue);
@@ -28,7 +53,45 @@ void Release() {
 } // namespace
 
 std::string DefaultCataloguePath() {
+    // An installed pmctl finds the catalogue installed beside it; one in the
+    // build tree uses the source tree's.
+    std::error_code error;
+    std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (!error) {
+        std::filesystem::path installed =
+            exe.parent_path().parent_path() / PMCTL_INSTALLED_CATALOGUE;
+        if (std::filesystem::is_regular_file(installed, error)) {
+            return installed.string();
+        }
+    }
     return PMCTL_DEFAULT_CATALOGUE;
+}
+
+VersionRecord ReadVersionRecord() {
+    VersionRecord found;
+    DMUSREntitlement record;
+    Util::Status status = record.Load(PM::kEntitlementVersionId, nullptr);
+    char name[kRecordTextBufferSize] = {};
+    if (status.Failed() || status.GetStatusCode() == Util::kRecordNotFound ||
+        record.GetName(name) != 0) {
+        return found;
+    }
+    found.name = name;
+    std::vector<std::string> fields = VersionFields(found.name);
+    if (!fields.empty()) {
+        found.version = std::atoi(fields[1].c_str());
+        found.entitlementCount = std::atoi(fields[2].c_str());
+    }
+    return found;
+}
+
+bool Session::Reload(std::ostream& err) {
+    int result = Manager().Init();
+    if (result != PM_OK) {
+        err << m_Path << ": the permission data could not be loaded (result " << result << ")\n";
+        return false;
+    }
+    return true;
 }
 
 std::unique_ptr<Session> Session::Create(std::string const& path, std::string const& catalogue,
@@ -55,6 +118,8 @@ std::unique_ptr<Session> Session::Create(std::string const& path, std::string co
         err << path << ": the factory defaults could not be written (result " << result << ")\n";
         return nullptr;
     }
+    session->m_CatalogueVersion = Host::GetCatalogueInfo().permissionDataVersion;
+    session->m_FoundVersion = ReadVersionRecord();
     return session;
 }
 
@@ -70,6 +135,14 @@ std::unique_ptr<Session> Session::Open(std::string const& path, std::string cons
         return nullptr;
     }
     std::unique_ptr<Session> session(new Session(path));
+    session->m_CatalogueVersion = Host::GetCatalogueInfo().permissionDataVersion;
+    session->m_FoundVersion = ReadVersionRecord();
+    if (session->m_FoundVersion.version > session->m_CatalogueVersion) {
+        err << path << ": its permission data is version " << session->m_FoundVersion.version
+            << ", newer than version " << session->m_CatalogueVersion << " of the catalogue "
+            << catalogue << "; open it with the catalogue it was written with\n";
+        return nullptr;
+    }
     Host::UseCompanyUserManager();
     PM_InitComponent();
     int result = session->Manager().Init();
@@ -77,6 +150,7 @@ std::unique_ptr<Session> Session::Open(std::string const& path, std::string cons
         err << path << ": the permission data could not be loaded (result " << result << ")\n";
         return nullptr;
     }
+    session->m_UpgradedOnOpen = ReadVersionRecord().name != session->m_FoundVersion.name;
     return session;
 }
 

@@ -1,0 +1,89 @@
+// Every kind of bad input: exit code 2, a message that names the fault and
+// the file, and the company file byte for byte as it was.
+#include "PmctlTesting.h"
+
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+using namespace Pmctl;
+
+struct Case {
+    char const* what;
+    std::function<int(FileArgs const&, Io)> run;
+    char const* message; // after "pmctl: FILE: "
+};
+
+Case const kCases[] = {
+    {"unknown user", [](auto& f, Io io) { return AssignCommand(f, "zoe", "Sales", io); },
+     "no user named \"zoe\""},
+    {"unknown role", [](auto& f, Io io) { return AssignCommand(f, "carol", "Clerk", io); },
+     "no role named \"Clerk\""},
+    {"unknown role id", [](auto& f, Io io) { return AssignCommand(f, "carol", "99", io); },
+     "no role named \"99\""},
+    {"role not held", [](auto& f, Io io) { return UnassignCommand(f, "carol", "Admin", io); },
+     "carol does not hold the role Admin"},
+    {"unknown entitlement",
+     [](auto& f, Io io) { return CheckCommand(f, "carol", "Invoicez", "view", "", io); },
+     "no entitlement named \"Invoicez\""},
+    {"unknown entitlement id",
+     [](auto& f, Io io) { return ExplainCommand(f, "carol", "299999", io); },
+     "no entitlement named \"299999\""},
+    {"unknown action",
+     [](auto& f, Io io) { return CheckCommand(f, "carol", "Invoices", "viw", "", io); },
+     "unknown action \"viw\" (actions: view, create, modify, delete, print, viewbal, custom, "
+     "none, full)"},
+    {"two actions",
+     [](auto& f, Io io) { return CheckCommand(f, "carol", "Invoices", "view,create", "", io); },
+     "check asks about one action, not \"view,create\""},
+    {"unknown application",
+     [](auto& f, Io io) { return CheckCommand(f, "carol", "Invoices", "view", "Nope", io); },
+     "no integrated application named \"Nope\" in the catalogue (applications: OrvaneConnect, "
+     "TimeClockBridge)"},
+    {"unknown role to show", [](auto& f, Io io) { return RolesShowCommand(f, "Nope", io); },
+     "no role named \"Nope\""},
+    {"protected role", [](auto& f, Io io) { return RolesDeleteCommand(f, "admin", io); },
+     "the role Admin is protected and cannot be deleted"},
+    {"taken user name", [](auto& f, Io io) { return UsersAddCommand(f, "dave", false, io); },
+     "there is a user named \"dave\" already"},
+    {"empty user name", [](auto& f, Io io) { return UsersAddCommand(f, "", false, io); },
+     "a user needs a name"},
+    {"only administrator", [](auto& f, Io io) { return UsersRemoveCommand(f, "admin", io); },
+     "admin is the only administrator and cannot be removed"},
+};
+
+class BadInputTest : public PmctlTesting::CommandTest {};
+
+TEST_F(BadInputTest, ExitsWithTwoAndLeavesTheFileAsItWas) {
+    std::string before = PmctlTesting::ReadBytes(m_File);
+    for (Case const& c : kCases) {
+        SCOPED_TRACE(c.what);
+        PmctlTesting::Result result =
+            PmctlTesting::Capture([&](Io io) { return c.run(File(), io); });
+        EXPECT_EQ(kExitBadInput, result.code);
+        EXPECT_EQ("pmctl: " + m_File + ": " + c.message + "\n", result.err);
+        EXPECT_EQ("", result.out);
+        EXPECT_FALSE(std::filesystem::exists(m_File + "-wal"));
+        EXPECT_TRUE(before == PmctlTesting::ReadBytes(m_File));
+    }
+}
+
+TEST_F(BadInputTest, AFileThatIsNotACompanyFileIsRefusedUntouched) {
+    std::string path = Scratch("notes.pmco");
+    std::ofstream(path) << "not a company file\n";
+    for (Case const& c : kCases) {
+        SCOPED_TRACE(c.what);
+        PmctlTesting::Result result = PmctlTesting::Capture([&](Io io) {
+            return c.run({path, "", false}, io);
+        });
+        EXPECT_EQ(kExitBadInput, result.code);
+        EXPECT_EQ("pmctl: Cannot open company file '" + path +
+                      "': it is not an SQLite database (its first 16 bytes are not \"SQLite "
+                      "format 3\").\n",
+                  result.err);
+        EXPECT_EQ("not a company file\n", PmctlTesting::ReadBytes(path));
+    }
+}
+
+} // namespace

@@ -1,0 +1,107 @@
+// pmctl create, info, upgrade and reset on real company files.
+#include "PmctlTesting.h"
+
+#include <nlohmann/json.hpp>
+
+#include <fstream>
+
+namespace {
+
+using PmctlTesting::Capture;
+using PmctlTesting::ReadBytes;
+
+class FileCommandsTest : public PmctlTesting::CommandTest {
+protected:
+    nlohmann::json Info(Pmctl::FileArgs args) {
+        args.json = true;
+        PmctlTesting::Result info =
+            Capture([&](Pmctl::Io io) { return Pmctl::InfoCommand(args, io); });
+        EXPECT_EQ(0, info.code) << info.err;
+        return nlohmann::json::parse(info.out);
+    }
+    // The shipped catalogue with another permission data version.
+    std::string CatalogueWithVersion(int version) {
+        nlohmann::json catalogue =
+            nlohmann::json::parse(ReadBytes(PmctlTesting::ShippedCatalogue()));
+        for (nlohmann::json& feature : catalogue["features"]) {
+            if (feature["id"] == "0") {
+                feature["parameters"][2] = std::to_string(version);
+            }
+        }
+        std::string path = Scratch("catalogue-" + std::to_string(version) + ".json");
+        std::ofstream(path) << catalogue.dump();
+        return path;
+    }
+};
+
+TEST_F(FileCommandsTest, CreateMakesTheDefaultsAndNeverOverwrites) {
+    Pmctl::FileArgs fresh{Scratch("new.pmco"), "", false};
+    PmctlTesting::Result created =
+        Capture([&](Pmctl::Io io) { return Pmctl::CreateCommand(fresh, "boss", io); });
+    ASSERT_EQ(0, created.code) << created.err;
+    EXPECT_NE(std::string::npos, created.out.find("administrator boss (user 101) holds Admin"));
+    nlohmann::json info = Info(fresh);
+    EXPECT_EQ(27, info["catalogue"]["version"]);
+    EXPECT_EQ(27, info["storedVersion"]);
+    EXPECT_EQ(false, info["upgradedOnOpen"]);
+    EXPECT_EQ(232, info["entitlements"]["catalogue"]);
+    EXPECT_EQ(8, info["roles"]["total"]);
+    EXPECT_EQ(1, info["users"]);
+
+    std::string before = ReadBytes(fresh.file);
+    PmctlTesting::Result again =
+        Capture([&](Pmctl::Io io) { return Pmctl::CreateCommand(fresh, "boss", io); });
+    EXPECT_EQ(Pmctl::kExitBadInput, again.code);
+    EXPECT_EQ("pmctl: " + fresh.file +
+                  ": the file exists already; create never overwrites a file\n",
+              again.err);
+    EXPECT_EQ(before, ReadBytes(fresh.file));
+}
+
+TEST_F(FileCommandsTest, OpeningWithANewerCatalogueUpgradesOnceAndAnOlderOneIsRefused) {
+    Pmctl::FileArgs old{Scratch("old.pmco"), CatalogueWithVersion(26), false};
+    ASSERT_EQ(0,
+              Capture([&](Pmctl::Io io) { return Pmctl::CreateCommand(old, "admin", io); }).code);
+    Pmctl::FileArgs current{old.file, "", false};
+
+    PmctlTesting::Result upgrade =
+        Capture([&](Pmctl::Io io) { return Pmctl::UpgradeCommand(current, io); });
+    EXPECT_EQ(0, upgrade.code) << upgrade.err;
+    EXPECT_EQ("upgraded " + old.file +
+                  " from version 26 (216 catalogue entitlements) to 27 (216 catalogue "
+                  "entitlements)\n",
+              upgrade.out);
+    nlohmann::json info = Info(current);
+    EXPECT_EQ(27, info["storedVersion"]);
+    EXPECT_EQ(false, info["upgradedOnOpen"]);
+
+    // Version 26 would merge the file back: refused, and nothing written.
+    std::string before = ReadBytes(old.file);
+    PmctlTesting::Result refused =
+        Capture([&](Pmctl::Io io) { return Pmctl::InfoCommand(old, io); });
+    EXPECT_EQ(Pmctl::kExitBadInput, refused.code);
+    EXPECT_NE(std::string::npos,
+              refused.err.find("its permission data is version 27, newer than version 26"));
+    EXPECT_EQ(before, ReadBytes(old.file));
+
+    Pmctl::FileArgs other{Scratch("other.pmco"), CatalogueWithVersion(26), false};
+    ASSERT_EQ(0,
+              Capture([&](Pmctl::Io io) { return Pmctl::CreateCommand(other, "admin", io); }).code);
+    nlohmann::json opened = Info(Pmctl::FileArgs{other.file, "", false});
+    EXPECT_EQ(26, opened["storedVersion"]);
+    EXPECT_EQ(true, opened["upgradedOnOpen"]);
+}
+
+TEST_F(FileCommandsTest, ResetLeavesOnlyTheAdministratorWithARole) {
+    PmctlTesting::Result reset =
+        Capture([&](Pmctl::Io io) { return Pmctl::ResetCommand(File(), io); });
+    ASSERT_EQ(0, reset.code) << reset.err;
+    EXPECT_NE(std::string::npos,
+              reset.out.find("  admin: Admin\n  carol: no role\n  dave: no role\n"))
+        << reset.out;
+    nlohmann::json info = Info(File());
+    EXPECT_EQ(8, info["roles"]["total"]);
+    EXPECT_EQ(3, info["users"]);
+}
+
+} // namespace

@@ -1,0 +1,82 @@
+// Scratch files and captured runs for the pmctl tests.
+#include "PmctlTesting.h"
+
+#include <host/records/CompanyFileJournal.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace PmctlTesting {
+
+namespace {
+
+// Made once per test program, copied by each test.
+std::string const& Template() {
+    static std::string const path = [] {
+        std::string file =
+            (fs::temp_directory_path() / ("pmctl-template-" + std::to_string(getpid()) + ".pmco"))
+                .string();
+        fs::remove(file);
+        Pmctl::FileArgs args{file, "", false};
+        Result created =
+            Capture([&](Pmctl::Io io) { return Pmctl::CreateCommand(args, "admin", io); });
+        EXPECT_EQ(0, created.code) << created.err;
+        for (char const* user : {"carol", "dave"}) {
+            EXPECT_EQ(0, Capture([&](Pmctl::Io io) {
+                             return Pmctl::UsersAddCommand(args, user, false, io);
+                         }).code);
+        }
+        for (auto const& [user, role] :
+             {std::pair("carol", "Sales"), std::pair("dave", "Purchasing"),
+              std::pair("dave", "Payroll Clerk")}) {
+            EXPECT_EQ(0, Capture([&](Pmctl::Io io) {
+                             return Pmctl::AssignCommand(args, user, role, io);
+                         }).code);
+        }
+        std::atexit([] { fs::remove(Template()); });
+        return file;
+    }();
+    return path;
+}
+
+} // namespace
+
+Result Capture(std::function<int(Pmctl::Io)> const& command) {
+    std::ostringstream out;
+    std::ostringstream err;
+    int code = command(Pmctl::Io{out, err});
+    return {code, out.str(), err.str()};
+}
+
+std::string ReadBytes(std::string const& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+std::string ShippedCatalogue() {
+    return PM_CATALOGUE_DIR "/catalogue.json";
+}
+
+void CommandTest::SetUp() {
+    // These tests check contents, not durability: spare them a disk sync for
+    // each of the thousands of commits that creating a company file makes.
+    Host::SetCompanyFileJournal(Host::CompanyFileJournal::kWalNormal);
+    m_Dir = (fs::temp_directory_path() /
+             ("pmctl-test-" + std::to_string(getpid()) + "-" +
+              ::testing::UnitTest::GetInstance()->current_test_info()->name()))
+                .string();
+    fs::remove_all(m_Dir);
+    fs::create_directories(m_Dir);
+    m_File = Scratch("company.pmco");
+    fs::copy_file(Template(), m_File);
+}
+
+void CommandTest::TearDown() {
+    fs::remove_all(m_Dir);
+}
+
+} // namespace PmctlTesting

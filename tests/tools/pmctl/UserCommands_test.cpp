@@ -1,0 +1,105 @@
+// pmctl users, assign, unassign, check and explain.
+#include "PmctlTesting.h"
+
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using PmctlTesting::Capture;
+
+class UserCommandsTest : public PmctlTesting::CommandTest {
+protected:
+    // "name:Role,Role" for each user, in id order, joined by "; ".
+    std::string Holdings() {
+        PmctlTesting::Result list =
+            Capture([&](Pmctl::Io io) { return Pmctl::UsersListCommand(File(true), io); });
+        EXPECT_EQ(0, list.code) << list.err;
+        std::string text;
+        for (nlohmann::json const& user : nlohmann::json::parse(list.out)) {
+            text += (text.empty() ? "" : "; ") + user["name"].get<std::string>() + ":";
+            char const* separator = "";
+            for (nlohmann::json const& role : user["roles"]) {
+                text += separator + role["name"].get<std::string>();
+                separator = ",";
+            }
+        }
+        return text;
+    }
+};
+
+TEST_F(UserCommandsTest, EachStepChangesTheHoldingsAsTold) {
+    struct Step {
+        char const* what;
+        std::function<int(Pmctl::FileArgs const&, Pmctl::Io)> run;
+        int code;
+        char const* holdings;
+    };
+    using namespace Pmctl;
+    Step const steps[] = {
+        {"add erin", [](auto& f, Io io) { return UsersAddCommand(f, "erin", false, io); }, 0,
+         "admin:Admin; carol:Sales; dave:Purchasing,Payroll Clerk; erin:"},
+        {"assign by ids", [](auto& f, Io io) { return AssignCommand(f, "104", "6", io); }, 0,
+         "admin:Admin; carol:Sales; dave:Purchasing,Payroll Clerk; erin:View Only"},
+        {"assign again", [](auto& f, Io io) { return AssignCommand(f, "erin", "view only", io); },
+         0, "admin:Admin; carol:Sales; dave:Purchasing,Payroll Clerk; erin:View Only"},
+        {"unassign one of two",
+         [](auto& f, Io io) { return UnassignCommand(f, "dave", "Purchasing", io); }, 0,
+         "admin:Admin; carol:Sales; dave:Payroll Clerk; erin:View Only"},
+        {"unassign all", [](auto& f, Io io) { return UnassignCommand(f, "erin", "", io); }, 0,
+         "admin:Admin; carol:Sales; dave:Payroll Clerk; erin:"},
+        {"remove carol", [](auto& f, Io io) { return UsersRemoveCommand(f, "carol", io); }, 0,
+         "admin:Admin; dave:Payroll Clerk; erin:"},
+        {"add a second admin", [](auto& f, Io io) { return UsersAddCommand(f, "root", true, io); },
+         0, "admin:Admin; dave:Payroll Clerk; erin:; root:"},
+        {"remove the first admin",
+         [](auto& f, Io io) { return UsersRemoveCommand(f, "admin", io); }, 0,
+         "dave:Payroll Clerk; erin:; root:"},
+    };
+    for (Step const& step : steps) {
+        SCOPED_TRACE(step.what);
+        PmctlTesting::Result result = Capture([&](Io io) { return step.run(File(), io); });
+        EXPECT_EQ(step.code, result.code) << result.err;
+        EXPECT_EQ(step.holdings, Holdings());
+    }
+}
+
+TEST_F(UserCommandsTest, CheckAnswersAsTheHostDoesAndExplainShowsWhichRoleGrants) {
+    struct Case {
+        char const* user;
+        char const* entitlement;
+        char const* action;
+        char const* application;
+        int code;
+        char const* out;
+    } const cases[] = {
+        {"carol", "Invoices", "create", "", 0, "allowed: carol may create Invoices\n"},
+        {"carol", "bills", "VIEW", "", 1, "denied: carol may not view Bills\n"},
+        {"dave", "Pay Employees", "modify", "", 0, "allowed: dave may modify Pay Employees\n"},
+        {"dave", "Employees", "delete", "", 0, "allowed: dave may delete Employees\n"},
+        {"admin", "Data Exchange", "modify", "", 0, "allowed: admin may modify Data Exchange\n"},
+        {"carol", "Data Exchange", "modify", "", 1, "denied: carol may not modify Data Exchange\n"},
+        {"carol", "Data Exchange", "modify", "OrvaneConnect", 0,
+         "allowed: OrvaneConnect for carol may modify Data Exchange\n"},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(std::string(c.user) + " " + c.entitlement + " " + c.action);
+        PmctlTesting::Result result = Capture([&](Pmctl::Io io) {
+            return Pmctl::CheckCommand(File(), c.user, c.entitlement, c.action, c.application, io);
+        });
+        EXPECT_EQ(c.code, result.code) << result.err;
+        EXPECT_EQ(c.out, result.out);
+    }
+
+    PmctlTesting::Result explain = Capture([&](Pmctl::Io io) {
+        return Pmctl::ExplainCommand(File(true), "dave", "Pay Employees", io);
+    });
+    ASSERT_EQ(0, explain.code) << explain.err;
+    nlohmann::json json = nlohmann::json::parse(explain.out);
+    EXPECT_EQ(R"([{"actions":[],"id":5,"mask":0,"name":"Purchasing"},)"
+              R"({"actions":["view","create","modify","delete","print","viewbal"],"id":7,)"
+              R"("mask":63,"name":"Payroll Clerk"}])",
+              json["roles"].dump());
+    EXPECT_EQ(63, json["mask"]);
+}
+
+} // namespace

@@ -1,0 +1,59 @@
+// The entitlement tree of a role, with the depth of each row.
+#include "EntitlementTree.h"
+
+#include <PM/Constants.h>
+#include <PM/PermissionManager.h>
+
+#include <map>
+#include <memory>
+
+namespace Pmctl {
+
+bool RoleTree(Session& session, int roleId, std::vector<TreeRow>* rows) {
+    std::unique_ptr<std::vector<PM::EntitlementDef>> list(
+        session.Manager().GetSortedEntitlements(roleId));
+    if (list == nullptr) {
+        return false;
+    }
+    // A parent comes before its children, so its depth is known when they come.
+    std::map<int, int> depthOf;
+    rows->clear();
+    for (PM::EntitlementDef const& def : *list) {
+        std::map<int, int>::const_iterator parent = depthOf.find(def.GetCategory());
+        int depth = parent == depthOf.end() ? 0 : parent->second + 1;
+        depthOf[def.GetId()] = depth;
+        rows->push_back({def.GetId(), def.GetCategory(), depth, std::string(def.GetName()),
+                         roleId < 0 ? 0 : def.GetAction()});
+    }
+    return true;
+}
+
+std::vector<std::string> TreePrefixes(std::vector<TreeRow> const& rows) {
+    // Walking backwards, a row is the last of its siblings when no row of
+    // its depth came after it since the last shallower row.
+    std::vector<bool> last(rows.size());
+    std::vector<bool> seen;
+    for (std::size_t i = rows.size(); i-- > 0;) {
+        std::size_t depth = static_cast<std::size_t>(rows[i].depth);
+        seen.resize(std::max(seen.size(), depth + 1), false);
+        last[i] = !seen[depth];
+        seen[depth] = true;
+        seen.resize(depth + 1);
+    }
+    std::vector<std::string> prefixes;
+    std::vector<bool> open; // per level: whether a later sibling still follows
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        std::size_t depth = static_cast<std::size_t>(rows[i].depth);
+        open.resize(depth);
+        std::string prefix;
+        for (bool more : open) {
+            prefix += more ? "\u2502   " : "    ";
+        }
+        prefix += last[i] ? "\u2514\u2500\u2500 " : "\u251c\u2500\u2500 ";
+        open.push_back(!last[i]);
+        prefixes.push_back(prefix);
+    }
+    return prefixes;
+}
+
+} // namespace Pmctl

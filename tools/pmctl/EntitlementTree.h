@@ -1,0 +1,27 @@
+// The entitlement tree as one role sees it, for roles show and matrix.
+#pragma once
+
+#include "Session.h"
+
+#include <string>
+#include <vector>
+
+namespace Pmctl {
+
+struct TreeRow {
+    int id;
+    int parent;
+    int depth; // 0 for the categories right below the root
+    std::string name;
+    long mask; // the role's actions
+};
+
+// The visible entitlements below the root, each before its children, with
+// the role's masks (roleId below 0: none). False when the library gives no
+// list (an unknown role).
+bool RoleTree(Session& session, int roleId, std::vector<TreeRow>* rows);
+
+// The drawing in front of each row's name ("│   ├── "): 4 columns a level.
+std::vector<std::string> TreePrefixes(std::vector<TreeRow> const& rows);
+
+} // namespace Pmctl
