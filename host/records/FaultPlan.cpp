@@ -21,6 +21,7 @@ void FaultPlan::Arm(std::string const& operation, long nth, Fault fault, bool pe
     m_Persistent = persistent;
     m_Armed = true;
     m_Fired = false;
+    m_FiredOperation.clear();
 }
 
 void FaultPlan::Disarm() {
@@ -57,6 +58,9 @@ bool FaultPlan::ShouldInject(char const* operation, Fault* fault) {
     }
     if (calls < m_ArmedAt || (calls > m_ArmedAt && !m_Persistent)) {
         return false;
+    }
+    if (!m_Fired) {
+        m_FiredOperation = operation;
     }
     m_Fired = true;
     m_Armed = m_Persistent;

@@ -28,6 +28,9 @@ public:
     void Disarm();
     // Whether the fault armed last has fired, also after it was disarmed.
     bool Fired() const { return m_Fired; }
+    // The operation whose call the fault armed last fired at ("Class::Operation"),
+    // so that a test arming "*" knows what it hit; empty until it fires.
+    std::string const& FiredOperation() const { return m_FiredOperation; }
 
     // Calls of operation since the last ResetCounts ("*": all operations).
     long Calls(std::string const& operation) const;
@@ -48,6 +51,7 @@ private:
     bool m_Armed = false;
     bool m_Persistent = false;
     bool m_Fired = false;
+    std::string m_FiredOperation;
 };
 
 // Arms on construction and disarms on destruction.

@@ -59,6 +59,17 @@ TEST(FaultPlanTest, FiresAtTheNthCallOfItsOperation) {
     }
 }
 
+// A fault armed on "*" names the operation it hit: the first one, when it
+// persists; arming again forgets it.
+TEST(FaultPlanTest, NamesTheOperationItFiredAt) {
+    FaultPlan plan;
+    plan.Arm("*", 2, FaultPlan::kFail, true);
+    EXPECT_EQ(Answers(plan, {"DMUSRRole::Load", "DMUSRRole::Add", "DMUSRRole::Delete"}), "-FF");
+    EXPECT_EQ(plan.FiredOperation(), "DMUSRRole::Add");
+    plan.Arm("*", 1);
+    EXPECT_EQ(plan.FiredOperation(), "");
+}
+
 TEST(FaultPlanTest, CountsCallsPerOperationAndInAll) {
     FaultPlan plan;
     Answers(plan, {"DMUSRRole::Load", "DMUSRRole::Add", "DMUSRRole::Load"});

@@ -1,0 +1,424 @@
+// The fault-loop driver, the renderings its checks compare, and the company
+// files the loops start from.
+#include "FaultLoop.h"
+
+#include "support/PermissionManagerTestAccess.h"
+
+#include <host/catalogue/Catalogue.h>
+#include <host/records/CompanyFile.h>
+#include <host/users/CompanyUsers.h>
+#include <host/util/OpsHooks.h>
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <iostream>
+#include <sstream>
+#include <unistd.h>
+
+namespace PMFault {
+
+namespace {
+
+const unsigned kWatchdogSeconds = 300;
+
+// Every record operation by its fault-plan name.
+char const* const kRecordOperations[] = {
+    "DMUSRRole::Load",
+    "DMUSRRole::Add",
+    "DMUSRRole::Delete",
+    "DMUSRRole::DeleteAll",
+    "DMUSRRole::GetCount",
+    "DMUSREntitlement::Load",
+    "DMUSREntitlement::Add",
+    "DMUSREntitlement::Update",
+    "DMUSREntitlement::Delete",
+    "DMUSREntitlement::DeleteAll",
+    "DMUSREntitlement::GetCount",
+    "DMUSRUserRole::Load",
+    "DMUSRUserRole::Add",
+    "DMUSRUserRole::DeleteByRoleId",
+    "DMUSRUserRole::DeleteByUserId",
+    "DMUSRUserRole::DeleteAll",
+    "DMUSRUserRole::GetUserRoleCountByUserId",
+    "DMUSRUserRole::GetUserRoleCountByRoleId",
+    "DMUSRRoleAction::Load",
+    "DMUSRRoleAction::Add",
+    "DMUSRRoleAction::Update",
+    "DMUSRRoleAction::Delete",
+    "DMUSRRoleAction::DeleteByEntitlementId",
+    "DMUSRRoleAction::DeleteAll",
+    "DMUSRRoleAction::GetRoleActionCountByRoleId",
+};
+
+// While a run is under way: answers Verify as the loop says and records the
+// expressions into the run; logs are dropped (the default sink would print
+// every warning of every run).
+class RunRecorder {
+public:
+    explicit RunRecorder(bool accept) {
+        m_PreviousVerify = Host::SetVerifyHandler([this, accept](Host::VerifyReport const& report) {
+            if (m_Run != nullptr) {
+                m_Run->raised.push_back(report.expression);
+            }
+            return accept;
+        });
+        m_PreviousLog = Host::SetLogSink([](Host::LogRecord const&) {});
+    }
+    ~RunRecorder() {
+        Host::SetVerifyHandler(m_PreviousVerify);
+        Host::SetLogSink(m_PreviousLog);
+    }
+    RunRecorder(RunRecorder const&) = delete;
+    RunRecorder& operator=(RunRecorder const&) = delete;
+    void Record(FaultRun* run) { m_Run = run; }
+
+private:
+    FaultRun* m_Run = nullptr;
+    Host::VerifyHandler m_PreviousVerify;
+    Host::LogSink m_PreviousLog;
+};
+
+std::string Row(sqlite3_stmt* statement) {
+    std::string row;
+    for (int i = 0; i < sqlite3_column_count(statement); ++i) {
+        char const* text = reinterpret_cast<char const*>(sqlite3_column_text(statement, i));
+        row += (i > 0 ? "|" : "") + std::string(text != nullptr ? text : "NULL");
+    }
+    return row;
+}
+
+bool Copy(sqlite3* from, sqlite3* to) {
+    sqlite3_backup* backup = sqlite3_backup_init(to, "main", from, "main");
+    if (backup == nullptr) {
+        return false;
+    }
+    sqlite3_backup_step(backup, -1);
+    return sqlite3_backup_finish(backup) == SQLITE_OK;
+}
+
+} // namespace
+
+long FaultRun::Done(std::string const& name) const {
+    auto found = calls.find(name);
+    long count = found == calls.end() ? 0 : found->second;
+    return Hit(name) ? count - 1 : count;
+}
+
+std::string FaultRun::Describe() const {
+    std::ostringstream text;
+    text << "point " << point << " (" << (fired ? operation : std::string("no fault fired"))
+         << ") gave " << result;
+    return text.str();
+}
+
+bool IsRead(std::string const& operation) {
+    std::string::size_type colon = operation.rfind(':');
+    std::string name = colon == std::string::npos ? operation : operation.substr(colon + 1);
+    return name == "Load" || name.compare(0, 3, "Get") == 0;
+}
+
+long RunFaultLoop(FaultLoop const& loop) {
+    // A run that never returns (a scan that finds no end) ends the program
+    // here, rather than at the test runner's much later timeout.
+    ::alarm(kWatchdogSeconds);
+    Host::FaultPlan& plan = Host::FaultPlan::Get();
+    RunRecorder recorder(loop.acceptChecks);
+    long points = 0;
+    std::map<int, long> results; // result code -> runs in which the fault fired
+    for (long n = 1;; ++n) {
+        if (n > loop.maxPoints) {
+            ADD_FAILURE() << loop.name << ": still firing after " << loop.maxPoints << " points";
+            break;
+        }
+        plan.Disarm();
+        loop.setUp();
+        if (::testing::Test::HasFatalFailure()) {
+            break;
+        }
+        FaultRun run;
+        run.point = n;
+        plan.ResetCounts();
+        recorder.Record(&run);
+        plan.Arm("*", n, loop.fault);
+        run.result = loop.operation();
+        plan.Disarm();
+        recorder.Record(nullptr);
+        run.fired = plan.Fired();
+        run.operation = plan.FiredOperation();
+        long total = 0;
+        for (char const* name : kRecordOperations) {
+            if (long count = plan.Calls(name)) {
+                run.calls[name] = count;
+                total += count;
+            }
+        }
+        {
+            SCOPED_TRACE(loop.name + ", " + run.Describe());
+            EXPECT_EQ(plan.Calls("*"), total) << "a record operation is missing from the list";
+            EXPECT_EQ(run.fired, total >= n);
+            loop.check(run);
+        }
+        if (::testing::Test::HasFailure()) {
+            std::cout << "[ fault loop ] " << loop.name << ": stopped at the failed check of "
+                      << run.Describe() << "\n";
+            break;
+        }
+        if (!run.fired) {
+            break;
+        }
+        ++points;
+        ++results[run.result];
+    }
+    plan.Disarm();
+    ::alarm(0);
+    std::cout << "[ fault loop ] " << loop.name << ": " << points << " fault points; results:";
+    for (auto const& result : results) {
+        std::cout << " " << result.first << " x" << result.second;
+    }
+    std::cout << "\n";
+    ::testing::Test::RecordProperty(loop.name + " fault points", static_cast<int>(points));
+    return points;
+}
+
+// ---------------------------------------------------------------------------
+
+std::string StoreRows(char const* only) {
+    std::ostringstream out;
+    for (char const* table : {"roles", "entitlements", "user_roles", "role_actions"}) {
+        if (only != nullptr && std::string(only) != table) {
+            continue;
+        }
+        sqlite3_stmt* statement = nullptr;
+        std::string sql = std::string("SELECT * FROM ") + table + " ORDER BY 1, 2";
+        EXPECT_EQ(SQLITE_OK, sqlite3_prepare_v2(Host::CurrentCompanyFileHandle(), sql.c_str(), -1,
+                                                &statement, nullptr));
+        while (sqlite3_step(statement) == SQLITE_ROW) {
+            out << table << ": " << Row(statement) << "\n";
+        }
+        sqlite3_finalize(statement);
+    }
+    return out.str();
+}
+
+long RowCount(char const* table) {
+    sqlite3_stmt* statement = nullptr;
+    std::string sql = std::string("SELECT count(*) FROM ") + table;
+    long count = -1;
+    if (sqlite3_prepare_v2(Host::CurrentCompanyFileHandle(), sql.c_str(), -1, &statement,
+                           nullptr) == SQLITE_OK &&
+        sqlite3_step(statement) == SQLITE_ROW) {
+        count = static_cast<long>(sqlite3_column_int64(statement, 0));
+    }
+    sqlite3_finalize(statement);
+    EXPECT_NE(-1, count) << "cannot count " << table;
+    return count;
+}
+
+std::map<long, std::string> RowsByFirstColumn(char const* sql) {
+    std::map<long, std::string> rows;
+    sqlite3_stmt* statement = nullptr;
+    EXPECT_EQ(SQLITE_OK,
+              sqlite3_prepare_v2(Host::CurrentCompanyFileHandle(), sql, -1, &statement, nullptr))
+        << sql;
+    while (sqlite3_step(statement) == SQLITE_ROW) {
+        std::string row = Row(statement);
+        std::string::size_type bar = row.find('|');
+        std::string& group = rows[static_cast<long>(sqlite3_column_int64(statement, 0))];
+        group += (bar == std::string::npos ? std::string() : row.substr(bar + 1)) + ";";
+    }
+    sqlite3_finalize(statement);
+    return rows;
+}
+
+void Execute(char const* sql) {
+    char* error = nullptr;
+    EXPECT_EQ(SQLITE_OK,
+              sqlite3_exec(Host::CurrentCompanyFileHandle(), sql, nullptr, nullptr, &error))
+        << sql << ": " << (error != nullptr ? error : "");
+    sqlite3_free(error);
+}
+
+Snapshot::Snapshot() : m_Copy(nullptr) {
+    sqlite3_open(":memory:", &m_Copy);
+}
+
+Snapshot::~Snapshot() {
+    sqlite3_close(m_Copy);
+}
+
+void Snapshot::Take() {
+    ASSERT_TRUE(Host::IsCompanyFileOpen());
+    ASSERT_TRUE(Copy(Host::CurrentCompanyFileHandle(), m_Copy)) << sqlite3_errmsg(m_Copy);
+}
+
+void Snapshot::Restore() const {
+    Host::CloseCompanyFile();
+    Host::CompanyFileResult opened = Host::OpenInMemoryCompanyFile();
+    ASSERT_TRUE(opened.ok) << opened.message;
+    ASSERT_TRUE(Copy(m_Copy, Host::CurrentCompanyFileHandle()))
+        << sqlite3_errmsg(Host::CurrentCompanyFileHandle());
+    Host::UseCompanyUserManager();
+}
+
+// ---------------------------------------------------------------------------
+
+PM::PermissionManager& Manager() {
+    return PM::PermissionManager::GetThePermissionManager();
+}
+
+void NewManager() {
+    PM_UninitComponent();
+    PM_InitComponent();
+}
+
+std::string RenderManager(bool withMasks) {
+    PM::PermissionManager& manager = Manager();
+    std::ostringstream out;
+    std::vector<int> roleIds;
+    if (std::vector<PM::RoleObject>* roles = manager.GetRoleCache()) {
+        std::vector<PM::RoleObject const*> byId;
+        for (PM::RoleObject const& role : *roles) {
+            byId.push_back(&role);
+        }
+        std::sort(byId.begin(), byId.end(), [](PM::RoleObject const* a, PM::RoleObject const* b) {
+            return a->GetId() < b->GetId();
+        });
+        for (PM::RoleObject const* role : byId) {
+            out << "role " << role->GetId() << " " << role->GetName().c_str() << "|"
+                << role->GetDescription().c_str() << "|" << role->GetCategory() << "|"
+                << role->IsVisible() << "\n";
+            roleIds.push_back(role->GetId());
+        }
+    } else {
+        out << "no role list\n";
+    }
+    std::vector<int> entitlementIds;
+    if (std::vector<PM::EntitlementObject>* entitlements = manager.GetEntitlementCache()) {
+        for (PM::EntitlementObject const& e : *entitlements) {
+            out << "entitlement " << e.m_Id << " " << e.m_Name.c_str() << "|" << e.m_Category << "|"
+                << e.m_Attrs << "|" << e.m_Enabled << e.m_Visible << "\n";
+            entitlementIds.push_back(e.m_Id);
+        }
+    } else {
+        out << "no entitlement list\n";
+    }
+    for (PM::EntitlementDef const& e :
+         PM::PermissionManagerTestAccess(manager).SortedEntitlements()) {
+        out << "sorted " << e.GetId() << " " << e.GetName().c_str() << "\n";
+    }
+    for (int role : withMasks ? roleIds : std::vector<int>()) {
+        out << "masks of " << role << ":";
+        for (int id : entitlementIds) {
+            long action = 0;
+            int result = manager.GetRoleActionAssociation(role, id, &action);
+            out << " " << id << "=";
+            if (result == PM_OK) {
+                out << action;
+            } else {
+                out << "(" << result << ")";
+            }
+        }
+        out << "\n";
+    }
+    return out.str();
+}
+
+AgainstFreshInit RenderAgainstFreshInit(bool withMasks) {
+    AgainstFreshInit both;
+    both.current = RenderManager(withMasks);
+    NewManager();
+    both.freshResult = Manager().Init();
+    both.fresh = RenderManager(withMasks);
+    return both;
+}
+
+// ---------------------------------------------------------------------------
+
+char const kSmallCatalogue[] = R"json({
+  "format": 1,
+  "product": "Fault loops",
+  "features": [
+    {"id": "0", "name": "PermissionData", "enabled": false, "parameters": ["-1", "0", "3", "16"]},
+    {"id": "1", "name": "Customers", "parameters": ["100001", "381"]},
+    {"id": "2", "name": "Customer Jobs", "parameters": ["100001", "381"]},
+    {"id": "3", "name": "Statements", "parameters": ["100001", "125"]},
+    {"id": "4", "name": "Estimates", "parameters": ["100002", "637"]},
+    {"id": "5", "name": "Invoices", "parameters": ["100002", "637"]},
+    {"id": "6", "name": "Sales Receipts", "parameters": ["100002", "637"]},
+    {"id": "7", "name": "Bank Registers", "parameters": ["100012", "253"]},
+    {"id": "8", "name": "Bank Reconciliation", "parameters": ["100012", "93"]},
+    {"id": "9", "name": "Customer Credits", "parameters": ["100002", "125"]},
+    {"id": "10", "name": "Company Info", "enabled": false, "parameters": ["100010", "125"]},
+    {"id": "11", "name": "Audit Trail", "parameters": ["100010", "124"]},
+    {"id": "12", "name": "Users & Roles", "parameters": ["100010", "125"]},
+    {"id": "13", "name": "Bank Feeds", "parameters": ["100012", "125"]},
+    {"id": "14", "name": "Deposits", "parameters": ["100012", "125"]},
+    {"id": "15", "name": "Customer Refunds", "parameters": ["100002", "125"]},
+    {"id": "100000", "name": "All Areas", "parameters": ["-1", "1"]},
+    {"id": "100001", "name": "Customers & Receivables", "parameters": ["100000", "125"]},
+    {"id": "100002", "name": "Sales", "parameters": ["100000", "125"]},
+    {"id": "100003", "name": "Vendors & Payables", "parameters": ["100000", "125"]},
+    {"id": "100004", "name": "Purchasing", "parameters": ["100000", "125"]},
+    {"id": "100005", "name": "Inventory", "parameters": ["100000", "125"]},
+    {"id": "100006", "name": "Employees & Payroll", "parameters": ["100000", "125"]},
+    {"id": "100007", "name": "Time & Projects", "parameters": ["100000", "125"]},
+    {"id": "100008", "name": "Accounting", "parameters": ["100000", "125"]},
+    {"id": "100009", "name": "Reports", "parameters": ["100000", "125"]},
+    {"id": "100010", "name": "Company", "parameters": ["100000", "125"]},
+    {"id": "100011", "name": "Sales Tax", "parameters": ["100000", "125"]},
+    {"id": "100012", "name": "Bank Accounts", "parameters": ["100000", "253"]}
+  ],
+  "roles": [
+    {"id": "BASE_ROLE", "name": "Base", "visible": false, "private": true,
+     "grants": [{"actions": [], "features": "*"}]},
+    {"id": "ADMIN", "name": "Admin",
+     "grants": [{"actions": [0, 1, 2, 3, 4, 8], "features": "*"}]},
+    {"id": "EXTERNAL_ACCOUNTANT", "name": "External Accountant", "description": "Books",
+     "grants": [{"actions": [0, 1, 2, 3, 4, 8], "features": ["7", "8", "13", "14", "100012"]},
+                {"actions": [0, 1, 2], "features": ["1", "2", "3", "4", "5", "6", "9", "15"]}]},
+    {"id": "CLERK", "name": "Clerk", "description": "Front desk",
+     "grants": [{"actions": [0, 2, 3, 4], "features": ["1", "2", "4", "5", "6"]},
+                {"actions": [0], "features": ["7", "9", "15"]}]}
+  ],
+  "flavors": [{"id": "Standard", "defaultRoles": ["ADMIN", "EXTERNAL_ACCOUNTANT", "CLERK"]}],
+  "currentFlavor": "Standard"
+})json";
+
+void LoadCatalogue(char const* json) {
+    Host::CatalogueResult loaded = Host::LoadCatalogueText(json, "faults.json");
+    ASSERT_TRUE(loaded.ok) << loaded.message;
+}
+
+void OpenEmptyCompany() {
+    PM_UninitComponent();
+    Host::CloseCompanyFile();
+    Host::CompanyFileResult opened = Host::OpenInMemoryCompanyFile();
+    ASSERT_TRUE(opened.ok) << opened.message;
+    Host::UseCompanyUserManager();
+    std::string error;
+    ASSERT_NE(-1, Host::AddCompanyUser("admin", true, &error)) << error;
+    PM_InitComponent();
+}
+
+void OpenDefaultCompany() {
+    OpenEmptyCompany();
+    ASSERT_EQ(PM_OK, Manager().SetDefaultRoles());
+    std::string error;
+    int clerk = Host::AddCompanyUser("clerk", false, &error);
+    int accountant = Host::AddCompanyUser("accountant", false, &error);
+    ASSERT_NE(-1, clerk) << error;
+    ASSERT_NE(-1, accountant) << error;
+    ASSERT_EQ(PM_OK, Manager().SetRoleForUser(clerk, 2));
+    ASSERT_EQ(PM_OK, Manager().SetRoleForUser(accountant, 1));
+    ASSERT_EQ(PM_OK, Manager().SetRoleForUser(accountant, 2));
+}
+
+int UserId(char const* name) {
+    int id = Host::FindCompanyUser(name);
+    EXPECT_NE(-1, id) << "no user " << name;
+    return id;
+}
+
+} // namespace PMFault

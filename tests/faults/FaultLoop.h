@@ -1,0 +1,137 @@
+// The fault-loop driver over the record layer's fault plan, and what its checks
+// compare: the company file's rows, the manager's caches against a fresh Init
+// of the same file, and a small catalogue that keeps the loops short.
+//
+// A loop runs one library operation again and again on a fresh company file,
+// with the Nth record operation failing, for N = 1, 2, ... until a run in which
+// the fault no longer fired; each run is checked against what the operation
+// promises to leave behind at that point.
+#pragma once
+
+#include <PM/PermissionManager.h>
+#include <host/records/FaultPlan.h>
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+struct sqlite3;
+
+namespace PMFault {
+
+// One run of a library operation with a fault armed at one record operation.
+struct FaultRun {
+    long point = 0;        // N: the record operation (counted over all kinds) armed to fail
+    bool fired = false;    // false: the operation made fewer than N record operations
+    std::string operation; // the record operation that failed, "DMUSRRole::Add"; "" if none
+    int result = 0;        // what the library operation returned
+    std::map<std::string, long> calls; // record operations of the run by name, the failed one too
+    std::vector<std::string> raised;   // expressions raised through Verify, in order
+
+    // Calls of operation that went through: the failed call is not counted.
+    long Done(std::string const& operation) const;
+    // Whether the failed operation was this one.
+    bool Hit(std::string const& name) const { return fired && operation == name; }
+    // "point 12 (DMUSRRole::Add) gave -1".
+    std::string Describe() const;
+};
+
+struct FaultLoop {
+    std::string name; // how the loop reports its count
+    // Makes a fresh company file and manager; runs with no fault armed.
+    std::function<void()> setUp;
+    // The library operation; its result is FaultRun::result.
+    std::function<int()> operation;
+    // Checks one run; it may run further library calls, with no fault armed.
+    std::function<void(FaultRun const&)> check;
+    Host::FaultPlan::Fault fault = Host::FaultPlan::kFail;
+    bool acceptChecks = false; // how Verify answers during the runs
+    long maxPoints = 20000;    // a loop that reaches this fails
+};
+
+// Runs the loop: for N = 1, 2, ...: setUp, arm the fault at the Nth record
+// operation of any kind, run the operation, disarm, check. The first run in
+// which the fault did not fire is checked too (as the clean run) and ends the
+// loop, and so does the first run whose check failed. Returns the number of
+// fault points exercised, prints it and records it as a test property.
+long RunFaultLoop(FaultLoop const& loop);
+
+// Record operations whose failure the library reads as the end of a load.
+bool IsRead(std::string const& operation);
+
+// ---------------------------------------------------------------------------
+// The company file
+
+// Rows of the four permission tables (or of the one named) of the open company
+// file, "table: a|b|c" per line, in key order.
+std::string StoreRows(char const* table = nullptr);
+long RowCount(char const* table);
+// The rows of a query on the open company file, grouped by the integer in
+// their first column; the other columns joined by "|", rows by ";".
+std::map<long, std::string> RowsByFirstColumn(char const* sql);
+// Runs sql on the open company file; the test fails when it fails.
+void Execute(char const* sql);
+
+// An in-memory copy of the open company file, to start each run from.
+class Snapshot {
+public:
+    Snapshot();
+    ~Snapshot();
+    Snapshot(Snapshot const&) = delete;
+    Snapshot& operator=(Snapshot const&) = delete;
+    // Copies the open company file.
+    void Take();
+    // Closes the open company file and opens a new in-memory one that holds
+    // the copy, with the company-file user manager.
+    void Restore() const;
+
+private:
+    sqlite3* m_Copy;
+};
+
+// ---------------------------------------------------------------------------
+// The manager
+
+PM::PermissionManager& Manager();
+// A new manager, not yet initialised.
+void NewManager();
+
+// The manager's view of the company file: the role list (by id), the
+// entitlement cache, the names of the sorted entitlement list, and every role's
+// mask on every cached entitlement as the store reads it (unless withMasks is
+// false: the masks of a large catalogue cost a record read each).
+std::string RenderManager(bool withMasks = true);
+
+// The manager rendered as it stands, and a new manager after Init on the same
+// file, rendered the same way. The manager under test is gone afterwards.
+struct AgainstFreshInit {
+    std::string current;
+    std::string fresh;
+    int freshResult = 0;
+};
+AgainstFreshInit RenderAgainstFreshInit(bool withMasks = true);
+
+// ---------------------------------------------------------------------------
+// Company files for the loops
+
+// A catalogue of 29 entitlements and three default roles (Admin, External
+// Accountant, Clerk) with the shapes the operations treat apart: the version
+// record, a disabled and an invisible entitlement, master 9 with slave 15, and
+// "Bank Registers" under 100012. Both id bands are without gaps, as the scans
+// need: a gap in the band from 100000, or below the count of the version
+// record, makes an entitlement scan of the library run without end.
+extern char const kSmallCatalogue[];
+
+// Loads the catalogue text; the test fails when it is refused.
+void LoadCatalogue(char const* json);
+// Opens an empty in-memory company file with the administrator "admin" and a
+// new manager; no Init.
+void OpenEmptyCompany();
+// OpenEmptyCompany, then SetDefaultRoles, then the user "clerk" with the
+// Clerk role (id 2) and "accountant" with roles 1 and 2.
+void OpenDefaultCompany();
+// The host user id of a user of the open company file.
+int UserId(char const* name);
+
+} // namespace PMFault

@@ -1,0 +1,206 @@
+// The upgrade at Init with each record operation failing in turn: a company
+// file made from the previous shipped catalogue (with its hole at 100015
+// filled, see the last test), opened with the current one.
+// The merge walks the ids upward and undoes nothing, so a failed upgrade
+// leaves the ids below the failure merged and those above it as they were;
+// and once the version record (id 0, first) is rewritten, no later Init
+// retries.
+#include "FaultChecks.h"
+#include "FaultLoop.h"
+
+#include "support/CompanyFixture.h"
+
+#include <host/catalogue/Catalogue.h>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <set>
+
+namespace {
+
+using namespace PMFault;
+
+// Each entitlement id with its row and its masks in all roles.
+struct MergeState {
+    std::map<long, std::string> rows;
+    std::map<long, std::string> masks;
+
+    static MergeState Read() {
+        MergeState state;
+        state.rows = RowsByFirstColumn("SELECT entitlement_id, category_type, attributes_id, "
+                                       "is_visible, is_enabled, name FROM entitlements");
+        state.masks = RowsByFirstColumn("SELECT entitlement_id, role_id, action_type FROM "
+                                        "role_actions ORDER BY entitlement_id, role_id");
+        return state;
+    }
+    bool Same(MergeState const& other, long id) const {
+        return Find(rows, id) == Find(other.rows, id) && Find(masks, id) == Find(other.masks, id);
+    }
+    static std::string Find(std::map<long, std::string> const& map, long id) {
+        auto found = map.find(id);
+        return found == map.end() ? "absent" : found->second;
+    }
+};
+
+void LoadShipped(char const* name) {
+    Host::CatalogueResult loaded = Host::LoadCatalogueFile(PMTest::CatalogueFile(name));
+    ASSERT_TRUE(loaded.ok) << loaded.message;
+}
+
+std::string Replaced(std::string text, std::string const& from, std::string const& to) {
+    for (std::size_t at = text.find(from); at != std::string::npos;
+         at = text.find(from, at + to.size())) {
+        text.replace(at, from.size(), to);
+    }
+    return text;
+}
+
+// The previous catalogue with 100015 "Connected Apps" (as in the current one)
+// beside its 100016, so that the band from 100000 has no hole; the upgrade
+// still deletes 100016.
+std::string PreviousWithoutHole() {
+    std::ifstream in(PMTest::CatalogueFile("catalogue-previous.json"));
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    text = Replaced(text, "\"100014\", \"100016\"", "\"100014\", \"100015\", \"100016\"");
+    return Replaced(text, "    {\"id\": \"100016\"",
+                    "    {\"id\": \"100015\", \"name\": \"Connected Apps\", \"parameters\": "
+                    "[\"100000\", \"125\"]},\n    {\"id\": \"100016\"");
+}
+
+TEST(UpgradeFaultTest, AFailedMergeLeavesTheLowerIdsMergedAndTheHigherAsTheyWere) {
+    std::string const previousCatalogue = PreviousWithoutHole();
+    LoadCatalogue(previousCatalogue.c_str());
+    ASSERT_EQ(197u, Host::GetCatalogueInfo().featureCount);
+    OpenDefaultCompany();
+    Snapshot previous;
+    previous.Take();
+    LoadShipped("catalogue.json");
+
+    MergeState const before = MergeState::Read();
+    std::string const people = StoreRows("roles") + StoreRows("user_roles");
+    NewManager();
+    ASSERT_EQ(PM_OK, Manager().Init());
+    MergeState const after = MergeState::Read();
+    std::string const loaded = RenderManager(false);
+    ASSERT_NE(before.rows.at(0), after.rows.at(0)) << "the version record must change";
+
+    // The merge's order: every id of either list, upward.
+    std::set<long> order;
+    for (auto const* state : {&before, &after}) {
+        for (auto const& row : state->rows) {
+            order.insert(row.first);
+        }
+    }
+
+    FaultLoop loop;
+    loop.name = "Init upgrade";
+    loop.setUp = [&] {
+        previous.Restore();
+        NewManager();
+    };
+    loop.operation = [] { return Manager().Init(); };
+    loop.check = [&](FaultRun const& run) {
+        // Two failures let the upgrade go on: a read that ends a scan early,
+        // and the delete of a dropped entitlement's masks, whose outcome
+        // nobody looks at.
+        bool const quiet = run.fired && (IsRead(run.operation) ||
+                                         run.operation == "DMUSRRoleAction::DeleteByEntitlementId");
+        if (run.result == PM_OK) {
+            EXPECT_TRUE(!run.fired || quiet);
+        } else {
+            EXPECT_EQ(PM_ERROR, run.result);
+        }
+        // A stored list that cannot be read at all is reported, and refused.
+        if (!run.raised.empty()) {
+            EXPECT_EQ(run.raised, std::vector<std::string>{"pDBEntitlementList.get() != NULL"});
+            EXPECT_EQ(PM_ERROR, run.result);
+        }
+        EXPECT_EQ(people, StoreRows("roles") + StoreRows("user_roles")) << "roles are not merged";
+
+        // Below the first id that is not merged everything is; above it,
+        // after a failure, nothing is. A quiet failure costs at most that one
+        // id: a role scan that ended early leaves the new entitlement without
+        // the later roles' masks, a scan of the stored list that ended early
+        // leaves the last id undeleted, a failed delete of masks leaves the
+        // dropped entitlement's masks behind.
+        MergeState const now = MergeState::Read();
+        std::vector<long> notMerged;
+        for (long id : order) {
+            if (!now.Same(after, id)) {
+                notMerged.push_back(id);
+            }
+        }
+        if (run.result == PM_OK) {
+            EXPECT_LE(notMerged.size(), 1u) << "first not merged: " << notMerged.front();
+        } else if (!notMerged.empty()) {
+            bool above = false;
+            for (long id : order) {
+                if (above) {
+                    EXPECT_TRUE(now.Same(before, id)) << "id " << id << " above " << notMerged[0];
+                }
+                above = above || id == notMerged[0];
+            }
+        }
+        bool const versionWritten = now.Same(after, 0);
+        if (!run.fired) {
+            EXPECT_TRUE(notMerged.empty());
+        }
+
+        // A failed Init caches nothing; one that succeeded holds what a fresh
+        // Init loads, or part of it when a read of the load failed.
+        if (run.result != PM_OK) {
+            EXPECT_FALSE(Manager().IsInitialized());
+            EXPECT_EQ(nullptr, Manager().GetRoleCache());
+            EXPECT_EQ(nullptr, Manager().GetEntitlementCache());
+        }
+        AgainstFreshInit both = RenderAgainstFreshInit(false);
+        EXPECT_EQ(PM_OK, both.freshResult);
+        if (run.result == PM_OK && !(run.fired && IsRead(run.operation))) {
+            EXPECT_EQ(both.fresh, both.current);
+        } else if (run.result == PM_OK) {
+            EXPECT_EQ("", Missing(both.current, both.fresh));
+        }
+
+        // That next Init merges again only while the version record is old;
+        // after that the file stays as the failure left it.
+        MergeState const next = MergeState::Read();
+        if (!versionWritten) {
+            for (long id : order) {
+                EXPECT_TRUE(now.Same(before, id)) << "id " << id << " merged before id 0";
+            }
+            EXPECT_EQ(after.rows, next.rows);
+            EXPECT_EQ(after.masks, next.masks);
+            EXPECT_EQ(loaded, both.fresh);
+        } else {
+            EXPECT_EQ(now.rows, next.rows);
+            EXPECT_EQ(now.masks, next.masks);
+        }
+    };
+    EXPECT_GT(RunFaultLoop(loop), 1000);
+}
+
+// catalogue-previous.json holds 100016 but no 100015. The entitlement scan
+// leaves the band from 100000 at its first hole and then counts upward from
+// 300000 until it has delivered as many rows as the table holds, which it
+// never does here: Init on a file made from that catalogue does not return.
+// A persistent failure of entitlement loads after a hundred times the rows
+// ends the scan for this test. When the hole is gone, the fill's Init loads
+// every row without that bound, and this test has to change with it.
+TEST(UpgradeFaultTest, TheHoleAt100015OfThePreviousCatalogueKeepsInitScanning) {
+    LoadShipped("catalogue-previous.json");
+    OpenEmptyCompany();
+    Host::FaultPlan& plan = Host::FaultPlan::Get();
+    plan.ResetCounts();
+    {
+        Host::ScopedFault bound("DMUSREntitlement::Load", 20000, Host::FaultPlan::kFail, true);
+        EXPECT_EQ(PM_OK, Manager().SetDefaultRoles()); // a failed load ends a load quietly
+    }
+    EXPECT_TRUE(plan.Fired()) << "the scan ended by itself";
+    EXPECT_EQ(196, RowCount("entitlements"));
+    EXPECT_EQ(195u, Manager().GetEntitlementCache()->size()) << "all but 100016";
+    EXPECT_EQ(PM_ERR_NOENT, Manager().FindEntitlementDefById(100016).GetId());
+}
+
+} // namespace
