@@ -113,6 +113,16 @@ std::string FaultRun::Describe() const {
     return text.str();
 }
 
+int FailedParts() {
+    ::testing::TestResult const* result =
+        ::testing::UnitTest::GetInstance()->current_test_info()->result();
+    int failed = 0;
+    for (int i = 0; i < result->total_part_count(); ++i) {
+        failed += result->GetTestPartResult(i).failed() ? 1 : 0;
+    }
+    return failed;
+}
+
 bool IsRead(std::string const& operation) {
     std::string::size_type colon = operation.rfind(':');
     std::string name = colon == std::string::npos ? operation : operation.substr(colon + 1);
@@ -125,6 +135,7 @@ long RunFaultLoop(FaultLoop const& loop) {
     ::alarm(kWatchdogSeconds);
     Host::FaultPlan& plan = Host::FaultPlan::Get();
     RunRecorder recorder(loop.acceptChecks);
+    int const failedBefore = FailedParts();
     long points = 0;
     std::map<int, long> results; // result code -> runs in which the fault fired
     for (long n = 1;; ++n) {
@@ -160,7 +171,7 @@ long RunFaultLoop(FaultLoop const& loop) {
             EXPECT_EQ(run.fired, total >= n);
             loop.check(run);
         }
-        if (::testing::Test::HasFailure()) {
+        if (FailedParts() > failedBefore) {
             std::cout << "[ fault loop ] " << loop.name << ": stopped at the failed check of "
                       << run.Describe() << "\n";
             break;
@@ -184,7 +195,7 @@ long RunFaultLoop(FaultLoop const& loop) {
 
 // ---------------------------------------------------------------------------
 
-std::string StoreRows(char const* only) {
+std::string StoreRows(char const* only, sqlite3* db) {
     std::ostringstream out;
     for (char const* table : {"roles", "entitlements", "user_roles", "role_actions"}) {
         if (only != nullptr && std::string(only) != table) {
@@ -192,8 +203,9 @@ std::string StoreRows(char const* only) {
         }
         sqlite3_stmt* statement = nullptr;
         std::string sql = std::string("SELECT * FROM ") + table + " ORDER BY 1, 2";
-        EXPECT_EQ(SQLITE_OK, sqlite3_prepare_v2(Host::CurrentCompanyFileHandle(), sql.c_str(), -1,
-                                                &statement, nullptr));
+        sqlite3* from = db != nullptr ? db : Host::CurrentCompanyFileHandle();
+        EXPECT_EQ(SQLITE_OK, sqlite3_prepare_v2(from, sql.c_str(), -1, &statement, nullptr))
+            << sqlite3_errmsg(from);
         while (sqlite3_step(statement) == SQLITE_ROW) {
             out << table << ": " << Row(statement) << "\n";
         }

@@ -57,6 +57,9 @@ struct FaultLoop {
 // fault points exercised, prints it and records it as a test property.
 long RunFaultLoop(FaultLoop const& loop);
 
+// The failed checks of the running test so far.
+int FailedParts();
+
 // Record operations whose failure the library reads as the end of a load.
 bool IsRead(std::string const& operation);
 
@@ -64,8 +67,8 @@ bool IsRead(std::string const& operation);
 // The company file
 
 // Rows of the four permission tables (or of the one named) of the open company
-// file, "table: a|b|c" per line, in key order.
-std::string StoreRows(char const* table = nullptr);
+// file (or of db), "table: a|b|c" per line, in key order.
+std::string StoreRows(char const* table = nullptr, sqlite3* db = nullptr);
 long RowCount(char const* table);
 // The rows of a query on the open company file, grouped by the integer in
 // their first column; the other columns joined by "|", rows by ";".
