@@ -12,9 +12,18 @@ std::map<int, long>* PermissionManager::GetCurrentActionCache() {
     return CurrentContext->ActionTable;
 }
 
-// While a user is established a current context with a table exists
-// (EstablishUser provides it; only Init and Term remove it, and both reset the
-// user), so neither decision tests for a missing table.
+namespace {
+
+// The row of entitlementId in table, or null. While a user is established a
+// current context with a table exists (EstablishUser provides it; only Init
+// and Term remove it, and both reset the user), so neither decision tests for
+// a missing table.
+long const* FindRow(std::map<int, long> const& table, int entitlementId) {
+    std::map<int, long>::const_iterator row = table.find(entitlementId);
+    return row == table.end() ? nullptr : &row->second;
+}
+
+} // namespace
 
 bool PermissionManager::IsAccessAllowed(int entitlementId, long actionMask) {
     if (EstablishedUser < 0) {
@@ -23,16 +32,15 @@ bool PermissionManager::IsAccessAllowed(int entitlementId, long actionMask) {
     if (entitlementId < 0) {
         return false;
     }
-    std::map<int, long> const& table = *GetCurrentActionCache();
-    std::map<int, long>::const_iterator row = table.find(entitlementId);
-    if (row == table.end()) {
+    long const* row = FindRow(*GetCurrentActionCache(), entitlementId);
+    if (row == nullptr) {
         return false;
     }
     if (actionMask == 0) {
         // Any of the six standard actions; Custom alone does not count.
-        return (row->second & kActionFull) != 0;
+        return (*row & kActionFull) != 0;
     }
-    return (row->second & actionMask) != 0;
+    return (*row & actionMask) != 0;
 }
 
 bool PermissionManager::IsFullAccess(int entitlementId) {
@@ -42,14 +50,10 @@ bool PermissionManager::IsFullAccess(int entitlementId) {
     if (entitlementId < 0) {
         return false;
     }
-    std::map<int, long> const& table = *GetCurrentActionCache();
-    std::map<int, long>::const_iterator row = table.find(entitlementId);
-    if (row == table.end()) {
-        return false;
-    }
+    long const* row = FindRow(*GetCurrentActionCache(), entitlementId);
     // Exactly the six actions: 127 (six plus Custom) is not full access here,
     // though EntitlementDef::IsActionFull calls it full. Both tests stand.
-    return row->second == kActionFull;
+    return row != nullptr && *row == kActionFull;
 }
 
 } // namespace PM
