@@ -13,44 +13,19 @@ namespace PM {
 
 namespace {
 
-// The role a listing is built for. A role id of 0 or above is the cached row,
-// used in place; any negative id is a scratch role with id -1, whose view
-// carries the cached actions. The scratch role is deleted with this object,
-// so on every way out of a listing.
-class RoleSource {
-public:
-    RoleSource(PermissionManager& manager, int roleId) {
-        if (roleId >= 0) {
-            std::vector<RoleObject>* cache = manager.GetRoleCache();
-            if (cache == nullptr) {
-                return;
-            }
-            for (RoleObject& row : *cache) {
-                if (row.GetId() == roleId) {
-                    m_Role = &row;
-                    return;
-                }
-            }
-            return;
+// The role a listing is built for when the id is negative: a scratch role
+// with id -1 holding a copy of the cached rows, so that its view carries the
+// cached actions. Null when it cannot be made.
+RoleObject* NewScratchRole(std::vector<EntitlementObject>* entitlementCache) {
+    RoleObject* scratch = new (std::nothrow) RoleObject();
+    if (scratch != nullptr) {
+        scratch->init();
+        if (entitlementCache != nullptr && scratch->GetEntitlementObjList() != nullptr) {
+            *scratch->GetEntitlementObjList() = *entitlementCache;
         }
-        m_Scratch.reset(new (std::nothrow) RoleObject());
-        if (m_Scratch == nullptr) {
-            return;
-        }
-        m_Scratch->init();
-        std::vector<EntitlementObject>* entitlements = manager.GetEntitlementCache();
-        if (entitlements != nullptr && m_Scratch->GetEntitlementObjList() != nullptr) {
-            *m_Scratch->GetEntitlementObjList() = *entitlements;
-        }
-        m_Role = m_Scratch.get();
     }
-
-    RoleObject* Get() const { return m_Role; }
-
-private:
-    std::unique_ptr<RoleObject> m_Scratch;
-    RoleObject* m_Role = nullptr;
-};
+    return scratch;
+}
 
 // The made-up row that opens a section: it stands for no entitlement, so its
 // id is -1, which no real row has.
@@ -70,13 +45,15 @@ EntitlementDef HeadingRow(TString const& label, int category) {
 } // namespace
 
 std::vector<EntitlementDef>* PermissionManager::GetSortedEntitlements(int roleId) {
-    RoleSource source(*this, roleId);
-    if (source.Get() == nullptr) {
+    // A cached role is used in place; the scratch role goes on every way out.
+    std::unique_ptr<RoleObject> scratch(roleId < 0 ? NewScratchRole(EntitlementCache) : nullptr);
+    RoleObject* source = roleId < 0 ? scratch.get() : LookupRoleInCache(roleId);
+    if (source == nullptr) {
         return nullptr;
     }
     // Visible rows only: an invisible entitlement goes with its subtree.
     std::vector<EntitlementDef>* sortedList =
-        source.Get()->EntitlementDefFactory(kEntitlementRootId, true);
+        source->EntitlementDefFactory(kEntitlementRootId, true);
     if (sortedList == nullptr) {
         PM_RAISE("sortedList != NULL");
     }
@@ -98,8 +75,9 @@ std::vector<EntitlementDef>* PermissionManager::MergeEntitlements(int roleId,
         labelList->empty() || categoryList->size() != labelList->size()) {
         return nullptr;
     }
-    RoleSource source(*this, roleId);
-    if (source.Get() == nullptr) {
+    std::unique_ptr<RoleObject> scratch(roleId < 0 ? NewScratchRole(EntitlementCache) : nullptr);
+    RoleObject* source = roleId < 0 ? scratch.get() : LookupRoleInCache(roleId);
+    if (source == nullptr) {
         return nullptr;
     }
     std::unique_ptr<std::vector<EntitlementDef>> masteredl(new (std::nothrow)
@@ -114,7 +92,7 @@ std::vector<EntitlementDef>* PermissionManager::MergeEntitlements(int roleId,
         // The category's own row is not part of its subtree; a category that
         // yields nothing still keeps its heading. Duplicates stay.
         std::unique_ptr<std::vector<EntitlementDef>> edlforcat(
-            source.Get()->EntitlementDefFactory(category, true));
+            source->EntitlementDefFactory(category, true));
         if (edlforcat == nullptr) {
             if (!PM_RAISE("edlforcat != NULL")) {
                 return nullptr;
