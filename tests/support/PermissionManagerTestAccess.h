@@ -47,6 +47,20 @@ public:
         return m_Manager.m_CustomRoleCombinations;
     }
 
+    // Caches, tables and the store's set-up.
+    int ModifyEntitlementCacheEntry(EntitlementDef const& def) {
+        return m_Manager.ModifyEntitlementCacheEntry(def);
+    }
+    int AddRoleCacheEntry(RoleDef& role, std::vector<EntitlementDef>& entitlements) {
+        return m_Manager.AddRoleCacheEntry(role, entitlements);
+    }
+    int ModifyRoleCacheEntry(RoleDef& role) { return m_Manager.ModifyRoleCacheEntry(role); }
+    std::map<int, long>* CreateNewActionCache() { return m_Manager.CreateNewActionCache(); }
+    int InitializeURPStore() { return m_Manager.InitializeURPStore(); }
+    int SetDataStorageAccessClass(DataStorageClass c) {
+        return m_Manager.SetDataStorageAccessClass(c);
+    }
+
     // Puts a new context with the given table on top of the chain, creating
     // the context list when there is none. The manager owns the context.
     PermissionContextObject* PushContext(char const* name, std::map<int, long> const& table) {
