@@ -22,7 +22,7 @@ namespace {
 
 const int kSchemaVersion = 1;
 const std::uint32_t kApplicationId = 0x504D4346; // "PMCF"
-const int kBusyTimeoutMs = 5000;
+const int kDefaultBusyTimeoutMs = 5000;
 const char kMemoryPath[] = ":memory:";
 
 const char kCreateSchema[] = R"sql(
@@ -96,6 +96,11 @@ struct OpenFile {
 OpenFile& Current() {
     static OpenFile file;
     return file;
+}
+
+int& BusyTimeoutSetting() {
+    static int milliseconds = kDefaultBusyTimeoutMs;
+    return milliseconds;
 }
 
 CompanyFileJournal& JournalSetting() {
@@ -326,7 +331,7 @@ std::string CheckContents(sqlite3* db) {
 // empty on success.
 std::string Configure(sqlite3* db, bool inMemory) {
     sqlite3_extended_result_codes(db, 1);
-    sqlite3_busy_timeout(db, kBusyTimeoutMs);
+    sqlite3_busy_timeout(db, BusyTimeoutSetting());
     if (inMemory) {
         return std::string();
     }
@@ -459,7 +464,7 @@ CompanyFileResult OpenCompanyFile(std::string const& path) {
                                         SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
     if (rc == SQLITE_OK) {
         sqlite3_extended_result_codes(probe, 1);
-        sqlite3_busy_timeout(probe, kBusyTimeoutMs);
+        sqlite3_busy_timeout(probe, BusyTimeoutSetting());
         reason = CheckContents(probe);
     } else {
         reason = std::string("it cannot be read as a database: ") + sqlite3_errmsg(probe);
@@ -525,6 +530,14 @@ std::string CurrentCompanyFilePath() {
 
 sqlite3* CurrentCompanyFileHandle() {
     return Current().db;
+}
+
+void SetCompanyFileBusyTimeout(int milliseconds) {
+    BusyTimeoutSetting() = milliseconds;
+}
+
+int GetCompanyFileBusyTimeout() {
+    return BusyTimeoutSetting();
 }
 
 void SetCompanyFileJournal(CompanyFileJournal journal) {

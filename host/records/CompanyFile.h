@@ -42,4 +42,10 @@ std::string CurrentCompanyFilePath();
 // when no company file is open.
 sqlite3* CurrentCompanyFileHandle();
 
+// How long a statement waits for a lock that another process holds on the
+// company file before it fails with SQLITE_BUSY: 5000 ms unless set. Applies
+// to company files opened or created from now on; tests set a short one.
+void SetCompanyFileBusyTimeout(int milliseconds);
+int GetCompanyFileBusyTimeout();
+
 } // namespace Host

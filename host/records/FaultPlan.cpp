@@ -22,6 +22,7 @@ void FaultPlan::Arm(std::string const& operation, long nth, Fault fault, bool pe
     m_Armed = true;
     m_Fired = false;
     m_FiredOperation.clear();
+    m_FiredCall = 0;
 }
 
 void FaultPlan::Disarm() {
@@ -61,6 +62,7 @@ bool FaultPlan::ShouldInject(char const* operation, Fault* fault) {
     }
     if (!m_Fired) {
         m_FiredOperation = operation;
+        m_FiredCall = m_Calls[operation];
     }
     m_Fired = true;
     m_Armed = m_Persistent;

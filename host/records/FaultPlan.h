@@ -28,9 +28,12 @@ public:
     void Disarm();
     // Whether the fault armed last has fired, also after it was disarmed.
     bool Fired() const { return m_Fired; }
-    // The operation whose call the fault armed last fired at ("Class::Operation"),
-    // so that a test arming "*" knows what it hit; empty until it fires.
+    // The operation whose call the fault armed last fired at first
+    // ("Class::Operation"), so that a test arming "*" knows what it hit, and
+    // which call of that operation it was (1 = its first since ResetCounts);
+    // empty and 0 until it fires.
     std::string const& FiredOperation() const { return m_FiredOperation; }
+    long FiredCall() const { return m_FiredCall; }
 
     // Calls of operation since the last ResetCounts ("*": all operations).
     long Calls(std::string const& operation) const;
@@ -52,6 +55,7 @@ private:
     bool m_Persistent = false;
     bool m_Fired = false;
     std::string m_FiredOperation;
+    long m_FiredCall = 0;
 };
 
 // Arms on construction and disarms on destruction.

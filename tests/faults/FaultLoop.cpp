@@ -53,8 +53,8 @@ char const* const kRecordOperations[] = {
 };
 
 // While a run is under way: answers Verify as the loop says and records the
-// expressions into the run; logs are dropped (the default sink would print
-// every warning of every run).
+// expressions and log lines into the run. Outside the runs log lines are
+// dropped (the default sink would print every warning of every set-up).
 class RunRecorder {
 public:
     explicit RunRecorder(bool accept) {
@@ -64,7 +64,11 @@ public:
             }
             return accept;
         });
-        m_PreviousLog = Host::SetLogSink([](Host::LogRecord const&) {});
+        m_PreviousLog = Host::SetLogSink([this](Host::LogRecord const& record) {
+            if (m_Run != nullptr) {
+                m_Run->logged.push_back(record.text);
+            }
+        });
     }
     ~RunRecorder() {
         Host::SetVerifyHandler(m_PreviousVerify);
@@ -108,8 +112,13 @@ long FaultRun::Done(std::string const& name) const {
 
 std::string FaultRun::Describe() const {
     std::ostringstream text;
-    text << "point " << point << " (" << (fired ? operation : std::string("no fault fired"))
-         << ") gave " << result;
+    text << "point " << point << " (";
+    if (fired) {
+        text << operation << " #" << ordinal;
+    } else {
+        text << "no fault fired";
+    }
+    text << ") gave " << result;
     return text.str();
 }
 
@@ -158,6 +167,7 @@ long RunFaultLoop(FaultLoop const& loop) {
         recorder.Record(nullptr);
         run.fired = plan.Fired();
         run.operation = plan.FiredOperation();
+        run.ordinal = plan.FiredCall();
         long total = 0;
         for (char const* name : kRecordOperations) {
             if (long count = plan.Calls(name)) {
@@ -306,12 +316,22 @@ std::string RenderManager(bool withMasks) {
     } else {
         out << "no role list\n";
     }
+    // The entitlement cache by id: rows added at run time are appended, where
+    // a load sorts them in.
     std::vector<int> entitlementIds;
     if (std::vector<PM::EntitlementObject>* entitlements = manager.GetEntitlementCache()) {
+        std::vector<PM::EntitlementObject const*> byId;
         for (PM::EntitlementObject const& e : *entitlements) {
-            out << "entitlement " << e.m_Id << " " << e.m_Name.c_str() << "|" << e.m_Category << "|"
-                << e.m_Attrs << "|" << e.m_Enabled << e.m_Visible << "\n";
-            entitlementIds.push_back(e.m_Id);
+            byId.push_back(&e);
+        }
+        std::stable_sort(byId.begin(), byId.end(),
+                         [](PM::EntitlementObject const* a, PM::EntitlementObject const* b) {
+                             return a->m_Id < b->m_Id;
+                         });
+        for (PM::EntitlementObject const* e : byId) {
+            out << "entitlement " << e->m_Id << " " << e->m_Name.c_str() << "|" << e->m_Category
+                << "|" << e->m_Attrs << "|" << e->m_Enabled << e->m_Visible << "\n";
+            entitlementIds.push_back(e->m_Id);
         }
     } else {
         out << "no entitlement list\n";
@@ -392,7 +412,7 @@ char const kSmallCatalogue[] = R"json({
                 {"actions": [0, 1, 2], "features": ["1", "2", "3", "4", "5", "6", "9", "15"]}]},
     {"id": "CLERK", "name": "Clerk", "description": "Front desk",
      "grants": [{"actions": [0, 2, 3, 4], "features": ["1", "2", "4", "5", "6"]},
-                {"actions": [0], "features": ["7", "9", "15"]}]}
+                {"actions": [0], "features": ["7", "9", "15", "100012"]}]}
   ],
   "flavors": [{"id": "Standard", "defaultRoles": ["ADMIN", "EXTERNAL_ACCOUNTANT", "CLERK"]}],
   "currentFlavor": "Standard"

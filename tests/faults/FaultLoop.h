@@ -25,14 +25,17 @@ struct FaultRun {
     long point = 0;        // N: the record operation (counted over all kinds) armed to fail
     bool fired = false;    // false: the operation made fewer than N record operations
     std::string operation; // the record operation that failed, "DMUSRRole::Add"; "" if none
+    long ordinal = 0;      // which call of that operation failed (1 = its first in the run)
     int result = 0;        // what the library operation returned
     std::map<std::string, long> calls; // record operations of the run by name, the failed one too
     std::vector<std::string> raised;   // expressions raised through Verify, in order
+    std::vector<std::string> logged;   // texts of the log lines, in order
 
     // Calls of operation that went through: the failed call is not counted.
     long Done(std::string const& operation) const;
-    // Whether the failed operation was this one.
+    // Whether the failed operation was this one (and, with call, that call of it).
     bool Hit(std::string const& name) const { return fired && operation == name; }
+    bool Hit(std::string const& name, long call) const { return Hit(name) && ordinal == call; }
     // "point 12 (DMUSRRole::Add) gave -1".
     std::string Describe() const;
 };
@@ -100,8 +103,8 @@ PM::PermissionManager& Manager();
 // A new manager, not yet initialised.
 void NewManager();
 
-// The manager's view of the company file: the role list (by id), the
-// entitlement cache, the names of the sorted entitlement list, and every role's
+// The manager's view of the company file: the role list and the entitlement
+// cache (both by id), the names of the sorted entitlement list, and every role's
 // mask on every cached entitlement as the store reads it (unless withMasks is
 // false: the masks of a large catalogue cost a record read each).
 std::string RenderManager(bool withMasks = true);

@@ -59,15 +59,19 @@ TEST(FaultPlanTest, FiresAtTheNthCallOfItsOperation) {
     }
 }
 
-// A fault armed on "*" names the operation it hit: the first one, when it
-// persists; arming again forgets it.
+// A fault armed on "*" names the operation it hit and which call of it: the
+// first, when it persists; arming again forgets them.
 TEST(FaultPlanTest, NamesTheOperationItFiredAt) {
     FaultPlan plan;
     plan.Arm("*", 2, FaultPlan::kFail, true);
     EXPECT_EQ(Answers(plan, {"DMUSRRole::Load", "DMUSRRole::Add", "DMUSRRole::Delete"}), "-FF");
     EXPECT_EQ(plan.FiredOperation(), "DMUSRRole::Add");
-    plan.Arm("*", 1);
+    EXPECT_EQ(plan.FiredCall(), 1);
+    plan.Arm("*", 2);
     EXPECT_EQ(plan.FiredOperation(), "");
+    EXPECT_EQ(Answers(plan, {"DMUSRRole::Add", "DMUSRRole::Add"}), "-F");
+    EXPECT_EQ(plan.FiredOperation(), "DMUSRRole::Add");
+    EXPECT_EQ(plan.FiredCall(), 3);
 }
 
 TEST(FaultPlanTest, CountsCallsPerOperationAndInAll) {
