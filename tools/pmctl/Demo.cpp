@@ -2,14 +2,17 @@
 #include "Demo.h"
 
 #include "Actions.h"
+#include "Commands.h"
 #include "Session.h"
 
 #include <host/catalogue/Catalogue.h>
 #include <host/users/CompanyUsers.h>
 
 #include <filesystem>
+#include <functional>
 #include <iomanip>
 #include <memory>
+#include <sstream>
 #include <unistd.h>
 #include <vector>
 
@@ -91,6 +94,87 @@ std::string TemporaryPath() {
         .string();
 }
 
+// Runs one pmctl command on the demo's file and prints it as a terminal would
+// show it: the command line, then its output, indented.
+void Show(std::string const& shown, std::function<int(Io)> const& command, std::ostream& out) {
+    std::ostringstream printed;
+    int code = command(Io{printed, printed});
+    out << "\n  $ pmctl " << shown << "\n";
+    std::istringstream lines(printed.str());
+    for (std::string line; std::getline(lines, line);) {
+        out << "    " << line << "\n";
+    }
+    if (code != kExitOk) {
+        out << "    (exit " << code << ")\n";
+    }
+}
+
+// The second half of the tour: the same file through pmctl's commands.
+void CommandTour(std::string const& path, std::string const& catalogue, std::ostream& out) {
+    FileArgs file{path, catalogue, false};
+    std::string const f = path;
+    out << "\n4. The same file through pmctl's commands\n";
+    Show(
+        "info " + f, [&](Io io) { return InfoCommand(file, io); }, out);
+    Show(
+        "assign " + f + " erin \"View Only\"",
+        [&](Io io) { return AssignCommand(file, "erin", "View Only", io); }, out);
+    Show(
+        "check " + f + " erin Invoices view",
+        [&](Io io) { return CheckCommand(file, "erin", "Invoices", "view", "", io); }, out);
+    Show(
+        "check " + f + " erin Invoices delete",
+        [&](Io io) { return CheckCommand(file, "erin", "Invoices", "delete", "", io); }, out);
+    Show(
+        "explain " + f + " dave \"Pay Employees\"",
+        [&](Io io) { return ExplainCommand(file, "dave", "Pay Employees", io); }, out);
+    Show(
+        "unassign " + f + " dave Purchasing",
+        [&](Io io) { return UnassignCommand(file, "dave", "Purchasing", io); }, out);
+    Show(
+        "assign " + f + " carol Clerk",
+        [&](Io io) { return AssignCommand(file, "carol", "Clerk", io); }, out);
+}
+
+// Steps 2 and 3: open as the host does, establish each user, act as an
+// integrated application. The session is closed when it returns.
+int Tour(std::string const& path, std::string const& catalogue, std::ostream& out,
+         std::ostream& err) {
+    std::unique_ptr<Session> session = Session::Open(path, catalogue, err);
+    if (session == nullptr) {
+        return 1;
+    }
+    PM::PermissionManager& manager = session->Manager();
+    std::vector<Column> columns;
+    columns.push_back(Ask(manager, "(no user)"));
+    std::vector<Host::CompanyUser> const users = Host::ListCompanyUsers();
+    for (Host::CompanyUser const& user : users) {
+        if (manager.EstablishUser(user.userId) != 0) {
+            err << path << ": cannot establish " << user.name << "\n";
+            return 1;
+        }
+        columns.push_back(Ask(manager, user.name));
+    }
+    out << "  each user logs in (EstablishUser) and the host asks (IsAccessAllowed);\n"
+        << "  before anyone logs in, every question is answered yes:\n\n";
+    PrintTable(columns, out);
+
+    out << "\n3. The integrated application OrvaneConnect acts under its own role\n"
+        << "  (SetContext, then RestoreContext back to " << users.back().name << ")\n\n";
+    if (manager.SetContext("OrvaneConnect").Failed()) {
+        err << path << ": cannot switch to the context of OrvaneConnect\n";
+        return 1;
+    }
+    columns.assign(1, Ask(manager, "OrvaneConnect"));
+    if (manager.RestoreContext().Failed()) {
+        err << path << ": cannot restore the user's context\n";
+        return 1;
+    }
+    columns.push_back(Ask(manager, users.back().name));
+    PrintTable(columns, out);
+    return 0;
+}
+
 } // namespace
 
 int RunDemo(std::string const& requestedPath, std::string const& catalogue, std::ostream& out,
@@ -129,38 +213,10 @@ int RunDemo(std::string const& requestedPath, std::string const& catalogue, std:
     }
 
     out << "\n2. Close it and open it again, as the host does at start-up\n";
-    std::unique_ptr<Session> session = Session::Open(path, catalogue, err);
-    if (session == nullptr) {
-        return 1;
+    if (int result = Tour(path, catalogue, out, err); result != 0) {
+        return result;
     }
-    PM::PermissionManager& manager = session->Manager();
-    std::vector<Column> columns;
-    columns.push_back(Ask(manager, "(no user)"));
-    std::vector<Host::CompanyUser> const users = Host::ListCompanyUsers();
-    for (Host::CompanyUser const& user : users) {
-        if (manager.EstablishUser(user.userId) != 0) {
-            err << path << ": cannot establish " << user.name << "\n";
-            return 1;
-        }
-        columns.push_back(Ask(manager, user.name));
-    }
-    out << "  each user logs in (EstablishUser) and the host asks (IsAccessAllowed);\n"
-        << "  before anyone logs in, every question is answered yes:\n\n";
-    PrintTable(columns, out);
-
-    out << "\n3. The integrated application OrvaneConnect acts under its own role\n"
-        << "  (SetContext, then RestoreContext back to " << users.back().name << ")\n\n";
-    if (manager.SetContext("OrvaneConnect").Failed()) {
-        err << path << ": cannot switch to the context of OrvaneConnect\n";
-        return 1;
-    }
-    columns.assign(1, Ask(manager, "OrvaneConnect"));
-    if (manager.RestoreContext().Failed()) {
-        err << path << ": cannot restore the user's context\n";
-        return 1;
-    }
-    columns.push_back(Ask(manager, users.back().name));
-    PrintTable(columns, out);
+    CommandTour(path, catalogue, out);
     out << "\nDone.\n";
     return 0;
 }

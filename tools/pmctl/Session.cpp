@@ -2,6 +2,7 @@
 #include "Session.h"
 
 #include <host/catalogue/Catalogue.h>
+#include <host/loader/ModuleLoaderHooks.h>
 #include <host/records/CompanyFile.h>
 #include <host/users/CompanyUsers.h>
 #include <host/users/UserManagerHooks.h>
@@ -35,7 +36,29 @@ std::vector<std::string> VersionFields(std::string const& name) {
     return fields.size() == 3 ? fields : std::vector<std::string>();
 }
 
+// An installed pmctl finds what it needs installed beside it (relative to
+// the install prefix, the parent of its bin directory); one in the build tree
+// uses the source tree's catalogue and the build's module.
+std::string Installed(char const* relative, char const* fallback) {
+    std::error_code error;
+    std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (!error) {
+        std::filesystem::path installed = exe.parent_path().parent_path() / relative;
+        if (std::filesystem::exists(installed, error)) {
+            return installed.string();
+        }
+    }
+    return fallback;
+}
+
+// Where the library finds the sphere module ("SphereMgmt.DLL"), as a host
+// sets it before it opens a company file.
+void SetModulePath() {
+    Host::SetModuleSearchPath(Installed(PMCTL_INSTALLED_MODULE_DIR, PMCTL_MODULE_DIR));
+}
+
 bool LoadCatalogue(std::string const& catalogue, std::ostream& err) {
+    SetModulePath();
     Host::CatalogueResult result = Host::LoadCatalogueFile(catalogue);
     if (!result.ok) {
         err << result.message << "\n";
@@ -53,18 +76,7 @@ void Release() {
 } // namespace
 
 std::string DefaultCataloguePath() {
-    // An installed pmctl finds the catalogue installed beside it; one in the
-    // build tree uses the source tree's.
-    std::error_code error;
-    std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe", error);
-    if (!error) {
-        std::filesystem::path installed =
-            exe.parent_path().parent_path() / PMCTL_INSTALLED_CATALOGUE;
-        if (std::filesystem::is_regular_file(installed, error)) {
-            return installed.string();
-        }
-    }
-    return PMCTL_DEFAULT_CATALOGUE;
+    return Installed(PMCTL_INSTALLED_CATALOGUE, PMCTL_DEFAULT_CATALOGUE);
 }
 
 VersionRecord ReadVersionRecord() {

@@ -1,0 +1,27 @@
+# Run by ctest: stage the install, build the consumer against it, run both.
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "failed (${result}): ${ARGN}\n${out}\n${err}")
+  endif()
+  set(output "${out}" PARENT_SCOPE)
+endfunction()
+
+file(REMOVE_RECURSE ${STAGE} ${CONSUMER_BUILD})
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${STAGE})
+run(${CMAKE_COMMAND} -S ${CONSUMER_SOURCE} -B ${CONSUMER_BUILD} -DCMAKE_PREFIX_PATH=${STAGE}
+  "-DCMAKE_CXX_FLAGS=${CONSUMER_FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${CONSUMER_FLAGS}")
+run(${CMAKE_COMMAND} --build ${CONSUMER_BUILD})
+run(${CONSUMER_BUILD}/consumer)
+message(STATUS "${output}")
+if(NOT output MATCHES "allowed before login: yes")
+  message(FATAL_ERROR "unexpected output of the consumer:\n${output}")
+endif()
+
+set(file ${CONSUMER_BUILD}/installed.pmco)
+file(REMOVE ${file})
+run(${STAGE}/bin/pmctl create ${file})
+run(${STAGE}/bin/pmctl info ${file} --json)
+if(NOT output MATCHES "\"source\": \"${STAGE}/share/PermissionManager/catalogue.json\"")
+  message(FATAL_ERROR "the installed pmctl did not use the installed catalogue:\n${output}")
+endif()
