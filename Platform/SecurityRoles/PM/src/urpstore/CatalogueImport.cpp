@@ -59,17 +59,18 @@ std::vector<EntitlementDef>* URPStoreBase::URPSGetEntitlementListFromADR() {
     }
     auto_init_ptr<Defcat::Role> pBaseRole = Defcat::Role::FindByID(kBaseRoleId);
     if (pBaseRole.get() == nullptr) {
-        if (!PM_RAISE("pBaseRole != NULL")) {
-            return nullptr;
-        }
-        return pEntlist.release(); // nothing to read
+        // Null even when the handler lets us go on: there is no list to read,
+        // and an empty one would tell the upgrade's merge to delete every
+        // stored entitlement.
+        PM_RAISE("pBaseRole != NULL");
+        return nullptr;
     }
     // The root role's first grant lists every entitlement of the product, in
     // catalogue order, which the upgrade's merge needs ascending by id.
     DefcatObjectPtrList<Defcat::Entitlement> grants;
     pBaseRole->GetEntitlements(&grants, false);
     if (grants.empty()) {
-        return pEntlist.release();
+        return nullptr; // no list either, for the same reason
     }
     DefcatObjectPtrList<Defcat::Feature> features;
     grants[0]->GetFeatures(&features, false);

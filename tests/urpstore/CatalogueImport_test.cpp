@@ -1,0 +1,161 @@
+// The import from the definition catalogue: the entitlement lists from the
+// catalogue and from the table, the fill of an empty table, and the default
+// roles with their masks.
+#include "CatalogueStoreFixture.h"
+
+#include <support/CompanyFixture.h>
+#include <support/VerifyProbe.h>
+
+using Host::FaultPlan;
+using PMTest::Entitlements;
+using PMTest::Masks;
+using PMTest::Query;
+using PMTest::Render;
+
+namespace {
+
+// A grants 17 (types 0, 2, 5) on 1 and 2 and 46 (types 1, 3, 4, 6, 7, 8) on 3,
+// B a mask of 0. A is private, B invisible: the two role paths read different
+// flags. C has no grant, D a grant without features.
+char const kRoles[] =
+    R"({"id": "A", "name": "A", "private": true, "grants": [{"actions": [0, 2, 5],
+        "features": ["1", "2"]}, {"actions": [1, 3, 4, 6, 7, 8], "features": ["3"]}]},
+       {"id": "B", "name": "B", "visible": false, "grants": [{"actions": [], "features": ["1"]}]},
+       {"id": "base_role", "name": "Lower", "grants": [{"actions": [0], "features": ["1"]}]},
+       {"id": "C", "name": "C"},
+       {"id": "D", "name": "D", "grants": [{"actions": [0], "features": []}]})";
+char const kFeatures[] = "V1/4, 1 A1, 2 A2, 3 A3";
+char const kRoleRows[] = "SELECT role_id, name, is_visible FROM roles ORDER BY 1";
+
+class CatalogueImportTest : public PMTest::CatalogueStoreFixture {};
+
+} // namespace
+
+TEST_F(CatalogueImportTest, ShippedCatalogueFillsAnEmptyFile) {
+    ASSERT_TRUE(Host::LoadCatalogueFile(PMTest::CatalogueFile("catalogue.json")).ok);
+    EXPECT_EQ(store.URPSSetDefaultEntitlements(), PM_OK);
+    EXPECT_EQ(store.URPSSetDefaultRoles(), PM_OK);
+    EXPECT_EQ(Query("SELECT count(*), sum(entitlement_id < 216), sum(entitlement_id >= 100000) "
+                    "FROM entitlements"),
+              "232|216|16");
+    EXPECT_EQ(Query("SELECT name, category_type, attributes_id, is_visible, is_enabled "
+                    "FROM entitlements WHERE entitlement_id = 0"),
+              "PermissionData-27-216|-1|0|0|0");
+    // Per role: id, name, visible, masks, full masks.
+    EXPECT_EQ(Query("SELECT r.role_id, r.name, r.is_visible, count(*), sum(a.action_type = 63) "
+                    "FROM roles r JOIN role_actions a USING (role_id) GROUP BY 1 ORDER BY 1"),
+              "0|Admin|1|232|232; 1|Bookkeeper|1|191|129; 2|External Accountant|1|212|111; "
+              "3|Payroll Manager|1|34|31; 4|Sales|1|58|40; 5|Purchasing|1|49|24; "
+              "6|View Only|1|185|1; 7|Payroll Clerk|1|20|12");
+    EXPECT_EQ(Query("SELECT count(*) FROM role_actions WHERE entitlement_id NOT IN "
+                    "(SELECT entitlement_id FROM entitlements)"),
+              "0");
+}
+
+TEST_F(CatalogueImportTest, FeaturesMapToEntitlementsAndTheVersionName) {
+    LoadInline(PMTest::Features("V31/240") +
+                   R"(, {"id": "1", "name": "Six", "parameters": ["100000", "6"]}, {"id": "2",
+                   "name": "Seven", "enabled": false, "parameters": ["100001", "7", "extra"]})",
+               "", "");
+    char const kList[] =
+        "0|V-31-240|-1|0|0|0|0|0; 1|Six|100000|6|0|1|0|0; 2|Seven|100001|7|1|0|0|0";
+    EXPECT_EQ(Render(store.URPSGetEntitlementListFromADR()), kList);
+    EXPECT_EQ(store.URPSSetDefaultEntitlements(), PM_OK);
+    EXPECT_EQ(Render(store.URPSGetEntitlementListFromTable()), kList);
+}
+
+// Only an empty table is filled; rows added before a failed write stay.
+TEST_F(CatalogueImportTest, DefaultEntitlementsFillOnlyAnEmptyTable) {
+    LoadInline(PMTest::Features(kFeatures), "", "");
+    AddEntitlement(5);
+    FaultPlan::Get().ResetCounts();
+    EXPECT_EQ(store.URPSSetDefaultEntitlements(), PM_ERROR);
+    EXPECT_EQ(Entitlements() + " " + Writes(), "5| 0/0/0 0/0");
+    Reopen();
+    FaultPlan::Get().Arm("DMUSREntitlement::Add", 3);
+    EXPECT_EQ(PM::URPStore().URPSSetDefaultEntitlements(), PM_ERROR);
+    EXPECT_EQ(Entitlements() + " " + Writes(), "0|V-1-4; 1|A1 3/0/0 0/0");
+}
+
+// Ids count from 0 in the flavor's order; "BASE_ROLE", in any case and at any
+// place, takes none. A failed write stops there, keeping what was written.
+TEST_F(CatalogueImportTest, DefaultRolesTakeIdsInFlavorOrder) {
+    char const kBoth[] = "A{1:17,2:17,3:46}; B{1:0}";
+    const struct {
+        char const* defaults;
+        char const* fault;
+        int result;
+        char const* roles;
+        char const* masks;
+    } cases[] = {
+        {R"("BASE_ROLE", "A", "B")", nullptr, PM_OK, "0|A|1; 1|B|0", kBoth},
+        {R"("A", "BASE_ROLE", "B")", nullptr, PM_OK, "0|A|1; 1|B|0", kBoth},
+        {R"("A", "base_role", "B")", nullptr, PM_OK, "0|A|1; 1|B|0", kBoth},
+        {"", nullptr, PM_ERROR, "", ""},
+        {R"("A", "B")", "DMUSRRoleAction::Add", PM_ERROR, "0|A|1", "A{1:17}"},
+        {R"("A", "B")", "DMUSRRole::Add", PM_ERROR, "0|A|1", "A{1:17,2:17,3:46}"},
+    };
+    for (auto const& c : cases) {
+        SCOPED_TRACE(std::string(c.defaults) + (c.fault != nullptr ? c.fault : ""));
+        Reopen();
+        LoadInline(PMTest::Features(kFeatures), kRoles, c.defaults);
+        if (c.fault != nullptr) {
+            FaultPlan::Get().Arm(c.fault, 2);
+        }
+        EXPECT_EQ(PM::URPStore().URPSSetDefaultRoles(), c.result);
+        FaultPlan::Get().Disarm();
+        EXPECT_EQ(Query(kRoleRows) + " " + Masks("1, 2, 3"), std::string(c.roles) + " " + c.masks);
+    }
+}
+
+// Visible is the negation of the private flag here. No grants, or a grant
+// without features, is reported and otherwise accepted.
+TEST_F(CatalogueImportTest, SingleDefaultRoleOnRequest) {
+    LoadInline(PMTest::Features(kFeatures), kRoles, "");
+    PMTest::VerifyProbe probe(true);
+    std::vector<int> results;
+    for (char const* id : {"A", "B", "C", "D", "NONE"}) {
+        results.push_back(store.URPSSetSingleDefaultRole(id, 4 + int(results.size())));
+    }
+    EXPECT_EQ(results, (std::vector<int>{PM_OK, PM_OK, PM_OK, PM_OK, PM_ERROR}));
+    EXPECT_EQ(probe.Expressions(),
+              (std::vector<std::string>{"entitlements.size() > 0", "features.size() > 0",
+                                        "pRole != NULL"}));
+    EXPECT_EQ(Query(kRoleRows), "4|A|0; 5|B|1; 6|C|1; 7|D|1");
+    EXPECT_EQ(Masks("1, 2, 3"), "A{1:17,2:17,3:46}; B{1:0}; C{}; D{}");
+}
+
+// Dynamic entitlements are left out unless one is the first record; a failed
+// first read gives null, a later one ends the list.
+TEST_F(CatalogueImportTest, TableListLeavesOutDynamicEntitlements) {
+    const struct {
+        std::vector<int> ids;
+        char const* fault;
+        long nth;
+        char const* listed;
+    } cases[] = {
+        {{}, nullptr, 0, ""},
+        {{1, 2, 300000, 300001}, nullptr, 0, "1 2"},
+        {{300000, 300001}, nullptr, 0, "300000"},
+        {{1, 2}, "DMUSREntitlement::Load", 1, "null"},
+        {{1, 2, 3}, "DMUSREntitlement::Load", 3, "1"}, // 0 misses, 1 hits, 2 fails
+    };
+    for (auto const& c : cases) {
+        SCOPED_TRACE(c.listed);
+        Reopen();
+        for (int id : c.ids) {
+            AddEntitlement(id);
+        }
+        if (c.fault != nullptr) {
+            FaultPlan::Get().Arm(c.fault, c.nth);
+        }
+        std::unique_ptr<std::vector<PM::EntitlementDef>> list(
+            PM::URPStore().URPSGetEntitlementListFromTable());
+        FaultPlan::Get().Disarm();
+        std::string ids = list == nullptr ? "null" : "";
+        for (std::size_t i = 0; list != nullptr && i < list->size(); ++i) {
+            ids += (i > 0 ? " " : "") + std::to_string((*list)[i].GetId());
+        }
+        EXPECT_EQ(ids, c.listed);
+    }
+}
