@@ -26,6 +26,8 @@ char const kBaseRoleId[] = "BASE_ROLE";
 int const kFormat = 1;
 // Ids from here on are the library's run-time entitlements.
 long const kFirstDynamicId = 300000;
+// The root of the entitlement tree, where the band of categories starts.
+long const kEntitlementRootId = 100000;
 // The manager refuses longer role names, so a catalogue role must not have one.
 std::size_t const kMaxRoleNameLength = 29;
 
@@ -351,6 +353,23 @@ private:
                 m_Catalogue.Make<Defcat::Feature>(Text(id), Text(name), enabled, parameters);
             m_Catalogue.features.emplace(id, feature);
             m_ById.emplace(std::atol(id.c_str()), feature);
+        }
+        CheckCategoryBand(root.Path("features"));
+    }
+
+    // The store reads the band from 100000 by trying ids upward and ends it at
+    // the first missing one, so an entitlement beyond a gap would never be read
+    // and the scan would not come to an end: the band must be gapless.
+    void CheckCategoryBand(std::string const& path) {
+        long expected = kEntitlementRootId;
+        for (auto it = m_ById.lower_bound(kEntitlementRootId); it != m_ById.end(); ++it) {
+            if (it->first != expected) {
+                Fail(path, "feature " + Quoted(std::to_string(it->first)) +
+                               " follows a gap: " + "ids from " +
+                               std::to_string(kEntitlementRootId) + " must have no gaps, and " +
+                               Quoted(std::to_string(expected)) + " is missing");
+            }
+            ++expected;
         }
     }
 

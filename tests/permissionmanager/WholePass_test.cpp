@@ -116,28 +116,7 @@ protected:
             ASSERT_NE(-1, userIds.back()) << error;
         }
         PM_InitComponent();
-        if (std::string(catalogueName) == "catalogue.json") {
-            ASSERT_EQ(PM_OK, Manager().SetDefaultRoles());
-        } else {
-            // The previous catalogue has 100016 but no 100015, and the
-            // entitlement scan ends the category band at its first miss: it
-            // would never reach 100016 nor the end of the table, so neither
-            // SetDefaultRoles' Init nor the upgrade would return. The store
-            // writes the defaults, and the hole gets the current record with
-            // the masks an upgrade gives a new entitlement.
-            PM::URPStore store;
-            ASSERT_EQ(PM_OK, store.URPSSetDefaultEntitlements());
-            ASSERT_EQ(PM_OK, store.URPSSetDefaultRoles());
-            PM::EntitlementDef connectedApps;
-            connectedApps.SetId(100015);
-            connectedApps.SetCategory(100000);
-            connectedApps.SetAttrs(125);
-            connectedApps.SetName("Connected Apps");
-            ASSERT_EQ(PM_OK, store.URPSAddEntitlementToDB(connectedApps));
-            ASSERT_EQ(PM_OK, store.URPSAddRoleActionAssociationByEntitlement(100015, 0));
-            ASSERT_EQ(0, Manager().Init());
-            ASSERT_EQ(PM_OK, Manager().SetRoleForUser(userIds[0], 0));
-        }
+        ASSERT_EQ(PM_OK, Manager().SetDefaultRoles());
         for (std::size_t i = 1; i < kFileUsers.size(); ++i) {
             for (int role : kFileUsers[i].roles) {
                 ASSERT_EQ(PM_OK, Manager().SetRoleForUser(userIds[i], role));

@@ -179,11 +179,6 @@ TEST_F(PermissionDataUpgradeTest, PreviousReleaseIsMergedIntoTheShippedCatalogue
     ASSERT_EQ(store.URPSSetDefaultRoles(), PM_OK);
     ASSERT_EQ(store.URPSSetSingleDefaultRole("ORVANE_APP", 8), PM_OK);
     AddRole(9, "external ACCOUNTANT");
-    // The previous release has no 100015 but a 100016: the scan ends the
-    // category band at its first miss and would never reach 100016 or the
-    // end of the table. The hole is filled with the current record, which the
-    // merge leaves alone.
-    Query("INSERT INTO entitlements VALUES (100015, 100000, 125, 1, 1, 'Connected Apps')");
     PM::EntitlementDef bank;
     bank.SetId(300000);
     bank.SetName("Petty Cash");

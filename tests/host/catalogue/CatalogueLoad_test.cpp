@@ -88,6 +88,9 @@ TEST_F(catalogue_load, MalformedCataloguesAreRefusedWithPlaceAndFault) {
         {Edit(R"("240")", R"("-2")"),
          ": $.features[0].parameters[3]: entitlement count \"-2\" is not a decimal number"},
         {Edit(R"("BASE_ROLE")", R"("BASE")"), ": $.roles: no role \"BASE_ROLE\""},
+        {Edit(R"("id": "100000")", R"("id": "100002")"),
+         ": $.features: feature \"100002\" follows a gap: ids from 100000 must have no gaps, "
+         "and \"100000\" is missing"},
         {Edit(base, ""), ": $.roles[0]: role \"BASE_ROLE\" has no grant listing the features"},
         {Edit(R"(["0", "5", "100000"])", R"(["0", "100000", "5"])"),
          ": $.roles[0].grants[0].features[2]: feature \"5\" is not in ascending id order after "
