@@ -124,9 +124,8 @@ AgainstFreshInit RenderAgainstFreshInit(bool withMasks = true);
 // A catalogue of 29 entitlements and three default roles (Admin, External
 // Accountant, Clerk) with the shapes the operations treat apart: the version
 // record, a disabled and an invisible entitlement, master 9 with slave 15, and
-// "Bank Registers" under 100012. Both id bands are without gaps, as the scans
-// need: a gap in the band from 100000, or below the count of the version
-// record, makes an entitlement scan of the library run without end.
+// "Bank Registers" under 100012. Both id bands are without gaps, as the
+// entitlement scans need.
 extern char const kSmallCatalogue[];
 
 // Loads the catalogue text; the test fails when it is refused.
