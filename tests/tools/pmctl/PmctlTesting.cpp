@@ -37,9 +37,11 @@ std::string const& Template() {
                              return Pmctl::AssignCommand(args, user, role, io);
                          }).code);
         }
-        std::atexit([] { fs::remove(Template()); });
         return file;
     }();
+    // Registered after path is built, so it runs before path is destroyed.
+    static bool const removedAtExit = std::atexit([] { fs::remove(Template()); }) == 0;
+    (void)removedAtExit;
     return path;
 }
 
