@@ -132,6 +132,22 @@ void CommandTour(std::string const& path, std::string const& catalogue, std::ost
         "unassign " + f + " dave Purchasing",
         [&](Io io) { return UnassignCommand(file, "dave", "Purchasing", io); }, out);
     Show(
+        "roles copy " + f + " Sales \"Sales East\"",
+        [&](Io io) { return RolesCopyCommand(file, "Sales", "Sales East", io); }, out);
+    Show(
+        "roles edit " + f + " \"Sales East\" --grant \"Bills=view,create\"",
+        [&](Io io) { return RolesEditCommand(file, "Sales East", {"Bills=view,create"}, "", io); },
+        out);
+    Show(
+        "assign " + f + " carol \"Sales East\"",
+        [&](Io io) { return AssignCommand(file, "carol", "Sales East", io); }, out);
+    Show(
+        "check " + f + " carol Bills create",
+        [&](Io io) { return CheckCommand(file, "carol", "Bills", "create", "", io); }, out);
+    Show(
+        "matrix " + f + " --html " + f + ".html",
+        [&](Io io) { return MatrixCommand(file, path + ".html", "", false, io); }, out);
+    Show(
         "assign " + f + " carol Clerk",
         [&](Io io) { return AssignCommand(file, "carol", "Clerk", io); }, out);
 }
@@ -190,6 +206,8 @@ int RunDemo(std::string const& requestedPath, std::string const& catalogue, std:
                 std::filesystem::remove(path, ignored);
                 std::filesystem::remove(path + "-wal", ignored);
                 std::filesystem::remove(path + "-shm", ignored);
+                std::filesystem::remove(path + ".html", ignored);
+                std::filesystem::remove(path + ".html", ignored);
             }
         }
     } cleanup{temporary, path};

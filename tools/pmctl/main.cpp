@@ -96,6 +96,31 @@ int main(int argc, char** argv) {
                                [&] { return Pmctl::RolesDeleteCommand(a.file, a.role, io); });
     rolesDelete->add_option("ROLE", a.role, "name or id")->required();
 
+    CLI::App* rolesList =
+        on(FileCommand(*roles, "list", "the roles, with --all the invisible ones too", a, true),
+           [&] { return Pmctl::RolesListCommand(a.file, a.flag, io); });
+    rolesList->add_flag("--all", a.flag, "include the invisible roles");
+    CLI::App* rolesEdit = on(FileCommand(*roles, "edit", "set a role's actions", a, false), [&] {
+        return Pmctl::RolesEditCommand(a.file, a.role, a.grants, a.path, io);
+    });
+    rolesEdit->add_option("ROLE", a.role, "name or id")->required();
+    rolesEdit->add_option("--grant", a.grants, "ENTITLEMENT=view,create,... (repeatable)")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    rolesEdit->add_option("--from-json", a.path, "grants from a JSON file");
+    CLI::App* rolesCopy =
+        on(FileCommand(*roles, "copy", "a new role with another role's actions", a, false),
+           [&] { return Pmctl::RolesCopyCommand(a.file, a.role, a.name, io); });
+    rolesCopy->add_option("SOURCE", a.role, "name or id")->required();
+    rolesCopy->add_option("NEW", a.name, "the new role's name")->required();
+
+    CLI::App* matrix =
+        on(FileCommand(app, "matrix", "roles against entitlements, as HTML or CSV", a, false),
+           [&] { return Pmctl::MatrixCommand(a.file, a.html, a.csv, a.flag, io); });
+    matrix->add_option("--html", a.html, "write a web page here");
+    matrix->add_option("--csv", a.csv, "write CSV here");
+    matrix->add_flag("--all", a.flag, "a column for the invisible roles too");
+
     CLI::App* assign = on(FileCommand(app, "assign", "give a user a role", a, false),
                           [&] { return Pmctl::AssignCommand(a.file, a.user, a.role, io); });
     assign->add_option("USER", a.user, "name or id")->required();

@@ -49,6 +49,32 @@ Case const kCases[] = {
      "there is a user named \"dave\" already"},
     {"empty user name", [](auto& f, Io io) { return UsersAddCommand(f, "", false, io); },
      "a user needs a name"},
+    {"Admin is not edited",
+     [](auto& f, Io io) { return RolesEditCommand(f, "Admin", {"Invoices=view"}, "", io); },
+     "the role Admin holds every action on everything and cannot be edited"},
+    {"grant without actions",
+     [](auto& f, Io io) { return RolesEditCommand(f, "Sales", {"Invoices"}, "", io); },
+     "a grant is ENTITLEMENT=ACTIONS, not \"Invoices\""},
+    {"unknown action in a grant",
+     [](auto& f, Io io) { return RolesEditCommand(f, "Sales", {"Bills=view,fly"}, "", io); },
+     "in \"Bills=view,fly\": unknown action \"fly\" (actions: view, create, modify, delete, "
+     "print, viewbal, custom, none, full)"},
+    {"grant on an unknown entitlement",
+     [](auto& f, Io io) {
+         return RolesEditCommand(f, "Sales", {"Bills=view", "Billz=view"}, "", io);
+     },
+     "no entitlement named \"Billz\""},
+    {"granted twice",
+     [](auto& f, Io io) {
+         return RolesEditCommand(f, "Sales", {"Invoices=view", "6=none"}, "", io);
+     },
+     "Invoices is granted twice"},
+    {"copy to a taken name",
+     [](auto& f, Io io) { return RolesCopyCommand(f, "Sales", "purchasing", io); },
+     "there is a role named \"purchasing\" already"},
+    {"copy to a long name",
+     [](auto& f, Io io) { return RolesCopyCommand(f, "Sales", std::string(30, 'x'), io); },
+     "a role name has 1 to 29 characters: \"xxxxxxxxxxxxxxxxxxxxxxxxxxxxxx\""},
     {"only administrator", [](auto& f, Io io) { return UsersRemoveCommand(f, "admin", io); },
      "admin is the only administrator and cannot be removed"},
 };

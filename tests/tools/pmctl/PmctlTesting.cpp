@@ -3,6 +3,8 @@
 
 #include <host/records/CompanyFileJournal.h>
 
+#include <nlohmann/json.hpp>
+
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -75,6 +77,20 @@ void CommandTest::SetUp() {
     fs::create_directories(m_Dir);
     m_File = Scratch("company.pmco");
     fs::copy_file(Template(), m_File);
+}
+
+long CommandTest::RoleMask(char const* role, char const* entitlement) {
+    Result show =
+        Capture([&](Pmctl::Io io) { return Pmctl::RolesShowCommand(File(true), role, io); });
+    EXPECT_EQ(0, show.code) << show.err;
+    nlohmann::json const json = nlohmann::json::parse(show.out);
+    for (nlohmann::json const& row : json["entitlements"]) {
+        if (row["name"] == entitlement) {
+            return row["mask"];
+        }
+    }
+    ADD_FAILURE() << "no row " << entitlement << " in the tree of " << role;
+    return -1;
 }
 
 void CommandTest::TearDown() {

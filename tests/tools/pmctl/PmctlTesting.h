@@ -36,6 +36,9 @@ protected:
     std::string Scratch(std::string const& name) const { return m_Dir + "/" + name; }
     // The company file's arguments, with --json when asked for.
     Pmctl::FileArgs File(bool json = false) const { return {m_File, "", json}; }
+    // The role's mask on the entitlement as roles show gives it; -1 (and a
+    // failure) when the entitlement is not in the role's tree.
+    long RoleMask(char const* role, char const* entitlement);
 
     std::string m_Dir;
     std::string m_File;

@@ -1,0 +1,278 @@
+// pmctl roles list, edit and copy: the role listing and the one way the
+// library saves a role and its grants.
+#include "Actions.h"
+#include "CommandSupport.h"
+
+#include <PM/Constants.h>
+#include <PM/PermissionManager.h>
+
+#include <fstream>
+#include <iomanip>
+#include <iterator>
+#include <map>
+
+namespace Pmctl {
+
+namespace {
+
+// One grant asked for: the entitlement as it was named, and the new mask.
+struct Grant {
+    std::string named;
+    long mask;
+};
+
+// The grants of a JSON file: either {"ENTITLEMENT": ACTIONS, ...} with ACTIONS
+// an array of words, a string of words or a mask, or the output of roles show
+// --json, {"entitlements": [{"id" or "name", "actions" or "mask"}, ...]}.
+bool ReadJsonGrants(std::string const& path, std::vector<Grant>* grants, Io io) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        io.err << "pmctl: " << path << ": cannot read the file\n";
+        return false;
+    }
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    Json json = Json::parse(text, nullptr, false);
+    if (json.is_discarded() || !json.is_object()) {
+        io.err << "pmctl: " << path << ": not a JSON object of grants\n";
+        return false;
+    }
+    auto actions = [&](Json const& value, std::string const& where, long* mask) {
+        std::string error;
+        if (value.is_number_integer() && value.get<long>() >= 0 && value.get<long>() <= 127) {
+            *mask = value.get<long>();
+            return true;
+        }
+        std::string words;
+        if (value.is_string()) {
+            words = value.get<std::string>();
+        } else if (value.is_array() && !value.empty()) {
+            for (Json const& word : value) {
+                words += (words.empty() ? "" : ",") +
+                         (word.is_string() ? word.get<std::string>() : std::string("?"));
+            }
+        } else if (value.is_array()) {
+            words = "none";
+        }
+        if (ParseActions(words, mask, &error)) {
+            return true;
+        }
+        io.err << "pmctl: " << path << ": " << where << ": "
+               << (error.empty() ? "expected action words or a mask from 0 to 127" : error) << "\n";
+        return false;
+    };
+    if (json.contains("entitlements")) {
+        if (!json["entitlements"].is_array()) {
+            io.err << "pmctl: " << path << ": $.entitlements: expected an array\n";
+            return false;
+        }
+        std::size_t index = 0;
+        for (Json const& row : json["entitlements"]) {
+            std::string where = "$.entitlements[" + std::to_string(index++) + "]";
+            Grant grant{"", 0};
+            if (row.is_object() && row.contains("id") && row["id"].is_number_integer()) {
+                grant.named = std::to_string(row["id"].get<long>());
+            } else if (row.is_object() && row.contains("name") && row["name"].is_string()) {
+                grant.named = row["name"].get<std::string>();
+            } else {
+                io.err << "pmctl: " << path << ": " << where
+                       << ": expected an \"id\" or a \"name\"\n";
+                return false;
+            }
+            Json const& value = row.contains("actions") ? row["actions"]
+                                : row.contains("mask")  ? row["mask"]
+                                                        : Json();
+            if (!actions(value, where, &grant.mask)) {
+                return false;
+            }
+            grants->push_back(grant);
+        }
+        return true;
+    }
+    for (auto const& [name, value] : json.items()) {
+        Grant grant{name, 0};
+        if (!actions(value, "$[\"" + name + "\"]", &grant.mask)) {
+            return false;
+        }
+        grants->push_back(grant);
+    }
+    return true;
+}
+
+} // namespace
+
+int RolesListCommand(FileArgs const& args, bool all, Io io) {
+    std::unique_ptr<Session> session = OpenSession(args, io);
+    if (session == nullptr) {
+        return kExitBadInput;
+    }
+    PM::PermissionManager& manager = session->Manager();
+    std::unique_ptr<std::vector<PM::RoleDef>> roles(manager.GetAvailableRoles(
+        PM::kListIncludeAdmin, all ? PM::kListIncludeInvisible : PM::kListExcludeInvisible));
+    if (roles == nullptr) {
+        Complain(io, args.file) << "cannot list the roles\n";
+        return kExitFailed;
+    }
+    auto users = [&](int roleId) {
+        std::unique_ptr<std::vector<int>> ids(manager.GetUsersUsingRole(roleId));
+        return ids == nullptr ? 0 : static_cast<int>(ids->size());
+    };
+    if (args.json) {
+        Json list = Json::array();
+        for (PM::RoleDef const& role : *roles) {
+            list.push_back({{"id", role.GetId()},
+                            {"name", std::string(role.GetName())},
+                            {"description", std::string(role.GetDescription())},
+                            {"visible", role.GetVisible()},
+                            {"fullAccess", role.GetIsFullAccess()},
+                            {"connected", role.GetIsConnectedRole()},
+                            {"users", users(role.GetId())}});
+        }
+        PrintJson(list, io);
+        return kExitOk;
+    }
+    io.out << std::left << std::setw(5) << "id" << std::setw(31) << "role" << std::setw(7)
+           << "users"
+           << "notes\n";
+    for (PM::RoleDef const& role : *roles) {
+        std::string notes;
+        notes += role.GetVisible() ? "" : "invisible ";
+        notes += role.GetIsFullAccess() ? "full-access " : "";
+        notes += role.GetIsConnectedRole() ? "connected " : "";
+        io.out << std::setw(5) << role.GetId() << std::setw(31) << role.GetName() << std::setw(7)
+               << users(role.GetId()) << notes << "\n";
+    }
+    return kExitOk;
+}
+
+int RolesEditCommand(FileArgs const& args, std::string const& roleText,
+                     std::vector<std::string> const& grantTexts, std::string const& jsonFile,
+                     Io io) {
+    std::unique_ptr<Session> session = OpenSession(args, io);
+    int roleId = -1;
+    std::string roleName;
+    if (session == nullptr) {
+        return kExitBadInput;
+    }
+    if (!FindRole(*session, roleText, &roleId, &roleName, io)) {
+        return kExitBadInput;
+    }
+    PM::PermissionManager& manager = session->Manager();
+    std::unique_ptr<PM::RoleDef> role(manager.GetRoleDef(roleId));
+    if (role == nullptr) {
+        Complain(io, args.file) << "cannot read the role " << roleName << "\n";
+        return kExitFailed;
+    }
+    if (role->isRoleAdmin()) {
+        Complain(io, args.file) << "the role " << roleName
+                                << " holds every action on everything and cannot be edited\n";
+        return kExitBadInput;
+    }
+    std::vector<Grant> grants;
+    for (std::string const& text : grantTexts) {
+        std::size_t equals = text.rfind('=');
+        std::string error;
+        Grant grant{text.substr(0, equals == std::string::npos ? 0 : equals), 0};
+        if (equals == std::string::npos || grant.named.empty()) {
+            Complain(io, args.file) << "a grant is ENTITLEMENT=ACTIONS, not \"" << text << "\"\n";
+            return kExitBadInput;
+        }
+        if (!ParseActions(text.substr(equals + 1), &grant.mask, &error)) {
+            Complain(io, args.file) << "in \"" << text << "\": " << error << "\n";
+            return kExitBadInput;
+        }
+        grants.push_back(grant);
+    }
+    if (!jsonFile.empty() && !ReadJsonGrants(jsonFile, &grants, io)) {
+        return kExitBadInput;
+    }
+    if (grants.empty()) {
+        Complain(io, args.file) << "nothing to change: give --grant or --from-json\n";
+        return kExitBadInput;
+    }
+    // Every entitlement is found, and named once, before the role is written.
+    std::vector<PM::EntitlementDef> rows;
+    std::map<int, std::string> named;
+    for (Grant const& grant : grants) {
+        PM::EntitlementDef def;
+        if (!FindEntitlement(*session, grant.named, &def, io)) {
+            return kExitBadInput;
+        }
+        if (!named.emplace(def.GetId(), grant.named).second) {
+            Complain(io, args.file) << def.GetName() << " is granted twice\n";
+            return kExitBadInput;
+        }
+        def.SetAction(static_cast<int>(grant.mask));
+        rows.push_back(def);
+    }
+    std::vector<long> before;
+    for (PM::EntitlementDef const& row : rows) {
+        long mask = 0;
+        before.push_back(
+            manager.GetRoleActionAssociation(roleId, row.GetId(), &mask) == PM_OK ? mask : 0);
+    }
+    int result = manager.SetRoleEntitlements(*role, rows);
+    if (result < 0) {
+        Complain(io, args.file) << "the role " << roleName << " could not be saved (result "
+                                << result << ")\n";
+        return kExitFailed;
+    }
+    io.out << "saved the role " << roleName << ":\n";
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        long mask = 0;
+        manager.GetRoleActionAssociation(roleId, rows[i].GetId(), &mask);
+        io.out << "  " << rows[i].GetName() << ": " << DescribeGrant(mask);
+        if (mask != before[i]) {
+            io.out << " (was " << DescribeGrant(before[i]) << ")";
+        }
+        io.out << "\n";
+    }
+    if (manager.IsConnectedEntitlementsEdited()) {
+        io.out << "  a connected entitlement changed: the role's connected-role state was "
+                  "recomputed\n";
+    }
+    return kExitOk;
+}
+
+int RolesCopyCommand(FileArgs const& args, std::string const& sourceText, std::string const& name,
+                     Io io) {
+    std::unique_ptr<Session> session = OpenSession(args, io);
+    int sourceId = -1;
+    std::string sourceName;
+    if (session == nullptr) {
+        return kExitBadInput;
+    }
+    if (!FindRole(*session, sourceText, &sourceId, &sourceName, io)) {
+        return kExitBadInput;
+    }
+    PM::PermissionManager& manager = session->Manager();
+    if (name.empty() || name.size() > static_cast<std::size_t>(PM::kMaxRoleNameLength)) {
+        Complain(io, args.file) << "a role name has 1 to " << PM::kMaxRoleNameLength
+                                << " characters: \"" << name << "\"\n";
+        return kExitBadInput;
+    }
+    if (manager.LookupRole(name.c_str()) != PM_ERROR) {
+        Complain(io, args.file) << "there is a role named \"" << name << "\" already\n";
+        return kExitBadInput;
+    }
+    std::unique_ptr<PM::RoleDef> source(manager.GetRoleDef(sourceId));
+    std::unique_ptr<std::vector<PM::EntitlementDef>> rows(
+        manager.GetEntitlements(sourceId, -1, false));
+    if (source == nullptr || rows == nullptr) {
+        Complain(io, args.file) << "cannot read the role " << sourceName << "\n";
+        return kExitFailed;
+    }
+    PM::RoleDef copy;
+    copy.SetName(name.c_str());
+    copy.SetDescription(source->GetDescription());
+    copy.SetCategory(source->GetCategory());
+    int result = manager.SetRoleEntitlements(copy, *rows);
+    if (result < 0) {
+        Complain(io, args.file) << "the role " << name << " could not be saved (result " << result
+                                << ")\n";
+        return kExitFailed;
+    }
+    io.out << "copied " << sourceName << " to " << name << " (role " << result << ")\n";
+    return kExitOk;
+}
+
+} // namespace Pmctl
