@@ -16,6 +16,9 @@ public:
     std::map<int, long>* GetCurrentActionCache() { return m_Manager.GetCurrentActionCache(); }
     void ClearContextCache() { m_Manager.ClearContextCache(); }
     void DestroyContextCache() { m_Manager.DestroyContextCache(); }
+    int SetDynamicEntitlement(TString child, TString parent, ActionSettingMode mode) {
+        return m_Manager.SetDynamicEntitlement(child, parent, mode);
+    }
 
     std::vector<EntitlementDef>& SortedEntitlements() { return m_Manager.SortedEntitlements; }
     TString GetShortEntName(TString name) { return m_Manager.GetShortEntName(name); }
