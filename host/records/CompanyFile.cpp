@@ -77,6 +77,9 @@ struct OpenFile {
     sqlite3* db = nullptr;
     std::string path;
     std::unordered_map<char const*, sqlite3_stmt*> statements;
+    // A read transaction begun for the ReadTransaction brackets; closing the
+    // connection rolls it back, which loses nothing since it wrote nothing.
+    bool readTransactionOpen = false;
 
     ~OpenFile() { Close(); }
 
@@ -90,6 +93,36 @@ struct OpenFile {
             db = nullptr;
         }
         path.clear();
+        readTransactionOpen = false;
+    }
+
+    // Ends the bracket's read transaction, so that what follows runs, and
+    // commits, by itself.
+    void EndReadTransaction() {
+        if (readTransactionOpen &&
+            sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK) {
+            sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+        }
+        readTransactionOpen = false;
+    }
+
+    // Called before each use of a cached statement. Inside a bracket a read
+    // joins (or begins) the read transaction and a write ends it first. A
+    // BEGIN that fails leaves the read to run by itself.
+    void BeforeStatement(sqlite3_stmt* statement) {
+        if (ReadBracketDepth() == 0) {
+            return;
+        }
+        if (sqlite3_stmt_readonly(statement) == 0) {
+            EndReadTransaction();
+        } else if (!readTransactionOpen && sqlite3_get_autocommit(db) != 0) {
+            readTransactionOpen = sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr) == SQLITE_OK;
+        }
+    }
+
+    static int& ReadBracketDepth() {
+        static int depth = 0;
+        return depth;
     }
 };
 
@@ -559,6 +592,7 @@ sqlite3_stmt* CachedStatement(char const* sql, int* rc) {
     auto found = file.statements.find(sql);
     if (found != file.statements.end()) {
         *rc = SQLITE_OK;
+        file.BeforeStatement(found->second);
         return found->second;
     }
     sqlite3_stmt* statement = nullptr;
@@ -568,9 +602,20 @@ sqlite3_stmt* CachedStatement(char const* sql, int* rc) {
         return nullptr;
     }
     file.statements.emplace(sql, statement);
+    file.BeforeStatement(statement);
     return statement;
 }
 
 } // namespace detail
+
+ReadTransaction::ReadTransaction() {
+    ++OpenFile::ReadBracketDepth();
+}
+
+ReadTransaction::~ReadTransaction() {
+    if (--OpenFile::ReadBracketDepth() == 0 && Current().db != nullptr) {
+        Current().EndReadTransaction();
+    }
+}
 
 } // namespace Host

@@ -48,4 +48,22 @@ sqlite3* CurrentCompanyFileHandle();
 void SetCompanyFileBusyTimeout(int milliseconds);
 int GetCompanyFileBusyTimeout();
 
+// Brackets a run of reads (a login, a role screen) so that they share one
+// read transaction of the open company file: SQLite then takes and drops its
+// file locks once for the run instead of at every record operation, which is
+// most of what a read costs on a file. Writes are never part of it: a write
+// inside the bracket first ends the read transaction and then commits by
+// itself, as every record operation does, and the next read begins a new
+// one. So a bracket neither delays nor groups a write, and another process
+// may write meanwhile; the reads see the file as it was at the bracket's first
+// read, or at its own last write. Brackets nest: the outermost one ends the
+// transaction. Closing the company file inside a bracket is allowed.
+class ReadTransaction {
+public:
+    ReadTransaction();
+    ~ReadTransaction();
+    ReadTransaction(ReadTransaction const&) = delete;
+    ReadTransaction& operator=(ReadTransaction const&) = delete;
+};
+
 } // namespace Host

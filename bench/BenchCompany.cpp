@@ -1,0 +1,205 @@
+// Benchmark company files: made once per bank-account count, reopened for
+// every benchmark that asks for that count.
+#include "BenchCompany.h"
+
+#include <host/catalogue/Catalogue.h>
+#include <host/loader/ModuleLoaderHooks.h>
+#include <host/records/CompanyFile.h>
+#include <host/records/CompanyFileJournal.h>
+#include <host/users/CompanyUsers.h>
+#include <host/users/UserManagerHooks.h>
+
+#include <PM/Constants.h>
+#include <PM/RoleDef.h>
+
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <random>
+#include <unistd.h>
+
+namespace Bench {
+
+namespace {
+
+std::map<int, std::string> g_Made; // bank-account count: path
+
+std::string PathFor(int bankAccounts) {
+    char const* directory = std::getenv("TMPDIR");
+    return std::string(directory != nullptr && *directory != '\0' ? directory : "/tmp") +
+           "/pm_manager_bench_" + std::to_string(::getpid()) + "_" + std::to_string(bankAccounts) +
+           ".pmco";
+}
+
+void RemoveFile(std::string const& path) {
+    for (char const* suffix : {"", "-wal", "-shm", "-journal"}) {
+        ::unlink((path + suffix).c_str());
+    }
+}
+
+PM::PermissionManager& Manager() {
+    return PM::PermissionManager::GetThePermissionManager();
+}
+
+// The catalogue, the module and its document, as a host sets them up before
+// it opens a company file.
+bool LoadHostSetup(std::string* error) {
+    Host::SetModuleSearchPath(PM_BENCH_MODULE_DIR);
+    ::setenv("SPHERE_MGMT_CONNECTED_ROLES", PM_BENCH_CONNECTED_ROLES, 1);
+    Host::CatalogueResult catalogue = Host::LoadCatalogueFile(PM_BENCH_CATALOGUE);
+    if (!catalogue.ok) {
+        *error = catalogue.message;
+    }
+    return catalogue.ok;
+}
+
+// A new role named name with the masks that the role from holds.
+bool CopyRole(char const* from, char const* name, std::string* error) {
+    int fromId = Manager().LookupRole(from);
+    std::unique_ptr<std::vector<PM::EntitlementDef>> grants(
+        Manager().GetEntitlements(fromId, -1, false));
+    if (fromId == PM_ERROR || grants == nullptr) {
+        *error = std::string("no role ") + from + " to copy";
+        return false;
+    }
+    PM::RoleDef role;
+    role.SetName(name);
+    role.SetDescription("A role made for the benchmark");
+    if (Manager().SetRoleEntitlements(role, *grants) < 0) {
+        *error = std::string("could not save the role ") + name;
+        return false;
+    }
+    return true;
+}
+
+bool Assign(int user, char const* roleName, std::string* error) {
+    int role = Manager().LookupRole(roleName);
+    if (role == PM_ERROR || Manager().SetRoleForUser(user, role) != PM_OK) {
+        *error = std::string("could not give the role ") + roleName;
+        return false;
+    }
+    return true;
+}
+
+// Fills a new company file. Made under the cheaper journal setting: its
+// cost is not what is measured, and the file is reopened under the default.
+bool Make(std::string const& path, int bankAccounts, std::string* error) {
+    RemoveFile(path);
+    Host::CompanyFileJournal const kept = Host::GetCompanyFileJournal();
+    Host::SetCompanyFileJournal(Host::CompanyFileJournal::kWalNormal);
+    Host::CompanyFileResult created = Host::CreateCompanyFile(path);
+    Host::SetCompanyFileJournal(kept);
+    if (!created.ok) {
+        *error = created.message;
+        return false;
+    }
+    Host::UseCompanyUserManager();
+    int admin = Host::AddCompanyUser("admin", true, error);
+    int one = Host::AddCompanyUser("clerk", false, error);
+    int three = Host::AddCompanyUser("manager", false, error);
+    if (admin < 0 || one < 0 || three < 0) {
+        return false;
+    }
+    PM_InitComponent();
+    if (Manager().SetDefaultRoles() != PM_OK) {
+        *error = "the factory defaults could not be written";
+        return false;
+    }
+    // The shipped defaults hold eight roles; two more make ten.
+    if (!CopyRole("Sales", "Sales East", error) || !CopyRole("Purchasing", "Receiving", error) ||
+        !Assign(one, "Sales", error) || !Assign(three, "Sales", error) ||
+        !Assign(three, "Purchasing", error) || !Assign(three, "Bookkeeper", error)) {
+        return false;
+    }
+    if (bankAccounts > 0) {
+        long attrs = Manager().FindEntitlementDefById(PM::BankAccountsEntitlementId).GetAttrs();
+        for (int i = 0; i < bankAccounts; ++i) {
+            std::string name = "Account " + std::to_string(i);
+            if (Manager().AddDynamicEntitlementRapidly(
+                    name.c_str(), PM::kFirstDynamicEntitlementId + i, PM::BankAccountsEntitlementId,
+                    static_cast<int>(attrs)) != PM_OK) {
+                *error = "could not add " + name;
+                return false;
+            }
+        }
+        if (Manager().UpdateDynamicEntitlementForRolesInBatch(PM::kFirstDynamicEntitlementId,
+                                                              bankAccounts) != PM_OK) {
+            *error = "the roles' batch update failed";
+            return false;
+        }
+    }
+    CloseCompany();
+    return true;
+}
+
+} // namespace
+
+bool OpenCompany(int bankAccounts, Users* users, std::string* error) {
+    CloseCompany();
+    if (!LoadHostSetup(error)) {
+        return false;
+    }
+    std::string const path = PathFor(bankAccounts);
+    if (g_Made.count(bankAccounts) == 0) {
+        if (!Make(path, bankAccounts, error)) {
+            CloseCompany();
+            RemoveFile(path);
+            return false;
+        }
+        g_Made[bankAccounts] = path;
+        if (!LoadHostSetup(error)) {
+            return false;
+        }
+    }
+    Host::CompanyFileResult opened = Host::OpenCompanyFile(path);
+    if (!opened.ok) {
+        *error = opened.message;
+        return false;
+    }
+    Host::UseCompanyUserManager();
+    users->admin = Host::FindCompanyUser("admin");
+    users->oneRole = Host::FindCompanyUser("clerk");
+    users->threeRoles = Host::FindCompanyUser("manager");
+    PM_InitComponent();
+    if (Manager().Init() != PM_OK) {
+        *error = "Init failed on " + path;
+        return false;
+    }
+    return true;
+}
+
+void CloseCompany() {
+    PM_UninitComponent();
+    Host::CloseCompanyFile();
+    Host::SetUserManager(nullptr);
+    Host::UnloadCatalogue();
+}
+
+void RemoveCompanyFiles() {
+    for (auto const& made : g_Made) {
+        RemoveFile(made.second);
+    }
+    g_Made.clear();
+}
+
+std::vector<int> RandomEntitlementIds(std::size_t count) {
+    std::vector<int> known;
+    std::unique_ptr<std::vector<PM::EntitlementDef>> all(Manager().GetEntitlements(-1, -1, false));
+    if (all != nullptr) {
+        for (PM::EntitlementDef const& def : *all) {
+            known.push_back(def.GetId());
+        }
+    }
+    std::vector<int> ids;
+    if (known.empty()) {
+        return ids;
+    }
+    std::mt19937 random(20261123);
+    std::uniform_int_distribution<std::size_t> pick(0, known.size() - 1);
+    for (std::size_t i = 0; i < count; ++i) {
+        ids.push_back(known[pick(random)]);
+    }
+    return ids;
+}
+
+} // namespace Bench
