@@ -18,14 +18,14 @@ namespace {
 // B a mask of 0. A is private, B invisible: the two role paths read different
 // flags. C has no grant, D a grant without features.
 char const kRoles[] =
-    R"({"id": "A", "name": "A", "private": true, "grants": [{"actions": [0, 2, 5],
+    R"({"id": "A", "name": "A", "description": "All of A", "private": true, "grants": [{"actions": [0, 2, 5],
         "features": ["1", "2"]}, {"actions": [1, 3, 4, 6, 7, 8], "features": ["3"]}]},
        {"id": "B", "name": "B", "visible": false, "grants": [{"actions": [], "features": ["1"]}]},
        {"id": "base_role", "name": "Lower", "grants": [{"actions": [0], "features": ["1"]}]},
        {"id": "C", "name": "C"},
        {"id": "D", "name": "D", "grants": [{"actions": [0], "features": []}]})";
 char const kFeatures[] = "V1/4, 1 A1, 2 A2, 3 A3";
-char const kRoleRows[] = "SELECT role_id, name, is_visible FROM roles ORDER BY 1";
+char const kRoleRows[] = "SELECT role_id, name || description, is_visible FROM roles ORDER BY 1";
 
 class CatalogueImportTest : public PMTest::CatalogueStoreFixture {};
 
@@ -88,12 +88,12 @@ TEST_F(CatalogueImportTest, DefaultRolesTakeIdsInFlavorOrder) {
         char const* roles;
         char const* masks;
     } cases[] = {
-        {R"("BASE_ROLE", "A", "B")", nullptr, PM_OK, "0|A|1; 1|B|0", kBoth},
-        {R"("A", "BASE_ROLE", "B")", nullptr, PM_OK, "0|A|1; 1|B|0", kBoth},
-        {R"("A", "base_role", "B")", nullptr, PM_OK, "0|A|1; 1|B|0", kBoth},
+        {R"("BASE_ROLE", "A", "B")", nullptr, PM_OK, "0|AAll of A|1; 1|B|0", kBoth},
+        {R"("A", "BASE_ROLE", "B")", nullptr, PM_OK, "0|AAll of A|1; 1|B|0", kBoth},
+        {R"("A", "base_role", "B")", nullptr, PM_OK, "0|AAll of A|1; 1|B|0", kBoth},
         {"", nullptr, PM_ERROR, "", ""},
-        {R"("A", "B")", "DMUSRRoleAction::Add", PM_ERROR, "0|A|1", "A{1:17}"},
-        {R"("A", "B")", "DMUSRRole::Add", PM_ERROR, "0|A|1", "A{1:17,2:17,3:46}"},
+        {R"("A", "B")", "DMUSRRoleAction::Add", PM_ERROR, "0|AAll of A|1", "A{1:17}"},
+        {R"("A", "B")", "DMUSRRole::Add", PM_ERROR, "0|AAll of A|1", "A{1:17,2:17,3:46}"},
     };
     for (auto const& c : cases) {
         SCOPED_TRACE(std::string(c.defaults) + (c.fault != nullptr ? c.fault : ""));
@@ -121,7 +121,7 @@ TEST_F(CatalogueImportTest, SingleDefaultRoleOnRequest) {
     EXPECT_EQ(probe.Expressions(),
               (std::vector<std::string>{"entitlements.size() > 0", "features.size() > 0",
                                         "pRole != NULL"}));
-    EXPECT_EQ(Query(kRoleRows), "4|A|0; 5|B|1; 6|C|1; 7|D|1");
+    EXPECT_EQ(Query(kRoleRows), "4|AAll of A|0; 5|B|1; 6|C|1; 7|D|1");
     EXPECT_EQ(Masks("1, 2, 3"), "A{1:17,2:17,3:46}; B{1:0}; C{}; D{}");
 }
 

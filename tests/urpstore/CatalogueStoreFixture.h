@@ -8,8 +8,6 @@
 #include <host/catalogue/Catalogue.h>
 #include <host/records/CompanyFile.h>
 
-#include <sqlite3.h>
-
 #include <memory>
 #include <sstream>
 #include <string>
@@ -34,22 +32,6 @@ inline std::string Features(std::string const& notation) {
                                       R"(", "parameters": ["100000", ")" + attrs + "\"]}");
     }
     return json;
-}
-
-// Rows as "a|b" separated by "; ".
-inline std::string Query(std::string const& sql) {
-    std::string rows;
-    auto row = [](void* out, int columns, char** values, char**) {
-        std::string& text = *static_cast<std::string*>(out);
-        for (int i = 0; i < columns; ++i) {
-            text += (i > 0 ? "|" : text.empty() ? "" : "; ") + std::string(values[i]);
-        }
-        return 0;
-    };
-    EXPECT_EQ(sqlite3_exec(Host::CurrentCompanyFileHandle(), sql.c_str(), row, &rows, nullptr),
-              SQLITE_OK)
-        << sql;
-    return rows;
 }
 
 inline std::string Entitlements() {

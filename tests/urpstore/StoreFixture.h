@@ -12,8 +12,10 @@
 #include <host/users/UserManagerHooks.h>
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <map>
+#include <string>
 #include <utility>
 
 // One store operation as a table entry: STORE_CALL(URPSRemoveRoleFromDB(3)).
@@ -23,6 +25,22 @@ namespace PMTest {
 
 inline long Calls(char const* operation) {
     return Host::FaultPlan::Get().Calls(operation);
+}
+
+// Runs sql on the open company file; its rows as "a|b" separated by "; ".
+inline std::string Query(std::string const& sql) {
+    std::string rows;
+    auto row = [](void* out, int columns, char** values, char**) {
+        std::string& text = *static_cast<std::string*>(out);
+        for (int i = 0; i < columns; ++i) {
+            text += (i > 0 ? "|" : text.empty() ? "" : "; ") + std::string(values[i]);
+        }
+        return 0;
+    };
+    EXPECT_EQ(sqlite3_exec(Host::CurrentCompanyFileHandle(), sql.c_str(), row, &rows, nullptr),
+              SQLITE_OK)
+        << sql;
+    return rows;
 }
 
 // Knows only the record keys it was given; installed for its lifetime.

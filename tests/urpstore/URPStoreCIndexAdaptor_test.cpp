@@ -6,7 +6,6 @@
 #include <URPStoreCIndex.h>
 
 #include <cstring>
-#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -51,22 +50,18 @@ TEST(URPStoreCIndexAdaptor, CursorOperationsProduceNothingAndUnofferedOnesFail) 
     PM::RoleObject role;
     PM::EntitlementObject entitlement{"Kept", 9};
     long mask = 5;
-    const std::pair<std::function<int()>, int> cases[] = {
-        {[&] { return adaptor.URPSGetFirstRole(role); }, PM_OK},
-        {[&] { return adaptor.URPSGetNextRole(role); }, PM_OK},
-        {[&] { return adaptor.URPSGetRole(role); }, PM_OK},
-        {[&] { return adaptor.URPSGetFirstEntitlement(entitlement); }, PM_OK},
-        {[&] { return adaptor.URPSGetNextEntitlement(entitlement); }, PM_OK},
-        {[&] { return adaptor.URPSGetEntitlement(entitlement); }, PM_OK},
-        {[&] { return adaptor.URPSDeleteRoleActionAssociationsByEntitlement(9); }, PM_ERROR},
-        {[&] { return adaptor.URPSAddRoleActionAssociationByEntitlement(9, 1); }, PM_ERROR},
-        {[&] { return adaptor.URPSReadRoleActionAssociation(3, 9, &mask); }, PM_ERROR},
-        {[&] { return adaptor.URPSCountrySpecificUpdate(); }, PM_ERROR},
-    };
-    for (std::size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i) {
-        SCOPED_TRACE(i);
-        EXPECT_EQ(cases[i].first(), cases[i].second);
-    }
+    // Cursor reads answer PM_OK and produce nothing; the rest has no counterpart.
+    EXPECT_EQ(
+        (std::vector<int>{adaptor.URPSGetFirstRole(role), adaptor.URPSGetNextRole(role),
+                          adaptor.URPSGetRole(role), adaptor.URPSGetFirstEntitlement(entitlement),
+                          adaptor.URPSGetNextEntitlement(entitlement),
+                          adaptor.URPSGetEntitlement(entitlement),
+                          adaptor.URPSDeleteRoleActionAssociationsByEntitlement(9),
+                          adaptor.URPSAddRoleActionAssociationByEntitlement(9, 1),
+                          adaptor.URPSReadRoleActionAssociation(3, 9, &mask),
+                          adaptor.URPSCountrySpecificUpdate()}),
+        (std::vector<int>{PM_OK, PM_OK, PM_OK, PM_OK, PM_OK, PM_OK, PM_ERROR, PM_ERROR, PM_ERROR,
+                          PM_ERROR}));
     EXPECT_EQ(role.GetId(), -1);
     EXPECT_EQ(std::string(entitlement.m_Name) + std::to_string(entitlement.m_Id), "Kept9");
     EXPECT_EQ(mask, 5);
@@ -83,16 +78,17 @@ TEST(URPStoreCIndexAdaptor, ForwardsReachTheIndexStoreAndPassItsResultsThrough) 
     PM::EntitlementDef checks;
     checks.SetId(10);
     checks.SetName("Checks");
-    EXPECT_EQ(adaptor.URPSAddRoleToDB(clerk), 0);
-    EXPECT_EQ(adaptor.URPSAddRoleToDB(clerk), -1);
-    EXPECT_EQ(adaptor.URPSAddEntitlementToDB(checks), 0);
-    checks.SetName("Cheques");
-    EXPECT_EQ(adaptor.URPSUpdateEntitlementToDB(checks), 0);
-    EXPECT_EQ(adaptor.URPSAddRoleActionAssociation(3, 10, 7), 0);
-    EXPECT_EQ(adaptor.URPSUpdateRoleActionAssociation(3, 10, 9), 0);
-    EXPECT_EQ(adaptor.URPSAddRoleActionAssociation(4, 10, 1), 0);
-    EXPECT_EQ(adaptor.URPSAddUserRoleAssociation(11, 3), 0);
-    EXPECT_EQ(adaptor.URPSAddUserRoleAssociation(12, 3), 0);
+    // Results in call order (a braced list is evaluated left to right).
+    using Results = std::vector<int>;
+    EXPECT_EQ((Results{adaptor.URPSAddRoleToDB(clerk), adaptor.URPSAddRoleToDB(clerk),
+                       adaptor.URPSAddEntitlementToDB(checks),
+                       (checks.SetName("Cheques"), adaptor.URPSUpdateEntitlementToDB(checks)),
+                       adaptor.URPSAddRoleActionAssociation(3, 10, 7),
+                       adaptor.URPSUpdateRoleActionAssociation(3, 10, 9),
+                       adaptor.URPSAddRoleActionAssociation(4, 10, 1),
+                       adaptor.URPSAddUserRoleAssociation(11, 3),
+                       adaptor.URPSAddUserRoleAssociation(12, 3)}),
+              (Results{0, -1, 0, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(IndexText(index), "R3:Clerk E10:Cheques M3:10=9 M4:10=1 U1 U2 ");
 
     std::vector<PM::RoleObject> roles;
@@ -108,12 +104,12 @@ TEST(URPStoreCIndexAdaptor, ForwardsReachTheIndexStoreAndPassItsResultsThrough) 
     EXPECT_EQ(adaptor.URPSReadRoleActionAssociations(3, &list, &entries), 0);
     EXPECT_EQ(std::make_pair(list[0].m_Action, entries.size()), std::make_pair(9, 3ul));
 
-    EXPECT_EQ(adaptor.URPSDeleteUserRoleAssoc(11, -1), 0);
-    EXPECT_EQ(adaptor.URPSDeleteRoleActionAssociations(3), 0);
-    EXPECT_EQ(adaptor.URPSDeleteEntitlementToDB(checks), 0);
-    EXPECT_EQ(adaptor.URPSDeleteEntitlementToDB(checks), -1);
-    EXPECT_EQ(adaptor.URPSRemoveRoleFromDB(3), 0);
-    EXPECT_EQ(adaptor.URPSRemoveRoleFromDB(3), -1);
+    EXPECT_EQ((Results{adaptor.URPSDeleteUserRoleAssoc(11, -1),
+                       adaptor.URPSDeleteRoleActionAssociations(3),
+                       adaptor.URPSDeleteEntitlementToDB(checks),
+                       adaptor.URPSDeleteEntitlementToDB(checks), adaptor.URPSRemoveRoleFromDB(3),
+                       adaptor.URPSRemoveRoleFromDB(3)}),
+              (Results{0, 0, 0, -1, 0, -1}));
     EXPECT_EQ(IndexText(index), "M4:10=1 U2 ");
     EXPECT_EQ(adaptor.URPSAddRoleToDB(clerk) + adaptor.URPSAddEntitlementToDB(checks), 0);
     EXPECT_EQ(adaptor.URPSRemoveAllRoleFromDB() + adaptor.URPSDeleteAllEntitlementToDB() +

@@ -2,10 +2,6 @@
 // assignment deletes and stubs.
 #include "StoreFixture.h"
 
-#include <Records/DMUSREntitlement.h>
-#include <Records/DMUSRRole.h>
-#include <Records/DMUSRUserRole.h>
-
 #include <functional>
 #include <string>
 #include <tuple>
@@ -16,12 +12,6 @@ using Host::FaultPlan;
 namespace {
 
 class URPStoreTest : public PMTest::StoreFixture {};
-
-long AssignmentsOfUser(int userKey) {
-    long count = -1;
-    EXPECT_TRUE(DMUSRUserRole().GetUserRoleCountByUserId(&count, userKey, nullptr).Succeeded());
-    return count;
-}
 
 } // namespace
 
@@ -78,22 +68,9 @@ TEST_F(URPStoreTest, MapsRecordStatusesToResultCodes) {
 }
 
 TEST_F(URPStoreTest, LoadsUnderTheCursorAndReadsOnlyAStoredOneAsTrue) {
-    DMUSRRole rawRole; // written directly: the store itself writes only 0 and 1
-    rawRole.SetRoleId(4);
-    rawRole.SetCategoryType(9);
-    rawRole.SetIsVisible(2);
-    rawRole.SetName("Clerk");
-    rawRole.SetDescription("Desk");
-    ASSERT_TRUE(rawRole.Add(nullptr).Succeeded());
-    DMUSREntitlement rawEntitlement;
-    rawEntitlement.SetEntitlementId(6);
-    rawEntitlement.SetCategoryType(100001);
-    rawEntitlement.SetAttributesId(124);
-    rawEntitlement.SetIsEnabled(2);
-    rawEntitlement.SetIsVisible(1);
-    rawEntitlement.SetName("Checks");
-    ASSERT_TRUE(rawEntitlement.Add(nullptr).Succeeded());
-
+    // Written directly: the store itself writes only 0 and 1.
+    PMTest::Query("INSERT INTO roles VALUES (4, 9, 2, 'Clerk', 'Desk'); "
+                  "INSERT INTO entitlements VALUES (6, 100001, 124, 1, 2, 'Checks')");
     PM::RoleObject r;
     r.SetId(99); // not the key: the cursor is
     r.GetEntitlementObjList()->resize(1);
@@ -116,27 +93,26 @@ TEST_F(URPStoreTest, LoadsUnderTheCursorAndReadsOnlyAStoredOneAsTrue) {
     EXPECT_TRUE(r.IsVisible());
 }
 
+// -1 on one side deletes every assignment of the other; -1 on both runs both
+// deletes with -1 as their key, and only the last one decides the result.
 TEST_F(URPStoreTest, DeleteUserRoleAssocTakesMinusOneAsAWildcardForOneSide) {
     for (auto pair : std::vector<std::pair<int, int>>{{5, 7}, {5, 8}, {6, 7}, {-1, 3}, {4, -1}}) {
         ASSERT_EQ(store.URPSAddUserRoleAssociation(pair.first, pair.second), PM_OK);
     }
+    auto rows = [] { return PMTest::Query("SELECT * FROM user_roles ORDER BY 1, 2"); };
     FaultPlan::Get().ResetCounts();
     EXPECT_EQ(store.URPSDeleteUserRoleAssoc(5, 7), PM_OK); // there is no single-pair delete
     EXPECT_EQ(PMTest::Calls("*"), 0);
     EXPECT_EQ(store.URPSDeleteUserRoleAssoc(-1, 7), PM_OK);
-    EXPECT_EQ(AssignmentsOfUser(6), 0);
-    EXPECT_EQ(AssignmentsOfUser(5), 1);
+    EXPECT_EQ(rows(), "-1|3; 4|-1; 5|8");
     EXPECT_EQ(store.URPSDeleteUserRoleAssoc(5, -1), PM_OK);
-    EXPECT_EQ(AssignmentsOfUser(5), 0);
-    // Both deletes run, with -1 as their key; only the last one decides.
+    EXPECT_EQ(rows(), "-1|3; 4|-1");
     {
         Host::ScopedFault fault("DMUSRUserRole::DeleteByRoleId", 1);
         EXPECT_EQ(store.URPSDeleteUserRoleAssoc(-1, -1), PM_OK);
     }
-    EXPECT_EQ(AssignmentsOfUser(-1), 0);
-    EXPECT_EQ(AssignmentsOfUser(4), 1); // role -1 survived the failed delete
-    EXPECT_EQ(store.URPSDeleteUserRoleAssoc(-1, -1), PM_OK);
-    EXPECT_EQ(AssignmentsOfUser(4), 0);
+    EXPECT_EQ(rows(), "4|-1");
     Host::ScopedFault fault("DMUSRUserRole::DeleteByUserId", 1);
     EXPECT_EQ(store.URPSDeleteUserRoleAssoc(-1, -1), PM_ERROR);
+    EXPECT_EQ(rows(), "");
 }

@@ -51,12 +51,9 @@ TEST_F(catalogue_load, MalformedCataloguesAreRefusedWithPlaceAndFault) {
         {"{\n  \"format\": 1,\n  \"features\": [}\n",
          ":3:16: invalid JSON: syntax error while parsing value - unexpected '}'; expected '[', "
          "'{', or a literal"},
-        {"", ":1:1: invalid JSON: syntax error while parsing value - unexpected end of input; "
-             "expected '[', '{', or a literal"},
         {R"({"features": [{"id": 1e999}]})",
          ": $.features[0].id: invalid JSON: number overflow parsing '1e999'"},
         {R"({"a b": [{}, {"x": 1, "x": 2}]})", ": $[\"a b\"][1]: duplicate key \"x\""},
-        {Edit(R"("Five")", R"("Five", "name": "V")"), ": $.features[1]: duplicate key \"name\""},
         {"[]", ": $: expected an object, found an array"},
         {Edit(R"("format": 1)", R"("format": 1, "flavour": 1)"), ": $: unknown key \"flavour\""},
         {Edit(R"("format": 1, )", ""), ": $: missing key \"format\""},
@@ -113,19 +110,9 @@ TEST_F(catalogue_load, MalformedCataloguesAreRefusedWithPlaceAndFault) {
          ": $.roles[1].grants[0].actions[1]: user action type 9 is outside 0..8"},
         {Edit("[0, 8]", "[0, 8.0]"),
          ": $.roles[1].grants[0].actions[1]: expected an integer, found a floating-point number"},
-        {Edit(R"("useRole": "A")", R"("useRole": "Z")"),
-         ": $.applications[0].useRole: unknown role \"Z\""},
-        {Edit(R"({"id": "App", "useRole": "A"})", R"({"id": "App"}, {"id": "App"})"),
-         ": $.applications[1].id: duplicate application id \"App\" (first at $.applications[0])"},
         {Edit(R"(["A"])", R"(["A", "Z"])"), ": $.flavors[0].defaultRoles[1]: unknown role \"Z\""},
         {Edit(R"(["A"])", R"(["A", "A"])"),
          ": $.flavors[0].defaultRoles[1]: role \"A\" is listed twice"},
-        {Edit(R"(["A"])", R"("A")"),
-         ": $.flavors[0].defaultRoles: expected an array, found a string"},
-        {Edit(R"("defaultRoles": ["A"]})",
-              R"("defaultRoles": []}, {"id": "F", "defaultRoles": []})"),
-         ": $.flavors[1].id: duplicate flavor id \"F\" (first at $.flavors[0])"},
-        {Edit(R"(, "currentFlavor": "F")", ""), ": $: missing key \"currentFlavor\""},
         {Edit(R"("currentFlavor": "F")", R"("currentFlavor": "G")"),
          ": $.currentFlavor: unknown flavor \"G\""},
     };
@@ -169,55 +156,22 @@ std::string const kRich = R"({"format": 1, "product": "Test Product", "features"
              {"id": "F2", "defaultRoles": ["BASE_ROLE", "ADMIN", "CLERK"]}],
  "currentFlavor": "F2"})";
 
+// What the library reads of features, roles, grants and flavors is checked
+// through the store's import of inline catalogues; here, what only the host
+// answers: unknown ids, applications, the default role list and the summary.
 TEST_F(catalogue_load, LoadedCatalogueAnswersTheLookups) {
     ASSERT_EQ(Host::LoadCatalogueText(kRich, "rich.json").message, "");
-    auto_init_ptr<Defcat::Feature> twelve = Defcat::Feature::FindByID("12");
-    ASSERT_TRUE(twelve);
-    EXPECT_STREQ(twelve->GetName(), "Twelve");
-    EXPECT_FALSE(twelve->GetEnabled());
-    EXPECT_TRUE(Defcat::Feature::FindByID("7")->GetEnabled());
-    DefcatObjectPtrList<Defcat::Parameter> parameters;
-    Defcat::Feature::FindByID("7")->GetParameters(&parameters, false);
-    ASSERT_EQ(Ids(parameters), (std::vector<std::string>{"0", "1", "2"}));
-    EXPECT_EQ(std::string(parameters[0]->GetData()) + " " + parameters[1]->GetData().c_str() + " " +
-                  parameters[2]->GetData().c_str(),
-              "100000 7 extra");
     for (char const* unknown : {"8", "007", "base_role", "", static_cast<char const*>(nullptr)}) {
         EXPECT_FALSE(Defcat::Feature::FindByID(unknown) || Defcat::Role::FindByID(unknown) ||
                      Defcat::SDKApplication::FindByID(unknown));
     }
-
-    auto_init_ptr<Defcat::Role> admin = Defcat::Role::FindByID("ADMIN");
-    ASSERT_TRUE(admin);
-    EXPECT_EQ(std::string(admin->GetName()) + "|" + admin->GetDescription().c_str(),
-              "Admin|All of it");
-    EXPECT_TRUE(!admin->GetVisible() && admin->GetPrivate());
-    DefcatObjectPtrList<Defcat::Entitlement> grants;
-    admin->GetEntitlements(&grants, false);
-    ASSERT_EQ(Ids(grants), (std::vector<std::string>{"ADMIN/0", "second"}));
-    DefcatObjectPtrList<Defcat::UserAction> actions;
-    grants[0]->GetUserActions(&actions, false);
-    EXPECT_EQ(actions[2]->GetType(), Defcat::kUserActionUnmapped5);
-    grants[1]->GetUserActions(&actions, true); // true appends
-    EXPECT_EQ(Ids(actions), (std::vector<std::string>{"0", "2", "5", "8"}));
-    DefcatObjectPtrList<Defcat::Feature> listed;
-    grants[0]->GetFeatures(&listed, false);
-    EXPECT_EQ(Ids(listed), (std::vector<std::string>{"12", "7"}));
-    Defcat::Role::FindByID("BASE_ROLE")->GetEntitlements(&grants, false);
-    grants[0]->GetFeatures(&listed, false); // false empties first
-    EXPECT_EQ(Ids(listed), (std::vector<std::string>{"0", "7", "12", "100000"}));
-    auto_init_ptr<Defcat::Role> clerk = Defcat::Role::FindByID("CLERK");
-    EXPECT_TRUE(clerk->GetVisible() && !clerk->GetPrivate() && clerk->GetDescription().IsEmpty());
-    clerk->GetEntitlements(&grants, false);
-    EXPECT_TRUE(grants.empty());
-
     EXPECT_STREQ(Defcat::SDKApplication::FindByID("App1")->GetUseRole(), "CLERK");
     EXPECT_TRUE(Defcat::SDKApplication::FindByID("App2")->GetUseRole().IsEmpty());
     auto_init_ptr<Defcat::ProductFlavor> flavor = Defcat::ProductFlavor::GetCurrent();
     ASSERT_TRUE(flavor);
     EXPECT_STREQ(flavor->GetID(), "F2");
     DefcatObjectPtrList<Defcat::Role> roles;
-    roles.push_back(clerk.get());
+    roles.push_back(Defcat::Role::FindByID("CLERK").get());
     flavor->GetDefaultRoleList()->GetRoles(&roles, true);
     EXPECT_EQ(Ids(roles), (std::vector<std::string>{"CLERK", "BASE_ROLE", "ADMIN", "CLERK"}));
 
@@ -244,11 +198,9 @@ TEST_F(catalogue_load, RefusedLoadKeepsThePreviousCatalogue) {
     EXPECT_FALSE(Defcat::Role::FindByID("ADMIN"));
 
     Host::UnloadCatalogue();
-    EXPECT_FALSE(Defcat::ProductFlavor::GetCurrent());
-    EXPECT_FALSE(Defcat::Role::FindByID("A"));
-    EXPECT_FALSE(Defcat::Feature::FindByID("0"));
-    EXPECT_FALSE(Defcat::SDKApplication::FindByID("App"));
-    EXPECT_FALSE(Host::GetCatalogueInfo().loaded);
+    EXPECT_FALSE(Defcat::ProductFlavor::GetCurrent() || Defcat::Role::FindByID("A") ||
+                 Defcat::Feature::FindByID("0") || Defcat::SDKApplication::FindByID("App") ||
+                 Host::GetCatalogueInfo().loaded);
 }
 
 } // namespace

@@ -60,34 +60,28 @@ TEST(FaultPlanTest, FiresAtTheNthCallOfItsOperation) {
 }
 
 // A fault armed on "*" names the operation it hit and which call of it: the
-// first, when it persists; arming again forgets them.
-TEST(FaultPlanTest, NamesTheOperationItFiredAt) {
+// first, when it persists; arming again forgets them. Calls are counted per
+// operation and in all; resetting the counts keeps an armed fault where it was.
+TEST(FaultPlanTest, NamesWhereItFiredAndCountsCalls) {
+    char const* const L = "DMUSRRole::Load";
+    char const* const A = "DMUSRRole::Add";
     FaultPlan plan;
     plan.Arm("*", 2, FaultPlan::kFail, true);
-    EXPECT_EQ(Answers(plan, {"DMUSRRole::Load", "DMUSRRole::Add", "DMUSRRole::Delete"}), "-FF");
-    EXPECT_EQ(plan.FiredOperation(), "DMUSRRole::Add");
-    EXPECT_EQ(plan.FiredCall(), 1);
+    EXPECT_EQ(Answers(plan, {L, A, "DMUSRRole::Delete"}), "-FF");
+    EXPECT_EQ(plan.FiredOperation() + " " + std::to_string(plan.FiredCall()), "DMUSRRole::Add 1");
+    EXPECT_EQ(std::to_string(plan.Calls(L)) + std::to_string(plan.Calls(A)) +
+                  std::to_string(plan.Calls("DMUSRRole::Update")) + std::to_string(plan.Calls("*")),
+              "1103");
     plan.Arm("*", 2);
     EXPECT_EQ(plan.FiredOperation(), "");
-    EXPECT_EQ(Answers(plan, {"DMUSRRole::Add", "DMUSRRole::Add"}), "-F");
-    EXPECT_EQ(plan.FiredOperation(), "DMUSRRole::Add");
-    EXPECT_EQ(plan.FiredCall(), 3);
-}
+    EXPECT_EQ(Answers(plan, {A, A}), "-F");
+    EXPECT_EQ(plan.FiredOperation() + " " + std::to_string(plan.FiredCall()), "DMUSRRole::Add 3");
 
-TEST(FaultPlanTest, CountsCallsPerOperationAndInAll) {
-    FaultPlan plan;
-    Answers(plan, {"DMUSRRole::Load", "DMUSRRole::Add", "DMUSRRole::Load"});
-    EXPECT_EQ(plan.Calls("DMUSRRole::Load"), 2);
-    EXPECT_EQ(plan.Calls("DMUSRRole::Add"), 1);
-    EXPECT_EQ(plan.Calls("DMUSRRole::Delete"), 0);
-    EXPECT_EQ(plan.Calls("*"), 3);
-
-    // Resetting the counts keeps an armed fault at the same call.
-    plan.Arm("DMUSRRole::Load", 2);
-    Answers(plan, {"DMUSRRole::Load"});
+    plan.Arm(L, 2);
+    Answers(plan, {L});
     plan.ResetCounts();
-    EXPECT_EQ(plan.Calls("DMUSRRole::Load") + plan.Calls("*"), 0);
-    EXPECT_EQ(Answers(plan, {"DMUSRRole::Load", "DMUSRRole::Load"}), "F-");
+    EXPECT_EQ(plan.Calls(L) + plan.Calls("*"), 0);
+    EXPECT_EQ(Answers(plan, {L, L}), "F-");
 }
 
 // Every record operation asks under its own name before it does anything, and
@@ -113,8 +107,12 @@ TEST(FaultPlanTest, EveryRecordOperationAsksFirst) {
         EXPECT_EQ(Dump(), kSampleDump);
     }
 
-    // The plan answers even with no company file open.
+    // Without a company file every operation fails, unless the plan answers first.
     Host::CloseCompanyFile();
+    for (RecordOperation const& operation : AllRecordOperations()) {
+        SCOPED_TRACE(operation.name);
+        EXPECT_EQ(StatusText(operation.call()), "failed " + std::to_string(SQLITE_MISUSE));
+    }
     Host::ScopedFault fault("*", 1, FaultPlan::kNotFound);
     EXPECT_EQ(StatusText(DMUSRRoleAction().Load(1, 10, nullptr)), "ok 6042");
 }
