@@ -66,8 +66,8 @@ CREATE TABLE users (
 // tables lack one of them is not a company file of this schema.
 const char* const kExpectedLayout[] = {
     "SELECT role_id, category_type, is_visible, name, description FROM roles",
-    "SELECT entitlement_id, category_type, attributes_id, is_visible, is_enabled, name "
-    "FROM entitlements",
+    ("SELECT entitlement_id, category_type, attributes_id, is_visible, is_enabled, name "
+     "FROM entitlements"),
     "SELECT user_key, role_id FROM user_roles",
     "SELECT role_id, entitlement_id, action_type FROM role_actions",
     "SELECT user_id, record_key, name, is_admin FROM users",
