@@ -31,25 +31,83 @@ class CatalogueImportTest : public PMTest::CatalogueStoreFixture {};
 
 } // namespace
 
-TEST_F(CatalogueImportTest, ShippedCatalogueFillsAnEmptyFile) {
+// The shipped catalogue imported into an empty file, its application roles
+// after the defaults, against the ids and facts the library relies on.
+TEST_F(CatalogueImportTest, ShippedCatalogueFillsAnEmptyFileAndKeepsItsFixedPoints) {
     ASSERT_TRUE(Host::LoadCatalogueFile(PMTest::CatalogueFile("catalogue.json")).ok);
     EXPECT_EQ(store.URPSSetDefaultEntitlements(), PM_OK);
     EXPECT_EQ(store.URPSSetDefaultRoles(), PM_OK);
-    EXPECT_EQ(Query("SELECT count(*), sum(entitlement_id < 216), sum(entitlement_id >= 100000) "
-                    "FROM entitlements"),
-              "232|216|16");
+    EXPECT_EQ(store.URPSSetSingleDefaultRole("ORVANE_APP", 8), PM_OK);
+    EXPECT_EQ(store.URPSSetSingleDefaultRole("TIME_CLOCK_APP", 9), PM_OK);
+    // The band from 0 and the categories from 100000, each without a gap.
+    EXPECT_EQ(Query("SELECT count(*), min(entitlement_id), max(entitlement_id) FROM entitlements "
+                    "GROUP BY entitlement_id >= 100000 ORDER BY 2"),
+              "216|0|215; 16|100000|100015");
     EXPECT_EQ(Query("SELECT name, category_type, attributes_id, is_visible, is_enabled "
                     "FROM entitlements WHERE entitlement_id = 0"),
               "PermissionData-27-216|-1|0|0|0");
-    // Per role: id, name, visible, masks, full masks.
+    // Rows outside the tree (root, categories under it, the rest under a
+    // category) and names that repeat in another case.
+    EXPECT_EQ(Query("SELECT count(*) FROM entitlements WHERE NOT (entitlement_id = 0 OR "
+                    "category_type = (CASE WHEN entitlement_id = 100000 THEN -1 WHEN entitlement_id"
+                    " > 100000 THEN 100000 END) OR (entitlement_id < 100000 AND category_type IN "
+                    "(SELECT entitlement_id FROM entitlements WHERE entitlement_id > 100000)))") +
+                  " " + Query("SELECT count(*) - count(DISTINCT lower(name)) FROM entitlements"),
+              "0 0");
+    // The slave table, the tracked ids, 180, 185 and 100012: all present, enabled
+    // and with attribute bit 1; and a slave's mask follows its master's.
+    std::string const fixed =
+        "WITH p(m, s) AS (VALUES (132, 68), (132, 70), (132, 71), (117, 26), (118, 104), "
+        "(118, 107), (9, 15), (109, 34), (109, 31), (110, 33), (110, 35), (111, 41), (111, 76), "
+        "(111, 75), (112, 36), (112, 37), (112, 42), (113, 39), (113, 40), (113, 32), (160, 167), "
+        "(161, 168), (28, 58), (20, 30)), ids(id) AS (SELECT m FROM p UNION SELECT s FROM p "
+        "UNION VALUES (111), (112), (113), (180), (185), (100012)) ";
+    auto mask = [](char const* id) {
+        return std::string("coalesce((SELECT action_type FROM role_actions a WHERE a.role_id = "
+                           "r.role_id AND a.entitlement_id = ") +
+               id + "), -1)";
+    };
+    EXPECT_EQ(Query(fixed + "SELECT count(*) FROM entitlements WHERE is_enabled = 1 AND "
+                            "attributes_id % 2 = 1 AND entitlement_id IN ids") +
+                  " " +
+                  Query(fixed + "SELECT count(*) FROM roles r, p WHERE " + mask("p.m") +
+                        " != " + mask("p.s")),
+              "40 0");
+    EXPECT_EQ(Query("SELECT entitlement_id, name, category_type FROM entitlements WHERE name IN "
+                    "('Bank Registers', 'Find All Transactions', 'Accountant & Taxes Detail', "
+                    "'Company & Financial Detail', 'Custom Transaction Detail', 'Accountant & "
+                    "Taxes', 'Company & Financial', 'Custom Transaction') OR entitlement_id = "
+                    "100012 ORDER BY 1"),
+              "54|Find All Transactions|100008; 81|Bank Registers|100012; 114|Accountant & "
+              "Taxes|100009; 115|Accountant & Taxes Detail|100009; 116|Company & Financial|100009; "
+              "119|Company & Financial Detail|100009; 120|Custom Transaction|100009; 121|Custom "
+              "Transaction Detail|100009; 100012|Bank Accounts|100000");
+    // Per role: id, name, visible, masks, full masks; then what External
+    // Accountant lacks of 63 on the bank category and its children.
     EXPECT_EQ(Query("SELECT r.role_id, r.name, r.is_visible, count(*), sum(a.action_type = 63) "
                     "FROM roles r JOIN role_actions a USING (role_id) GROUP BY 1 ORDER BY 1"),
               "0|Admin|1|232|232; 1|Bookkeeper|1|191|129; 2|External Accountant|1|212|111; "
               "3|Payroll Manager|1|34|31; 4|Sales|1|58|40; 5|Purchasing|1|49|24; "
-              "6|View Only|1|185|1; 7|Payroll Clerk|1|20|12");
-    EXPECT_EQ(Query("SELECT count(*) FROM role_actions WHERE entitlement_id NOT IN "
-                    "(SELECT entitlement_id FROM entitlements)"),
-              "0");
+              "6|View Only|1|185|1; 7|Payroll Clerk|1|20|12; 8|OrvaneApp|0|10|2; "
+              "9|Time Clock App|0|8|1");
+    EXPECT_EQ(Query("SELECT count(*) FROM entitlements e WHERE 100012 IN (e.entitlement_id, "
+                    "e.category_type) AND 63 != coalesce((SELECT action_type FROM role_actions "
+                    "WHERE role_id = 2 AND entitlement_id = e.entitlement_id), 0)") +
+                  " " +
+                  Query("SELECT count(*) FROM role_actions WHERE entitlement_id NOT IN "
+                        "(SELECT entitlement_id FROM entitlements)"),
+              "0 0");
+    // The tracked ids each role holds, and 180 and 185.
+    EXPECT_EQ(Masks("109, 110, 111, 112, 113"),
+              "Admin{109:63,110:63,111:63,112:63,113:63}; Bookkeeper{109:1,110:63,112:17}; "
+              "External Accountant{109:63,110:63,111:63,112:63,113:63}; "
+              "Payroll Manager{109:63,110:63,111:63,112:63,113:63}; Sales{109:1,110:63,112:17}; "
+              "Purchasing{}; View Only{109:1,110:1,112:1}; Payroll Clerk{109:63,110:63,111:63}; "
+              "OrvaneApp{}; Time Clock App{109:1,110:23}");
+    EXPECT_EQ(Masks("180, 185"),
+              "Admin{180:63,185:63}; Bookkeeper{180:63}; External Accountant{180:63,185:63}; "
+              "Payroll Manager{180:63}; Sales{180:63}; Purchasing{180:63}; View Only{180:63}; "
+              "Payroll Clerk{180:63}; OrvaneApp{180:63,185:63}; Time Clock App{180:63}");
 }
 
 TEST_F(CatalogueImportTest, FeaturesMapToEntitlementsAndTheVersionName) {

@@ -156,15 +156,20 @@ std::string const kRich = R"({"format": 1, "product": "Test Product", "features"
              {"id": "F2", "defaultRoles": ["BASE_ROLE", "ADMIN", "CLERK"]}],
  "currentFlavor": "F2"})";
 
-// What the library reads of features, roles, grants and flavors is checked
-// through the store's import of inline catalogues; here, what only the host
-// answers: unknown ids, applications, the default role list and the summary.
+// What the library reads of features, roles and grants is checked through the
+// store's import of inline catalogues; here, what only the host answers.
 TEST_F(catalogue_load, LoadedCatalogueAnswersTheLookups) {
     ASSERT_EQ(Host::LoadCatalogueText(kRich, "rich.json").message, "");
     for (char const* unknown : {"8", "007", "base_role", "", static_cast<char const*>(nullptr)}) {
         EXPECT_FALSE(Defcat::Feature::FindByID(unknown) || Defcat::Role::FindByID(unknown) ||
                      Defcat::SDKApplication::FindByID(unknown));
     }
+    // "*" grants every feature, in ascending id order.
+    DefcatObjectPtrList<Defcat::Entitlement> grants;
+    DefcatObjectPtrList<Defcat::Feature> features;
+    Defcat::Role::FindByID("BASE_ROLE")->GetEntitlements(&grants, false);
+    grants[0]->GetFeatures(&features, false);
+    EXPECT_EQ(Ids(features), (std::vector<std::string>{"0", "7", "12", "100000"}));
     EXPECT_STREQ(Defcat::SDKApplication::FindByID("App1")->GetUseRole(), "CLERK");
     EXPECT_TRUE(Defcat::SDKApplication::FindByID("App2")->GetUseRole().IsEmpty());
     auto_init_ptr<Defcat::ProductFlavor> flavor = Defcat::ProductFlavor::GetCurrent();

@@ -107,13 +107,19 @@ inline std::string Dump(std::string const& only = std::string()) {
     return out.str();
 }
 
+// A record with one key set.
+template <class Record> Record With(void (Record::*set)(long), long value) {
+    Record record;
+    (record.*set)(value);
+    return record;
+}
+
 // Adds, through the record classes, two roles, three entitlements (0 is the
 // version record), three assignments and three masks.
 inline void AddSample() {
     for (auto r : {std::make_tuple(0, 1, 1, "Admin", "All rights"),
                    std::make_tuple(1, 3, 2, "Clerk's desk", "")}) {
-        DMUSRRole role;
-        role.SetRoleId(std::get<0>(r));
+        DMUSRRole role = With(&DMUSRRole::SetRoleId, std::get<0>(r));
         role.SetCategoryType(std::get<1>(r));
         role.SetIsVisible(static_cast<short>(std::get<2>(r)));
         role.SetName(std::get<3>(r));
@@ -122,8 +128,7 @@ inline void AddSample() {
     }
     for (auto e : {std::make_tuple(0, 0, 0, 0, "3"), std::make_tuple(10, 2, 65536, 1, "Checks"),
                    std::make_tuple(100012, 4, -1, 2, "Banking")}) {
-        DMUSREntitlement entitlement;
-        entitlement.SetEntitlementId(std::get<0>(e));
+        DMUSREntitlement entitlement = With(&DMUSREntitlement::SetEntitlementId, std::get<0>(e));
         entitlement.SetCategoryType(std::get<1>(e));
         entitlement.SetAttributesId(std::get<2>(e));
         entitlement.SetIsVisible(static_cast<short>(std::get<3>(e)));
@@ -132,15 +137,13 @@ inline void AddSample() {
         ASSERT_TRUE(entitlement.Add(nullptr).Succeeded());
     }
     for (auto a : {std::make_pair(100, 0), std::make_pair(100, 1), std::make_pair(200, 1)}) {
-        DMUSRUserRole assignment;
-        assignment.SetUserId(a.first);
+        DMUSRUserRole assignment = With(&DMUSRUserRole::SetUserId, a.first);
         assignment.SetRoleId(a.second);
         ASSERT_TRUE(assignment.Add(nullptr).Succeeded());
     }
     for (auto m :
          {std::make_tuple(0, 10, -1), std::make_tuple(1, 10, 7), std::make_tuple(1, 100012, 17)}) {
-        DMUSRRoleAction mask;
-        mask.SetRoleId(std::get<0>(m));
+        DMUSRRoleAction mask = With(&DMUSRRoleAction::SetRoleId, std::get<0>(m));
         mask.SetEntitlementId(std::get<1>(m));
         mask.SetActionType(std::get<2>(m));
         ASSERT_TRUE(mask.Add(nullptr).Succeeded());
@@ -169,58 +172,45 @@ struct RecordOperation {
 // name. On the sample each one reads a record or changes a table.
 inline std::vector<RecordOperation> AllRecordOperations() {
     static long count;
-    auto role = [](long id) {
-        DMUSRRole r;
-        r.SetRoleId(id);
-        return r;
-    };
-    auto ent = [](long id) {
-        DMUSREntitlement e;
-        e.SetEntitlementId(id);
-        return e;
-    };
-    auto user = [](long userKey) {
-        DMUSRUserRole u;
-        u.SetUserId(userKey);
-        u.SetRoleId(1);
-        return u;
-    };
+    using E = DMUSREntitlement;
+    using R = DMUSRRole;
+    using U = DMUSRUserRole;
+    using M = DMUSRRoleAction;
     auto mask = [](long roleId) {
-        DMUSRRoleAction a;
-        a.SetRoleId(roleId);
+        M a = With(&M::SetRoleId, roleId);
         a.SetEntitlementId(10);
         return a;
     };
     return {
-        {"DMUSRRole::Load", [=] { return role(0).Load(1, nullptr); }},
-        {"DMUSRRole::Add", [=] { return role(40).Add(nullptr); }},
-        {"DMUSRRole::Delete", [=] { return role(1).Delete(nullptr); }},
-        {"DMUSRRole::DeleteAll", [=] { return role(0).DeleteAll(nullptr); }},
-        {"DMUSRRole::GetCount", [=] { return role(0).GetCount(&count, nullptr); }},
-        {"DMUSREntitlement::Load", [=] { return ent(0).Load(10, nullptr); }},
-        {"DMUSREntitlement::Add", [=] { return ent(40).Add(nullptr); }},
-        {"DMUSREntitlement::Update", [=] { return ent(10).Update(nullptr); }},
-        {"DMUSREntitlement::Delete", [=] { return ent(10).Delete(nullptr); }},
-        {"DMUSREntitlement::DeleteAll", [=] { return ent(0).DeleteAll(nullptr); }},
-        {"DMUSREntitlement::GetCount", [=] { return ent(0).GetCount(&count, nullptr); }},
-        {"DMUSRUserRole::Load", [=] { return user(0).Load(100, 1, nullptr); }},
-        {"DMUSRUserRole::Add", [=] { return user(40).Add(nullptr); }},
-        {"DMUSRUserRole::DeleteByRoleId", [=] { return user(0).DeleteByRoleId(1, nullptr); }},
-        {"DMUSRUserRole::DeleteByUserId", [=] { return user(0).DeleteByUserId(100, nullptr); }},
-        {"DMUSRUserRole::DeleteAll", [=] { return user(0).DeleteAll(nullptr); }},
+        {"DMUSRRole::Load", [] { return R().Load(1, nullptr); }},
+        {"DMUSRRole::Add", [] { return With(&R::SetRoleId, 40).Add(nullptr); }},
+        {"DMUSRRole::Delete", [] { return With(&R::SetRoleId, 1).Delete(nullptr); }},
+        {"DMUSRRole::DeleteAll", [] { return R().DeleteAll(nullptr); }},
+        {"DMUSRRole::GetCount", [] { return R().GetCount(&count, nullptr); }},
+        {"DMUSREntitlement::Load", [] { return E().Load(10, nullptr); }},
+        {"DMUSREntitlement::Add", [] { return With(&E::SetEntitlementId, 40).Add(nullptr); }},
+        {"DMUSREntitlement::Update", [] { return With(&E::SetEntitlementId, 10).Update(nullptr); }},
+        {"DMUSREntitlement::Delete", [] { return With(&E::SetEntitlementId, 10).Delete(nullptr); }},
+        {"DMUSREntitlement::DeleteAll", [] { return E().DeleteAll(nullptr); }},
+        {"DMUSREntitlement::GetCount", [] { return E().GetCount(&count, nullptr); }},
+        {"DMUSRUserRole::Load", [] { return U().Load(100, 1, nullptr); }},
+        {"DMUSRUserRole::Add", [] { return With(&U::SetUserId, 40).Add(nullptr); }},
+        {"DMUSRUserRole::DeleteByRoleId", [] { return U().DeleteByRoleId(1, nullptr); }},
+        {"DMUSRUserRole::DeleteByUserId", [] { return U().DeleteByUserId(100, nullptr); }},
+        {"DMUSRUserRole::DeleteAll", [] { return U().DeleteAll(nullptr); }},
         {"DMUSRUserRole::GetUserRoleCountByUserId",
-         [=] { return user(0).GetUserRoleCountByUserId(&count, 100, nullptr); }},
+         [] { return U().GetUserRoleCountByUserId(&count, 100, nullptr); }},
         {"DMUSRUserRole::GetUserRoleCountByRoleId",
-         [=] { return user(0).GetUserRoleCountByRoleId(&count, 1, nullptr); }},
-        {"DMUSRRoleAction::Load", [=] { return mask(0).Load(1, 10, nullptr); }},
+         [] { return U().GetUserRoleCountByRoleId(&count, 1, nullptr); }},
+        {"DMUSRRoleAction::Load", [] { return M().Load(1, 10, nullptr); }},
         {"DMUSRRoleAction::Add", [=] { return mask(40).Add(nullptr); }},
         {"DMUSRRoleAction::Update", [=] { return mask(1).Update(nullptr); }},
-        {"DMUSRRoleAction::Delete", [=] { return mask(0).Delete(1, nullptr); }},
+        {"DMUSRRoleAction::Delete", [] { return M().Delete(1, nullptr); }},
         {"DMUSRRoleAction::DeleteByEntitlementId",
-         [=] { return mask(0).DeleteByEntitlementId(10, nullptr); }},
-        {"DMUSRRoleAction::DeleteAll", [=] { return mask(0).DeleteAll(nullptr); }},
+         [] { return M().DeleteByEntitlementId(10, nullptr); }},
+        {"DMUSRRoleAction::DeleteAll", [] { return M().DeleteAll(nullptr); }},
         {"DMUSRRoleAction::GetRoleActionCountByRoleId",
-         [=] { return mask(0).GetRoleActionCountByRoleId(&count, 1, nullptr); }},
+         [] { return M().GetRoleActionCountByRoleId(&count, 1, nullptr); }},
     };
 }
 
