@@ -130,10 +130,11 @@ int PermissionManager::SetDynamicEntitlement(TString child, TString parent,
         return PM_ERROR;
     }
     URPStoreBase* db = URPStore;
-    if (db == nullptr) {
-        PM_RAISE("db != NULL");
-        return PM_ERROR; // nothing to read or write, whatever the handler said
+    if (db == nullptr && !PM_RAISE("db != NULL")) {
+        return PM_ERROR;
     }
+    // Past an accepted "db != NULL" every role's first read fails: no roles,
+    // or a mode that does nothing, still give PM_OK.
 
     if (mode == EActionSettingInherit) {
         // A role with trouble does not stop the others; the last failure is
@@ -142,8 +143,9 @@ int PermissionManager::SetDynamicEntitlement(TString child, TString parent,
         if (RoleCache != nullptr) {
             for (RoleObject const& role : *RoleCache) {
                 long action = 0;
-                int status =
-                    db->URPSReadRoleActionAssociation(role.GetId(), parentEDef.GetId(), &action);
+                int status = db == nullptr ? PM_ERROR
+                                           : db->URPSReadRoleActionAssociation(
+                                                 role.GetId(), parentEDef.GetId(), &action);
                 if (status == PM_OK) {
                     status =
                         db->URPSAddRoleActionAssociation(role.GetId(), childEDef.GetId(), action);
@@ -160,6 +162,9 @@ int PermissionManager::SetDynamicEntitlement(TString child, TString parent,
         // reconciled.
         if (RoleCache != nullptr) {
             for (RoleObject const& role : *RoleCache) {
+                if (db == nullptr) {
+                    return PM_ERROR;
+                }
                 int result = ReconcileRole(*this, *db, role.GetId(), parentEDef, childEDef);
                 if (result != PM_OK) {
                     return result;
