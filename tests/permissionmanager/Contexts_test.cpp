@@ -2,7 +2,6 @@
 // tables of integrated applications, and every line they log.
 #include "support/CompanyFixture.h"
 #include "support/LogProbe.h"
-#include "support/PermissionManagerTestAccess.h"
 #include "support/VerifyProbe.h"
 
 #include <host/records/FaultPlan.h>
@@ -18,7 +17,6 @@ using Table = std::unique_ptr<std::map<int, long>>;
 
 class ContextsTest : public PMTest::CompanyFixture {
 protected:
-    PM::PermissionManagerTestAccess Access() { return PM::PermissionManagerTestAccess(Manager()); }
     // The chain from the current context down, "App<Tallyframe"; a context
     // met again is shown in brackets and ends the walk.
     std::string Chain() {

@@ -1,11 +1,11 @@
 // The entitlement tree as one role sees it, and merged sections under headings.
 #include "support/CompanyFixture.h"
-#include "support/PermissionManagerTestAccess.h"
 #include "support/VerifyProbe.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -65,16 +65,13 @@ protected:
 
 TEST_F(ListingsTest, TheTreeHasChildrenBehindParentsAndTheRolesMasks) {
     char const cached[] = "Empty:0|Sales:0!|Estimates:0|Invoices:0|Vendors:0|Bills:0";
-    struct Case {
-        int roleId;
-        char const* listing;
-    } const cases[] = {{-1, cached},
-                       {-7, cached},
-                       {99, "null"},
-                       {1, "Empty:0|Sales:0!|Estimates:0|Invoices:1|Vendors:0|Bills:3"}};
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.roleId);
-        EXPECT_EQ(c.listing, Render(Manager().GetSortedEntitlements(c.roleId)));
+    std::pair<int, char const*> const cases[] = {
+        {-1, cached},
+        {-7, cached},
+        {99, "null"},
+        {1, "Empty:0|Sales:0!|Estimates:0|Invoices:1|Vendors:0|Bills:3"}};
+    for (auto const& [roleId, listing] : cases) {
+        EXPECT_EQ(listing, Render(Manager().GetSortedEntitlements(roleId))) << roleId;
     }
 }
 
@@ -105,7 +102,7 @@ TEST_F(ListingsTest, AnAddedDynamicEntitlementStandsAfterItsLoadedSiblingsUntilI
     added.SetAction(5);
     added.SetAttrs(637);
     ASSERT_EQ(PM_OK, Manager().GetURPStore()->URPSAddEntitlementToDB(added));
-    ASSERT_EQ(PM_OK, PM::PermissionManagerTestAccess(Manager()).AddEntitlementCacheEntry(added));
+    ASSERT_EQ(PM_OK, Access().AddEntitlementCacheEntry(added));
     // No stored mask for the role: the cached action.
     EXPECT_EQ("[V@100002 0,0,010]|Bills:63|Aardvark:5", Merge(0, {100002}, {"V"}));
     ASSERT_EQ(PM_OK, Manager().Init());

@@ -63,4 +63,27 @@ int CompanyFixture::EntitlementId(char const* name) {
     return id;
 }
 
+std::string CompanyFixture::Masks(std::vector<int> const& roles, std::vector<int> const& ids) {
+    std::string text;
+    for (int role : roles) {
+        for (int id : ids) {
+            long mask = 0;
+            bool found = Manager().GetRoleActionAssociation(role, id, &mask) == PM_OK;
+            text += (text.empty() ? "" : ",") + (found ? std::to_string(mask) : "-");
+        }
+    }
+    return text;
+}
+
+void CompanyFixture::SetMasks(std::vector<int> const& roles, std::vector<int> const& ids,
+                              std::vector<long> const& masks) {
+    for (int role : roles) {
+        for (std::size_t i = 0; i < ids.size(); ++i) {
+            EXPECT_EQ(PM_OK, Manager().GetURPStore()->URPSUpdateRoleActionAssociation(role, ids[i],
+                                                                                      masks[i]))
+                << role << "/" << ids[i];
+        }
+    }
+}
+
 } // namespace PMTest

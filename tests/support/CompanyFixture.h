@@ -3,11 +3,14 @@
 // and the company-file user manager installed.
 #pragma once
 
+#include "support/PermissionManagerTestAccess.h"
+
 #include <PM/PermissionManager.h>
 
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace PMTest {
 
@@ -26,6 +29,8 @@ protected:
     void TearDown() override;
 
     PM::PermissionManager& Manager() { return PM::PermissionManager::GetThePermissionManager(); }
+    // Made afresh on each call: a new company replaces the singleton.
+    PM::PermissionManagerTestAccess Access() { return PM::PermissionManagerTestAccess(Manager()); }
     // Adds a user to the company file; returns the host user id.
     int AddUser(char const* name, bool isAdmin = false);
     // The id of the role with this name in the role cache; fails the test
@@ -34,6 +39,13 @@ protected:
     // The id of the entitlement with this (full) name; fails the test when
     // there is none.
     int EntitlementId(char const* name);
+    // The stored masks of the roles on the ids, role by role, joined by ","
+    // ("-" where a role has no mask row).
+    std::string Masks(std::vector<int> const& roles, std::vector<int> const& ids);
+    // Writes the mask of every role in roles on every id; fails the test when
+    // a write fails.
+    void SetMasks(std::vector<int> const& roles, std::vector<int> const& ids,
+                  std::vector<long> const& masks);
 
     int adminUser = -1;
 

@@ -5,6 +5,7 @@
 
 #include <map>
 #include <set>
+#include <string>
 #include <vector>
 
 namespace PM {
@@ -12,6 +13,18 @@ namespace PM {
 class PermissionManagerTestAccess {
 public:
     explicit PermissionManagerTestAccess(PermissionManager& manager) : m_Manager(manager) {}
+
+    // "initialised/user/store and class/cache rows/sorted rows/roles/contexts",
+    // "-" for a null list, "+" for a current context.
+    std::string State() {
+        PermissionManager& m = m_Manager;
+        auto rows = [](auto* list) { return list ? std::to_string(list->size()) : "-"; };
+        return std::to_string(m.IsInitialized()) + "/" + std::to_string(m.GetEstablishedUser()) +
+               "/" + (m.GetURPStore() ? "store" : "none") + std::to_string(m.GetDSAccessType()) +
+               "/" + rows(m.GetEntitlementCache()) + "/" + rows(&m.SortedEntitlements) + "/" +
+               rows(m.GetRoleCache()) + "/" + rows(m.GetContextCache()) +
+               (m.GetCurrentContext() ? "+" : "");
+    }
 
     std::map<int, long>* GetCurrentActionCache() { return m_Manager.GetCurrentActionCache(); }
     void ClearContextCache() { m_Manager.ClearContextCache(); }
