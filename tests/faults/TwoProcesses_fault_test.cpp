@@ -7,11 +7,9 @@
 #include "FaultLoop.h"
 
 #include "host/records/RecordsTesting.h"
-#include "support/PermissionManagerTestAccess.h"
 #include "support/VerifyProbe.h"
 
 #include <host/records/CompanyFile.h>
-#include <host/users/CompanyUsers.h>
 
 #include <gtest/gtest.h>
 
@@ -39,34 +37,14 @@ std::string Writer(std::string const& arguments) {
     return output;
 }
 
-std::string IntegrityCheck() {
-    sqlite3_stmt* statement = nullptr;
-    sqlite3_prepare_v2(Host::CurrentCompanyFileHandle(), "PRAGMA integrity_check", -1, &statement,
-                       nullptr);
-    std::string report;
-    while (sqlite3_step(statement) == SQLITE_ROW) {
-        report += reinterpret_cast<char const*>(sqlite3_column_text(statement, 0));
-    }
-    sqlite3_finalize(statement);
-    return report;
-}
-
 class TwoProcessesFaultTest : public ::testing::Test {
 protected:
-    // A company file on disk, filled by the defaults, with the clerk holding
-    // role 2; open, with the manager initialised.
+    // The default company in a file on disk, open, with the manager
+    // initialised.
     void SetUp() override {
-        PM_UninitComponent();
-        Host::CloseCompanyFile();
         LoadCatalogue(kSmallCatalogue);
-        ASSERT_TRUE(Host::CreateCompanyFile(path).ok);
-        Host::UseCompanyUserManager();
-        std::string error;
-        ASSERT_NE(-1, Host::AddCompanyUser("admin", true, &error));
-        clerk = Host::AddCompanyUser("clerk", false, &error);
-        PM_InitComponent();
-        ASSERT_EQ(PM_OK, Manager().SetDefaultRoles());
-        ASSERT_EQ(PM_OK, Manager().SetRoleForUser(clerk, 2));
+        OpenDefaultCompany(path);
+        clerk = UserId("clerk");
     }
     void TearDown() override {
         PM_UninitComponent();

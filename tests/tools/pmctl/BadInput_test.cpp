@@ -1,5 +1,6 @@
 // Every kind of bad input: exit code 2, a message that names the fault and
-// the file, and the company file byte for byte as it was.
+// the file, and the company file byte for byte as it was. A file that is not
+// a company file is refused before any of them is looked at, untouched.
 #include "PmctlTesting.h"
 
 #include <filesystem>
@@ -11,7 +12,7 @@ using namespace Pmctl;
 
 struct Case {
     char const* what;
-    std::function<int(FileArgs const&, Io)> run;
+    PmctlTesting::Command run;
     char const* message; // after "pmctl: FILE: "
 };
 
@@ -82,33 +83,25 @@ Case const kCases[] = {
 class BadInputTest : public PmctlTesting::CommandTest {};
 
 TEST_F(BadInputTest, ExitsWithTwoAndLeavesTheFileAsItWas) {
-    std::string before = PmctlTesting::ReadBytes(m_File);
+    std::string const before = PmctlTesting::ReadBytes(m_File);
+    std::string const notes = Scratch("notes.pmco");
+    std::ofstream(notes) << "not a company file\n";
     for (Case const& c : kCases) {
         SCOPED_TRACE(c.what);
-        PmctlTesting::Result result =
-            PmctlTesting::Capture([&](Io io) { return c.run(File(), io); });
+        PmctlTesting::Result result = Run(c.run);
         EXPECT_EQ(kExitBadInput, result.code);
         EXPECT_EQ("pmctl: " + m_File + ": " + c.message + "\n", result.err);
         EXPECT_EQ("", result.out);
         EXPECT_FALSE(std::filesystem::exists(m_File + "-wal"));
         EXPECT_TRUE(before == PmctlTesting::ReadBytes(m_File));
-    }
-}
 
-TEST_F(BadInputTest, AFileThatIsNotACompanyFileIsRefusedUntouched) {
-    std::string path = Scratch("notes.pmco");
-    std::ofstream(path) << "not a company file\n";
-    for (Case const& c : kCases) {
-        SCOPED_TRACE(c.what);
-        PmctlTesting::Result result = PmctlTesting::Capture([&](Io io) {
-            return c.run({path, "", false}, io);
-        });
+        result = PmctlTesting::Capture([&](Io io) { return c.run({notes, "", false}, io); });
         EXPECT_EQ(kExitBadInput, result.code);
-        EXPECT_EQ("pmctl: Cannot open company file '" + path +
+        EXPECT_EQ("pmctl: Cannot open company file '" + notes +
                       "': it is not an SQLite database (its first 16 bytes are not \"SQLite "
                       "format 3\").\n",
                   result.err);
-        EXPECT_EQ("not a company file\n", PmctlTesting::ReadBytes(path));
+        EXPECT_EQ("not a company file\n", PmctlTesting::ReadBytes(notes));
     }
 }
 

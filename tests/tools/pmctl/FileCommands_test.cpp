@@ -1,8 +1,6 @@
 // pmctl create, info, upgrade and reset on real company files.
 #include "PmctlTesting.h"
 
-#include <nlohmann/json.hpp>
-
 #include <fstream>
 
 namespace {
@@ -18,6 +16,9 @@ protected:
             Capture([&](Pmctl::Io io) { return Pmctl::InfoCommand(args, io); });
         EXPECT_EQ(0, info.code) << info.err;
         return nlohmann::json::parse(info.out);
+    }
+    static int Create(Pmctl::FileArgs const& args) {
+        return Capture([&](Pmctl::Io io) { return Pmctl::CreateCommand(args, "admin", io); }).code;
     }
     // The shipped catalogue with another permission data version.
     std::string CatalogueWithVersion(int version) {
@@ -60,8 +61,7 @@ TEST_F(FileCommandsTest, CreateMakesTheDefaultsAndNeverOverwrites) {
 
 TEST_F(FileCommandsTest, OpeningWithANewerCatalogueUpgradesOnceAndAnOlderOneIsRefused) {
     Pmctl::FileArgs old{Scratch("old.pmco"), CatalogueWithVersion(26), false};
-    ASSERT_EQ(0,
-              Capture([&](Pmctl::Io io) { return Pmctl::CreateCommand(old, "admin", io); }).code);
+    ASSERT_EQ(0, Create(old));
     Pmctl::FileArgs current{old.file, "", false};
 
     PmctlTesting::Result upgrade =
@@ -85,16 +85,14 @@ TEST_F(FileCommandsTest, OpeningWithANewerCatalogueUpgradesOnceAndAnOlderOneIsRe
     EXPECT_EQ(before, ReadBytes(old.file));
 
     Pmctl::FileArgs other{Scratch("other.pmco"), CatalogueWithVersion(26), false};
-    ASSERT_EQ(0,
-              Capture([&](Pmctl::Io io) { return Pmctl::CreateCommand(other, "admin", io); }).code);
+    ASSERT_EQ(0, Create(other));
     nlohmann::json opened = Info(Pmctl::FileArgs{other.file, "", false});
     EXPECT_EQ(26, opened["storedVersion"]);
     EXPECT_EQ(true, opened["upgradedOnOpen"]);
 }
 
 TEST_F(FileCommandsTest, ResetLeavesOnlyTheAdministratorWithARole) {
-    PmctlTesting::Result reset =
-        Capture([&](Pmctl::Io io) { return Pmctl::ResetCommand(File(), io); });
+    PmctlTesting::Result reset = Run(Pmctl::ResetCommand);
     ASSERT_EQ(0, reset.code) << reset.err;
     EXPECT_NE(std::string::npos,
               reset.out.find("  admin: Admin\n  carol: no role\n  dave: no role\n"))

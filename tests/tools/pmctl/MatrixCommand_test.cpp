@@ -2,14 +2,10 @@
 // entitlement and one column per role.
 #include "PmctlTesting.h"
 
-#include <nlohmann/json.hpp>
-
 #include <regex>
 #include <set>
 
 namespace {
-
-using PmctlTesting::Capture;
 
 // The first fault in the nesting of the page's tags, or "" when every tag
 // that opens is closed in order (void elements excepted).
@@ -53,11 +49,12 @@ TEST_F(MatrixCommandTest, ThePageHoldsEveryVisibleEntitlementAndEveryRole) {
     std::string html = Scratch("roles.html");
     std::string csv = Scratch("roles.csv");
     PmctlTesting::Result matrix =
-        Capture([&](Pmctl::Io io) { return Pmctl::MatrixCommand(File(), html, csv, false, io); });
+        Run([&](auto& f, Pmctl::Io io) { return Pmctl::MatrixCommand(f, html, csv, false, io); });
     ASSERT_EQ(0, matrix.code) << matrix.err;
-    PmctlTesting::Result show =
-        Capture([&](Pmctl::Io io) { return Pmctl::RolesShowCommand(File(true), "Admin", io); });
-    std::size_t rows = nlohmann::json::parse(show.out)["entitlements"].size();
+    std::size_t const rows = Json([](auto& f, Pmctl::Io io) {
+                                 return Pmctl::RolesShowCommand(f, "Admin", io);
+                             })["entitlements"]
+                                 .size();
     EXPECT_EQ("wrote " + html + ": " + std::to_string(rows) + " entitlements, 8 roles\nwrote " +
                   csv + ": " + std::to_string(rows) + " entitlements, 8 roles\n",
               matrix.out);

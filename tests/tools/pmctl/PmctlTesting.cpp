@@ -3,8 +3,6 @@
 
 #include <host/records/CompanyFileJournal.h>
 
-#include <nlohmann/json.hpp>
-
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -79,11 +77,29 @@ void CommandTest::SetUp() {
     fs::copy_file(Template(), m_File);
 }
 
-long CommandTest::RoleMask(char const* role, char const* entitlement) {
-    Result show =
-        Capture([&](Pmctl::Io io) { return Pmctl::RolesShowCommand(File(true), role, io); });
-    EXPECT_EQ(0, show.code) << show.err;
-    nlohmann::json const json = nlohmann::json::parse(show.out);
+Result CommandTest::Run(Command const& command, bool json) const {
+    return Capture([&](Pmctl::Io io) { return command(File(json), io); });
+}
+
+nlohmann::json CommandTest::Json(Command const& command) const {
+    Result result = Run(command, true);
+    EXPECT_EQ(0, result.code) << result.err;
+    return result.code == 0 ? nlohmann::json::parse(result.out) : nlohmann::json();
+}
+
+void CommandTest::RunSteps(std::vector<Step> const& steps,
+                           std::function<std::string()> const& state) const {
+    for (Step const& step : steps) {
+        SCOPED_TRACE(step.what);
+        Result result = Run(step.run);
+        EXPECT_EQ(step.code, result.code) << result.err;
+        EXPECT_EQ(step.state, state());
+    }
+}
+
+long CommandTest::RoleMask(char const* role, char const* entitlement) const {
+    nlohmann::json const json =
+        Json([&](auto& f, Pmctl::Io io) { return Pmctl::RolesShowCommand(f, role, io); });
     for (nlohmann::json const& row : json["entitlements"]) {
         if (row["name"] == entitlement) {
             return row["mask"];

@@ -6,6 +6,7 @@
 #include "Commands.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <functional>
 #include <sstream>
@@ -22,6 +23,9 @@ struct Result {
 
 Result Capture(std::function<int(Pmctl::Io)> const& command);
 
+// A command on the company file given by its arguments.
+using Command = std::function<int(Pmctl::FileArgs const&, Pmctl::Io)>;
+
 std::string ReadBytes(std::string const& path);
 std::string ShippedCatalogue();
 
@@ -36,9 +40,23 @@ protected:
     std::string Scratch(std::string const& name) const { return m_Dir + "/" + name; }
     // The company file's arguments, with --json when asked for.
     Pmctl::FileArgs File(bool json = false) const { return {m_File, "", json}; }
+    // Runs the command on the company file, with --json when asked for.
+    Result Run(Command const& command, bool json = false) const;
+    // Runs the command with --json; a failure unless it exits 0; its output parsed.
+    nlohmann::json Json(Command const& command) const;
     // The role's mask on the entitlement as roles show gives it; -1 (and a
     // failure) when the entitlement is not in the role's tree.
-    long RoleMask(char const* role, char const* entitlement);
+    long RoleMask(char const* role, char const* entitlement) const;
+
+    // Runs each step in turn on the company file; after each, its exit code
+    // and what state() then renders of the file.
+    struct Step {
+        char const* what;
+        Command run;
+        int code;
+        char const* state;
+    };
+    void RunSteps(std::vector<Step> const& steps, std::function<std::string()> const& state) const;
 
     std::string m_Dir;
     std::string m_File;

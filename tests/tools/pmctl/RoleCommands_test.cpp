@@ -1,34 +1,30 @@
-// pmctl roles: the tree drawing, show and delete.
+// pmctl roles: the tree drawing, show, delete, list, edit and copy.
 #include "EntitlementTree.h"
 #include "PmctlTesting.h"
 
-#include <nlohmann/json.hpp>
-
+#include <fstream>
 #include <map>
 
 namespace {
 
-using PmctlTesting::Capture;
+using namespace Pmctl;
 
 TEST(TreePrefixesTest, EachRowHangsFromItsParentAndTheLastChildClosesTheBranch) {
     // depths: A, A1, A1a, A2, B, B1
-    std::vector<Pmctl::TreeRow> rows;
+    std::vector<TreeRow> rows;
     for (int depth : {0, 1, 2, 1, 0, 1}) {
         rows.push_back({0, 0, depth, "", 0});
     }
     std::vector<std::string> expected = {
         "├── ", "│   ├── ", "│   │   └── ", "│   └── ", "└── ", "    └── ",
     };
-    EXPECT_EQ(expected, Pmctl::TreePrefixes(rows));
+    EXPECT_EQ(expected, TreePrefixes(rows));
 }
 
 class RoleCommandsTest : public PmctlTesting::CommandTest {};
 
 TEST_F(RoleCommandsTest, ShowListsTheVisibleTreeParentsFirstWithTheRolesActions) {
-    PmctlTesting::Result show =
-        Capture([&](Pmctl::Io io) { return Pmctl::RolesShowCommand(File(true), "Sales", io); });
-    ASSERT_EQ(0, show.code) << show.err;
-    nlohmann::json json = nlohmann::json::parse(show.out);
+    nlohmann::json json = Json([](auto& f, Io io) { return RolesShowCommand(f, "Sales", io); });
     EXPECT_EQ(4, json["role"]["id"]);
     std::map<int, int> depthOf = {{100000, -1}};
     std::map<std::string, int> maskOf;
@@ -43,8 +39,7 @@ TEST_F(RoleCommandsTest, ShowListsTheVisibleTreeParentsFirstWithTheRolesActions)
     EXPECT_EQ(0, maskOf["Bills"]);
     EXPECT_EQ(0u, maskOf.count("PermissionData")); // invisible
 
-    PmctlTesting::Result text =
-        Capture([&](Pmctl::Io io) { return Pmctl::RolesShowCommand(File(), "4", io); });
+    PmctlTesting::Result text = Run([](auto& f, Io io) { return RolesShowCommand(f, "4", io); });
     ASSERT_EQ(0, text.code) << text.err;
     EXPECT_EQ(0u, text.out.find("Sales (role 4)\n├── Accounting "));
     EXPECT_EQ(json["entitlements"].size() + 1, std::count(text.out.begin(), text.out.end(), '\n'));
@@ -52,14 +47,51 @@ TEST_F(RoleCommandsTest, ShowListsTheVisibleTreeParentsFirstWithTheRolesActions)
 
 TEST_F(RoleCommandsTest, DeleteTakesTheRoleFromItsUsers) {
     PmctlTesting::Result deleted =
-        Capture([&](Pmctl::Io io) { return Pmctl::RolesDeleteCommand(File(), "Purchasing", io); });
+        Run([](auto& f, Io io) { return RolesDeleteCommand(f, "Purchasing", io); });
     EXPECT_EQ(0, deleted.code) << deleted.err;
     EXPECT_EQ("deleted the role Purchasing (role 5); it was taken from dave\n", deleted.out);
-    PmctlTesting::Result explain = Capture(
-        [&](Pmctl::Io io) { return Pmctl::ExplainCommand(File(true), "dave", "Bills", io); });
-    nlohmann::json roles = nlohmann::json::parse(explain.out)["roles"];
+    nlohmann::json roles =
+        Json([](auto& f, Io io) { return ExplainCommand(f, "dave", "Bills", io); })["roles"];
     ASSERT_EQ(1u, roles.size());
     EXPECT_EQ("Payroll Clerk", roles[0]["name"]);
+}
+
+TEST_F(RoleCommandsTest, EditSetsTheNamedMasksFromGrantsAndJsonAndSlavesFollowTheirMaster) {
+    std::string grants = Scratch("grants.json");
+    std::ofstream(grants) << R"({"Bills": ["view", "print"], "Journal Entries": 63, "9": "none"})";
+    PmctlTesting::Result edit = Run([&](auto& f, Io io) {
+        return RolesEditCommand(f, "Sales", {"Estimates=view,create", "Invoices=view"}, grants, io);
+    });
+    ASSERT_EQ(0, edit.code) << edit.err;
+    EXPECT_EQ(0u, edit.out.find("saved the role Sales:\n"));
+    std::pair<char const*, long> const expected[] = {
+        {"Estimates", 3},        {"Invoices", 1},           {"Bills", 17},
+        {"Journal Entries", 63}, {"Reversing Entries", 63}, // slave of Journal Entries
+        {"Customer Credits", 0}, {"Customer Refunds", 0},   // by id, with its slave
+        {"Sales Receipts", 63},                             // not named: kept
+    };
+    for (auto const& [entitlement, mask] : expected) {
+        SCOPED_TRACE(entitlement);
+        EXPECT_EQ(mask, RoleMask("Sales", entitlement));
+    }
+}
+
+TEST_F(RoleCommandsTest, CopyMakesANewRoleWithTheSameMasksAndListShowsIt) {
+    PmctlTesting::Result copy =
+        Run([](auto& f, Io io) { return RolesCopyCommand(f, "Sales", "Sales East", io); });
+    ASSERT_EQ(0, copy.code) << copy.err;
+    EXPECT_EQ("copied Sales to Sales East (role 8)\n", copy.out);
+    EXPECT_EQ(Json([](auto& f, Io io) { return RolesShowCommand(f, "Sales", io); })["entitlements"],
+              Json([](auto& f, Io io) { return RolesShowCommand(f, "8", io); })["entitlements"]);
+    std::string names;
+    for (nlohmann::json const &role :
+         Json([](auto&f, Io io) { return RolesListCommand(f, false, io); })) {
+        names +=
+            role["name"].get<std::string>() + ":" + std::to_string(role["users"].get<int>()) + " ";
+    }
+    EXPECT_EQ("Admin:1 Bookkeeper:0 External Accountant:0 Payroll Clerk:1 Payroll Manager:0 "
+              "Purchasing:1 Sales:1 Sales East:0 View Only:0 ",
+              names);
 }
 
 } // namespace

@@ -1,21 +1,16 @@
 // pmctl users, assign, unassign, check and explain.
 #include "PmctlTesting.h"
 
-#include <nlohmann/json.hpp>
-
 namespace {
 
-using PmctlTesting::Capture;
+using namespace Pmctl;
 
 class UserCommandsTest : public PmctlTesting::CommandTest {
 protected:
     // "name:Role,Role" for each user, in id order, joined by "; ".
-    std::string Holdings() {
-        PmctlTesting::Result list =
-            Capture([&](Pmctl::Io io) { return Pmctl::UsersListCommand(File(true), io); });
-        EXPECT_EQ(0, list.code) << list.err;
+    std::string Holdings() const {
         std::string text;
-        for (nlohmann::json const& user : nlohmann::json::parse(list.out)) {
+        for (nlohmann::json const& user : Json(UsersListCommand)) {
             text += (text.empty() ? "" : "; ") + user["name"].get<std::string>() + ":";
             char const* separator = "";
             for (nlohmann::json const& role : user["roles"]) {
@@ -28,39 +23,30 @@ protected:
 };
 
 TEST_F(UserCommandsTest, EachStepChangesTheHoldingsAsTold) {
-    struct Step {
-        char const* what;
-        std::function<int(Pmctl::FileArgs const&, Pmctl::Io)> run;
-        int code;
-        char const* holdings;
-    };
-    using namespace Pmctl;
-    Step const steps[] = {
-        {"add erin", [](auto& f, Io io) { return UsersAddCommand(f, "erin", false, io); }, 0,
-         "admin:Admin; carol:Sales; dave:Purchasing,Payroll Clerk; erin:"},
-        {"assign by ids", [](auto& f, Io io) { return AssignCommand(f, "104", "6", io); }, 0,
-         "admin:Admin; carol:Sales; dave:Purchasing,Payroll Clerk; erin:View Only"},
-        {"assign again", [](auto& f, Io io) { return AssignCommand(f, "erin", "view only", io); },
-         0, "admin:Admin; carol:Sales; dave:Purchasing,Payroll Clerk; erin:View Only"},
-        {"unassign one of two",
-         [](auto& f, Io io) { return UnassignCommand(f, "dave", "Purchasing", io); }, 0,
-         "admin:Admin; carol:Sales; dave:Payroll Clerk; erin:View Only"},
-        {"unassign all", [](auto& f, Io io) { return UnassignCommand(f, "erin", "", io); }, 0,
-         "admin:Admin; carol:Sales; dave:Payroll Clerk; erin:"},
-        {"remove carol", [](auto& f, Io io) { return UsersRemoveCommand(f, "carol", io); }, 0,
-         "admin:Admin; dave:Payroll Clerk; erin:"},
-        {"add a second admin", [](auto& f, Io io) { return UsersAddCommand(f, "root", true, io); },
-         0, "admin:Admin; dave:Payroll Clerk; erin:; root:"},
-        {"remove the first admin",
-         [](auto& f, Io io) { return UsersRemoveCommand(f, "admin", io); }, 0,
-         "dave:Payroll Clerk; erin:; root:"},
-    };
-    for (Step const& step : steps) {
-        SCOPED_TRACE(step.what);
-        PmctlTesting::Result result = Capture([&](Io io) { return step.run(File(), io); });
-        EXPECT_EQ(step.code, result.code) << result.err;
-        EXPECT_EQ(step.holdings, Holdings());
-    }
+    RunSteps(
+        {
+            {"add erin", [](auto& f, Io io) { return UsersAddCommand(f, "erin", false, io); }, 0,
+             "admin:Admin; carol:Sales; dave:Purchasing,Payroll Clerk; erin:"},
+            {"assign by ids", [](auto& f, Io io) { return AssignCommand(f, "104", "6", io); }, 0,
+             "admin:Admin; carol:Sales; dave:Purchasing,Payroll Clerk; erin:View Only"},
+            {"assign again",
+             [](auto& f, Io io) { return AssignCommand(f, "erin", "view only", io); }, 0,
+             "admin:Admin; carol:Sales; dave:Purchasing,Payroll Clerk; erin:View Only"},
+            {"unassign one of two",
+             [](auto& f, Io io) { return UnassignCommand(f, "dave", "Purchasing", io); }, 0,
+             "admin:Admin; carol:Sales; dave:Payroll Clerk; erin:View Only"},
+            {"unassign all", [](auto& f, Io io) { return UnassignCommand(f, "erin", "", io); }, 0,
+             "admin:Admin; carol:Sales; dave:Payroll Clerk; erin:"},
+            {"remove carol", [](auto& f, Io io) { return UsersRemoveCommand(f, "carol", io); }, 0,
+             "admin:Admin; dave:Payroll Clerk; erin:"},
+            {"add a second admin",
+             [](auto& f, Io io) { return UsersAddCommand(f, "root", true, io); }, 0,
+             "admin:Admin; dave:Payroll Clerk; erin:; root:"},
+            {"remove the first admin",
+             [](auto& f, Io io) { return UsersRemoveCommand(f, "admin", io); }, 0,
+             "dave:Payroll Clerk; erin:; root:"},
+        },
+        [this] { return Holdings(); });
 }
 
 TEST_F(UserCommandsTest, CheckAnswersAsTheHostDoesAndExplainShowsWhichRoleGrants) {
@@ -83,18 +69,15 @@ TEST_F(UserCommandsTest, CheckAnswersAsTheHostDoesAndExplainShowsWhichRoleGrants
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(std::string(c.user) + " " + c.entitlement + " " + c.action);
-        PmctlTesting::Result result = Capture([&](Pmctl::Io io) {
-            return Pmctl::CheckCommand(File(), c.user, c.entitlement, c.action, c.application, io);
+        PmctlTesting::Result result = Run([&](auto& f, Io io) {
+            return CheckCommand(f, c.user, c.entitlement, c.action, c.application, io);
         });
         EXPECT_EQ(c.code, result.code) << result.err;
         EXPECT_EQ(c.out, result.out);
     }
 
-    PmctlTesting::Result explain = Capture([&](Pmctl::Io io) {
-        return Pmctl::ExplainCommand(File(true), "dave", "Pay Employees", io);
-    });
-    ASSERT_EQ(0, explain.code) << explain.err;
-    nlohmann::json json = nlohmann::json::parse(explain.out);
+    nlohmann::json json =
+        Json([](auto& f, Io io) { return ExplainCommand(f, "dave", "Pay Employees", io); });
     EXPECT_EQ(R"([{"actions":[],"id":5,"mask":0,"name":"Purchasing"},)"
               R"({"actions":["view","create","modify","delete","print","viewbal"],"id":7,)"
               R"("mask":63,"name":"Payroll Clerk"}])",

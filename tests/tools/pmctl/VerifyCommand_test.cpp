@@ -3,28 +3,28 @@
 
 namespace {
 
-using PmctlTesting::Capture;
+using namespace Pmctl;
 
 class VerifyCommandTest : public PmctlTesting::CommandTest {};
 
 TEST_F(VerifyCommandTest, VerifyReportsInOrderThenAfterARepairWritesTheFullMask) {
-    PmctlTesting::Result clean =
-        Capture([&](Pmctl::Io io) { return Pmctl::VerifyCommand(File(), false, io); });
+    auto verify = [](bool repair) {
+        return [repair](auto& f, Io io) { return VerifyCommand(f, repair, io); };
+    };
+    PmctlTesting::Result clean = Run(verify(false));
     EXPECT_EQ(0, clean.code) << clean.err;
     EXPECT_EQ("Admin: in order\nExternal Accountant: in order\n", clean.out);
     // External Accountant is not protected like Admin: take a right away.
-    ASSERT_EQ(0, Capture([&](Pmctl::Io io) {
-                     return Pmctl::RolesEditCommand(File(), "External Accountant",
-                                                    {"Bank Registers=view"}, "", io);
+    ASSERT_EQ(0, Run([](auto& f, Io io) {
+                     return RolesEditCommand(f, "External Accountant", {"Bank Registers=view"}, "",
+                                             io);
                  }).code);
-    PmctlTesting::Result report =
-        Capture([&](Pmctl::Io io) { return Pmctl::VerifyCommand(File(), false, io); });
+    PmctlTesting::Result report = Run(verify(false));
     EXPECT_EQ(1, report.code);
     EXPECT_EQ("Admin: in order\nExternal Accountant: short\n  Permissions: The external "
               "accountant role is lacking permissions to one or more entitlements.\n",
               report.out);
-    PmctlTesting::Result repair =
-        Capture([&](Pmctl::Io io) { return Pmctl::VerifyCommand(File(), true, io); });
+    PmctlTesting::Result repair = Run(verify(true));
     EXPECT_EQ(0, repair.code) << repair.out;
     EXPECT_EQ("Admin: in order\nExternal Accountant: repaired\n  Permissions: Corrected external "
               "accountant entitlement permissions on Bank Registers\n",

@@ -1,8 +1,7 @@
-// SetRoleEntitlements with each record operation failing in turn, for a new
-// role and for an existing one, under a refusing and an accepting check
-// handler: the result, the raised checks, the role's record and masks in the
-// store, and the role list against a fresh Init. The operation stops where it
-// fails and undoes nothing.
+// Role deletion, role saving and the repair of the Admin role with each record
+// operation failing in turn: the result, the raised checks, which of the
+// role's rows are in the store, and the role list against a fresh Init. Each
+// operation stops where it fails and undoes nothing.
 #include "FaultChecks.h"
 #include "FaultLoop.h"
 
@@ -10,27 +9,13 @@
 
 #include <map>
 #include <memory>
+#include <set>
 
 namespace {
 
 using namespace PMFault;
 
 char const kRaised[] = "rcode == PM_OK";
-
-class RoleSavingFaultTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        LoadCatalogue(kSmallCatalogue);
-        OpenDefaultCompany();
-        company.Take();
-    }
-    void Fresh() {
-        company.Restore();
-        NewManager();
-        ASSERT_EQ(PM_OK, Manager().Init());
-    }
-    Snapshot company;
-};
 
 // A role's lines of a rendering: "role 3 ..." and "masks of 3: ...".
 std::string RoleLines(std::string const& text, int role) {
@@ -42,7 +27,7 @@ std::string OtherLines(std::string const& text, int role) {
     return Missing(text, RoleLines(text, role));
 }
 
-// A role's rows of the store: its record and its masks.
+// A role's rows of the store: its record, and its masks by entitlement.
 std::string RoleRecord(int role) {
     return Only(StoreRows("roles"), "roles: " + std::to_string(role) + "|");
 }
@@ -51,8 +36,7 @@ std::map<int, std::string> MaskRows(int role) {
     std::map<int, std::string> rows;
     for (std::string const& line :
          Lines(Only(StoreRows("role_actions"), "role_actions: " + std::to_string(role) + "|"))) {
-        std::string::size_type first = line.find('|');
-        rows[std::stoi(line.substr(first + 1))] = line;
+        rows[std::stoi(line.substr(line.find('|') + 1))] = line;
     }
     return rows;
 }
@@ -65,15 +49,43 @@ std::string Join(std::map<int, std::string> const& rows) {
     return text;
 }
 
-std::vector<PM::EntitlementDef> Grants(std::vector<std::pair<int, int>> const& rows) {
-    std::vector<PM::EntitlementDef> list;
-    for (auto const& row : rows) {
-        PM::EntitlementDef def;
-        def.SetId(row.first);
-        def.SetAction(row.second);
-        list.push_back(def);
-    }
-    return list;
+class RolesFaultTest : public SavedCompanyTest {};
+
+// Assignments go first, then masks, then the role record, then the role
+// list: a failure leaves the earlier deletes done, the later ones not, and
+// the role in the list.
+TEST_F(RolesFaultTest, DeleteRoleStopsAtTheFailedDelete) {
+    int const clerk = 2;
+    Fresh();
+    std::string const rows = StoreRows();
+    ASSERT_NE("", Only(rows, "user_roles: 3|2"));
+    std::pair<char const*, std::string> const deletes[] = {
+        {"DMUSRUserRole::DeleteByRoleId",
+         Only(rows, "user_roles: 2|2") + Only(rows, "user_roles: 3|2")},
+        {"DMUSRRoleAction::Delete", Only(rows, "role_actions: 2|")},
+        {"DMUSRRole::Delete", Only(rows, "roles: 2|")},
+    };
+
+    FaultLoop loop;
+    loop.name = "DeleteRole";
+    loop.setUp = [&] { Fresh(); };
+    loop.operation = [&] { return Manager().DeleteRole(clerk); };
+    loop.check = [&](FaultRun const& run) {
+        EXPECT_EQ(run.fired ? PM_ERROR : PM_OK, run.result);
+        EXPECT_EQ(run.raised, std::vector<std::string>());
+        // The rows of each delete up to the failed one are gone, in that order.
+        std::string expected = rows;
+        bool done = true;
+        for (auto const& [operation, gone] : deletes) {
+            done = done && run.Done(operation) == 1;
+            expected = done ? Missing(expected, gone) : expected;
+        }
+        EXPECT_EQ(Lines(expected), Lines(StoreRows()));
+        std::unique_ptr<PM::RoleDef> cached(Manager().GetRoleDef(clerk));
+        EXPECT_EQ(run.result != PM_OK, cached != nullptr);
+        ExpectCachesAsAFreshInitLoads();
+    };
+    EXPECT_EQ(3, RunFaultLoop(loop));
 }
 
 // A new role: its record, then a mask for every catalogue entitlement, then
@@ -81,7 +93,7 @@ std::vector<PM::EntitlementDef> Grants(std::vector<std::pair<int, int>> const& r
 // is raised; only a refused record add stops the operation there. A failed
 // slave write stops it with the role in the store and not in the list, so
 // that the next new role is given the same id.
-TEST_F(RoleSavingFaultTest, ANewRoleStopsWhereItFails) {
+TEST_F(RolesFaultTest, ANewRoleStopsWhereItFails) {
     int const id = 3;
     auto save = [] {
         PM::RoleDef role;
@@ -112,11 +124,11 @@ TEST_F(RoleSavingFaultTest, ANewRoleStopsWhereItFails) {
             // fault comes after it.
             bool const recordAdd = run.Hit("DMUSRRole::Add");
             bool const slaveWrite = run.Hit("DMUSRRoleAction::Update");
-            bool const maskAdd = run.Hit("DMUSRRoleAction::Add");
             bool const stopped = (recordAdd && !accept) || slaveWrite;
             EXPECT_EQ(stopped ? PM_ERROR : id, run.result);
-            EXPECT_EQ(recordAdd || maskAdd ? std::vector<std::string>{kRaised}
-                                           : std::vector<std::string>(),
+            EXPECT_EQ(recordAdd || run.Hit("DMUSRRoleAction::Add")
+                          ? std::vector<std::string>{kRaised}
+                          : std::vector<std::string>(),
                       run.raised);
 
             // The record as its add went; one mask row for each add that went
@@ -164,7 +176,7 @@ TEST_F(RoleSavingFaultTest, ANewRoleStopsWhereItFails) {
 // then the list. A failed update falls back to adding mask 0: on an
 // entitlement that had a mask the add collides and the save stops; on one
 // that had none it leaves mask 0 and the save goes on and succeeds.
-TEST_F(RoleSavingFaultTest, AnExistingRoleStopsWhereItFails) {
+TEST_F(RolesFaultTest, AnExistingRoleStopsWhereItFails) {
     int const clerk = 2;
     std::vector<int> const order = {1, 9, 5, 12, 15}; // 12 has no mask yet; 15 is 9's slave
     auto save = [] {
@@ -196,14 +208,9 @@ TEST_F(RoleSavingFaultTest, AnExistingRoleStopsWhereItFails) {
         loop.check = [&](FaultRun const& run) {
             bool const recordDelete = run.Hit("DMUSRRole::Delete");
             bool const recordAdd = run.Hit("DMUSRRole::Add");
-            std::vector<std::string> raised;
-            if (recordDelete || recordAdd) {
-                raised.push_back(kRaised);
-            }
-            if (recordDelete && accept) {
-                raised.push_back(kRaised); // the record is still there: its add collides
-            }
-            EXPECT_EQ(raised, run.raised);
+            // With the record still there after a failed delete, its add collides.
+            std::size_t const raised = (recordDelete || recordAdd) + (recordDelete && accept);
+            EXPECT_EQ(std::vector<std::string>(raised, kRaised), run.raised);
 
             // Which mask write failed, in write order: an update, or the add
             // that the update of 12 makes, having found no mask.
@@ -244,6 +251,78 @@ TEST_F(RoleSavingFaultTest, AnExistingRoleStopsWhereItFails) {
         };
         EXPECT_GT(RunFaultLoop(loop), 30);
     }
+}
+
+// The repair of the Admin role. The role is short on three entitlements: two
+// with a mask below 63 and one with no mask at all; a disabled one at 0 is
+// exempt. A failed write is logged and the repair goes on with the next; a
+// failed read makes that entitlement look short, and the repair writes 63
+// there too.
+class VerificationFaultTest : public SavedCompanyTest {
+protected:
+    void Prepare() override {
+        Execute("UPDATE role_actions SET action_type = 5 WHERE role_id = 0 AND entitlement_id = 1");
+        Execute("UPDATE role_actions SET action_type = 1 WHERE role_id = 0 AND entitlement_id = 7");
+        Execute(
+            "UPDATE role_actions SET action_type = 0 WHERE role_id = 0 AND entitlement_id = 10");
+        Execute("DELETE FROM role_actions WHERE role_id = 0 AND entitlement_id = 12");
+    }
+};
+
+TEST_F(VerificationFaultTest, VerifyAdminRoleAccessRepairsAllButTheFailedWrite) {
+    // The order of the walk, the names, and which entitlements are enabled.
+    Fresh();
+    std::unique_ptr<std::vector<PM::EntitlementDef>> list(Manager().GetEntitlements(0, -1, false));
+    ASSERT_NE(nullptr, list);
+    std::string const before = StoreRows();
+    std::set<int> const shortIds = {1, 7, 12};
+
+    FaultLoop loop;
+    loop.name = "VerifyAdminRoleAccess(true)";
+    loop.setUp = [&] { Fresh(); };
+    loop.operation = [] { return Manager().VerifyAdminRoleAccess(true) ? 1 : 0; };
+    loop.check = [&](FaultRun const& run) {
+        EXPECT_EQ(1, run.result) << "three entitlements were short";
+        EXPECT_EQ(run.raised, std::vector<std::string>());
+        // The masks are read in list order, one load each: a failed load
+        // leaves the row's action 0.
+        int unread = run.Hit("DMUSRRoleAction::Load") ? list->at(run.ordinal - 1).GetId() : -1;
+        // The writes go in list order, an update each (an add behind it for
+        // 12); a failed update falls back to an add, which collides where a
+        // mask exists and fills in where none does.
+        std::string expectedLog;
+        std::string expected = before;
+        long update = 0;
+        for (PM::EntitlementDef const& entry : *list) {
+            int const id = entry.GetId();
+            if (!entry.IsEnabled() || (shortIds.count(id) == 0 && id != unread)) {
+                continue;
+            }
+            bool const failed = run.Hit("DMUSRRoleAction::Update", ++update) ||
+                                (id == 12 && run.Hit("DMUSRRoleAction::Add", 1));
+            std::string const name = entry.GetName().c_str();
+            if (failed && id != 12) {
+                expectedLog += "Permissions:  ERROR, failed to correct admin's access for "
+                               "entitlement:  " +
+                               name + "\n";
+                continue;
+            }
+            if (!failed) {
+                expectedLog +=
+                    "Permissions:  Corrected admin entitlement permissions on " + name + "\n";
+            }
+            std::string const prefix = "role_actions: 0|" + std::to_string(id) + "|";
+            expected = Without(expected, {prefix.c_str()}) + prefix + "63\n";
+        }
+        std::string log;
+        for (std::string const& line : run.logged) {
+            log += line + "\n";
+        }
+        EXPECT_EQ(expectedLog, log);
+        EXPECT_EQ(Lines(expected), Lines(StoreRows()));
+        ExpectCachesAsAFreshInitLoads();
+    };
+    EXPECT_GT(RunFaultLoop(loop), 30);
 }
 
 } // namespace

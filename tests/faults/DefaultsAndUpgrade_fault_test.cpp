@@ -1,9 +1,7 @@
-// The upgrade at Init with each record operation failing in turn: a company
-// file made from the previous shipped catalogue, opened with the current one.
-// The merge walks the ids upward and undoes nothing, so a failed upgrade
-// leaves the ids below the failure merged and those above it as they were;
-// and once the version record (id 0, first) is rewritten, no later Init
-// retries.
+// Filling a company file with each record operation failing in turn:
+// SetDefaultRoles on an empty file, and the upgrade at Init of a file made
+// from the previous shipped catalogue, opened with the current one. Neither
+// undoes a step: what went through stays, and nothing else is written.
 #include "FaultChecks.h"
 #include "FaultLoop.h"
 
@@ -21,20 +19,80 @@ namespace {
 
 using namespace PMFault;
 
+// The caches, when a run's operation ended with the manager initialised: what
+// a fresh Init loads, or part of it when a read of the load failed.
+void ExpectCachesAgainstFreshInit(FaultRun const& run, AgainstFreshInit const& both) {
+    if (run.fired && IsRead(run.operation)) {
+        EXPECT_EQ("", Missing(Without(both.current, {"masks of "}), both.fresh));
+    } else {
+        EXPECT_EQ(both.fresh, both.current);
+    }
+}
+
+// A failed write or a failed count ends the operation with PM_ERROR; a failed
+// read while Init loads the lists ends that load, and the operation succeeds
+// with what was read. Every add that reported success left its row, and
+// nothing else is there: no step is undone and none is half done.
+TEST(FactoryDefaultsFaultTest, SetDefaultRolesKeepsWhatItWroteAndNothingElse) {
+    LoadCatalogue(kSmallCatalogue);
+    OpenEmptyCompany();
+    ASSERT_EQ(PM_OK, Manager().SetDefaultRoles());
+    std::string const filled = StoreRows();
+    std::string const loaded = RenderManager();
+    ASSERT_EQ(29, RowCount("entitlements"));
+    ASSERT_EQ(3, RowCount("roles"));
+
+    FaultLoop loop;
+    loop.name = "SetDefaultRoles";
+    loop.setUp = [] { OpenEmptyCompany(); };
+    loop.operation = [] { return Manager().SetDefaultRoles(); };
+    loop.check = [&](FaultRun const& run) {
+        EXPECT_TRUE(run.result == PM_ERROR ||
+                    (run.result == PM_OK && (!run.fired || IsRead(run.operation))));
+        EXPECT_EQ(run.raised, std::vector<std::string>());
+        std::string const rows = StoreRows();
+        EXPECT_EQ(RowCount("entitlements"), run.Done("DMUSREntitlement::Add"));
+        EXPECT_EQ(RowCount("roles"), run.Done("DMUSRRole::Add"));
+        EXPECT_EQ(RowCount("role_actions"), run.Done("DMUSRRoleAction::Add"));
+        EXPECT_EQ(RowCount("user_roles"), run.Done("DMUSRUserRole::Add"));
+        EXPECT_EQ("", Missing(rows, filled)) << "rows that a clean fill does not write";
+
+        // Caches: none before Init has run through.
+        bool const initialized = Manager().IsInitialized();
+        if (!initialized) {
+            EXPECT_EQ(nullptr, Manager().GetRoleCache());
+            EXPECT_EQ(nullptr, Manager().GetEntitlementCache());
+        }
+        AgainstFreshInit both = RenderAgainstFreshInit();
+        if (initialized) {
+            ExpectCachesAgainstFreshInit(run, both);
+        }
+        if (run.result == PM_OK) {
+            EXPECT_EQ(filled, rows);
+            EXPECT_EQ(loaded, both.fresh);
+        }
+
+        // A second fill refuses a file that holds any entitlement, however
+        // little of the first fill got through, and writes nothing.
+        NewManager();
+        bool const refused = run.Done("DMUSREntitlement::Add") > 0;
+        EXPECT_EQ(refused ? PM_ERROR : PM_OK, Manager().SetDefaultRoles());
+        EXPECT_EQ(refused ? rows : filled, StoreRows());
+    };
+    EXPECT_GT(RunFaultLoop(loop), 100);
+}
+
 // Each entitlement id with its row and its masks in all roles.
 struct MergeState {
     std::map<long, std::string> rows;
     std::map<long, std::string> masks;
 
     static MergeState Read() {
-        MergeState state;
-        state.rows = RowsByFirstColumn("SELECT entitlement_id, category_type, attributes_id, "
-                                       "is_visible, is_enabled, name FROM entitlements");
-        state.masks = RowsByFirstColumn(
-            "SELECT entitlement_id, group_concat(role_id || '=' || action_type, ' ') FROM "
-            "(SELECT * FROM role_actions ORDER BY entitlement_id, role_id) GROUP BY "
-            "entitlement_id");
-        return state;
+        return {RowsByFirstColumn("SELECT entitlement_id, category_type, attributes_id, "
+                                  "is_visible, is_enabled, name FROM entitlements"),
+                RowsByFirstColumn("SELECT entitlement_id, group_concat(role_id || '=' || "
+                                  "action_type, ' ') FROM (SELECT * FROM role_actions ORDER BY "
+                                  "entitlement_id, role_id) GROUP BY entitlement_id")};
     }
     bool Same(MergeState const& other, long id) const {
         return Find(rows, id) == Find(other.rows, id) && Find(masks, id) == Find(other.masks, id);
@@ -50,6 +108,10 @@ void LoadShipped(char const* name) {
     ASSERT_TRUE(loaded.ok) << loaded.message;
 }
 
+// The merge walks the ids upward and undoes nothing, so a failed upgrade
+// leaves the ids below the failure merged and those above it as they were;
+// and once the version record (id 0, first) is rewritten, no later Init
+// retries.
 TEST(UpgradeFaultTest, AFailedMergeLeavesTheLowerIdsMergedAndTheHigherAsTheyWere) {
     LoadShipped("catalogue-previous.json");
     OpenDefaultCompany();
@@ -86,11 +148,7 @@ TEST(UpgradeFaultTest, AFailedMergeLeavesTheLowerIdsMergedAndTheHigherAsTheyWere
         // nobody looks at.
         bool const quiet = run.fired && (IsRead(run.operation) ||
                                          run.operation == "DMUSRRoleAction::DeleteByEntitlementId");
-        if (run.result == PM_OK) {
-            EXPECT_TRUE(!run.fired || quiet);
-        } else {
-            EXPECT_EQ(PM_ERROR, run.result);
-        }
+        EXPECT_TRUE(run.result == PM_ERROR || (run.result == PM_OK && (!run.fired || quiet)));
         // A stored list that cannot be read at all is reported, and refused.
         if (!run.raised.empty()) {
             EXPECT_EQ(run.raised, std::vector<std::string>{"pDBEntitlementList.get() != NULL"});
@@ -112,23 +170,14 @@ TEST(UpgradeFaultTest, AFailedMergeLeavesTheLowerIdsMergedAndTheHigherAsTheyWere
             }
         }
         if (run.result == PM_OK) {
-            EXPECT_LE(notMerged.size(), 1u) << "first not merged: " << notMerged.front();
+            EXPECT_LE(notMerged.size(), run.fired ? 1u : 0u) << "first: " << notMerged.front();
         } else if (!notMerged.empty()) {
-            bool above = false;
-            for (long id : order) {
-                if (above) {
-                    EXPECT_TRUE(now.Same(before, id)) << "id " << id << " above " << notMerged[0];
-                }
-                above = above || id == notMerged[0];
+            for (auto id = order.upper_bound(notMerged[0]); id != order.end(); ++id) {
+                EXPECT_TRUE(now.Same(before, *id)) << "id " << *id << " above " << notMerged[0];
             }
         }
-        bool const versionWritten = now.Same(after, 0);
-        if (!run.fired) {
-            EXPECT_TRUE(notMerged.empty());
-        }
 
-        // A failed Init caches nothing; one that succeeded holds what a fresh
-        // Init loads, or part of it when a read of the load failed.
+        // A failed Init caches nothing.
         if (run.result != PM_OK) {
             EXPECT_FALSE(Manager().IsInitialized());
             EXPECT_EQ(nullptr, Manager().GetRoleCache());
@@ -138,15 +187,13 @@ TEST(UpgradeFaultTest, AFailedMergeLeavesTheLowerIdsMergedAndTheHigherAsTheyWere
         AgainstFreshInit both = RenderAgainstFreshInit(false);
         int const changes = sqlite3_total_changes(Host::CurrentCompanyFileHandle()) - changesBefore;
         EXPECT_EQ(PM_OK, both.freshResult);
-        if (run.result == PM_OK && !(run.fired && IsRead(run.operation))) {
-            EXPECT_EQ(both.fresh, both.current);
-        } else if (run.result == PM_OK) {
-            EXPECT_EQ("", Missing(both.current, both.fresh));
+        if (run.result == PM_OK) {
+            ExpectCachesAgainstFreshInit(run, both);
         }
 
         // That next Init merges again only while the version record is old;
         // after that the file stays as the failure left it.
-        if (!versionWritten) {
+        if (!now.Same(after, 0)) {
             for (long id : order) {
                 EXPECT_TRUE(now.Same(before, id)) << "id " << id << " merged before id 0";
             }
