@@ -311,38 +311,31 @@ std::string RenderManager(bool withMasks) {
     std::ostringstream out;
     std::vector<int> roleIds;
     if (std::vector<PM::RoleObject>* roles = manager.GetRoleCache()) {
-        std::vector<PM::RoleObject const*> byId;
+        std::multimap<int, PM::RoleObject const*> byId;
         for (PM::RoleObject const& role : *roles) {
-            byId.push_back(&role);
+            byId.emplace(role.GetId(), &role);
         }
-        std::sort(byId.begin(), byId.end(), [](PM::RoleObject const* a, PM::RoleObject const* b) {
-            return a->GetId() < b->GetId();
-        });
-        for (PM::RoleObject const* role : byId) {
-            out << "role " << role->GetId() << " " << role->GetName().c_str() << "|"
+        for (auto const& [id, role] : byId) {
+            out << "role " << id << " " << role->GetName().c_str() << "|"
                 << role->GetDescription().c_str() << "|" << role->GetCategory() << "|"
                 << role->IsVisible() << "\n";
-            roleIds.push_back(role->GetId());
+            roleIds.push_back(id);
         }
     } else {
         out << "no role list\n";
     }
     // The entitlement cache by id: rows added at run time are appended, where
-    // a load sorts them in.
+    // a load sorts them in; rows of one id stay in cache order.
     std::vector<int> entitlementIds;
     if (std::vector<PM::EntitlementObject>* entitlements = manager.GetEntitlementCache()) {
-        std::vector<PM::EntitlementObject const*> byId;
+        std::multimap<int, PM::EntitlementObject const*> byId;
         for (PM::EntitlementObject const& e : *entitlements) {
-            byId.push_back(&e);
+            byId.emplace(e.m_Id, &e);
         }
-        std::stable_sort(byId.begin(), byId.end(),
-                         [](PM::EntitlementObject const* a, PM::EntitlementObject const* b) {
-                             return a->m_Id < b->m_Id;
-                         });
-        for (PM::EntitlementObject const* e : byId) {
-            out << "entitlement " << e->m_Id << " " << e->m_Name.c_str() << "|" << e->m_Category
-                << "|" << e->m_Attrs << "|" << e->m_Enabled << e->m_Visible << "\n";
-            entitlementIds.push_back(e->m_Id);
+        for (auto const& [id, e] : byId) {
+            out << "entitlement " << id << " " << e->m_Name.c_str() << "|" << e->m_Category << "|"
+                << e->m_Attrs << "|" << e->m_Enabled << e->m_Visible << "\n";
+            entitlementIds.push_back(id);
         }
     } else {
         out << "no entitlement list\n";
