@@ -145,6 +145,23 @@ void CommandTour(std::string const& path, std::string const& catalogue, std::ost
         "check " + f + " carol Bills create",
         [&](Io io) { return CheckCommand(file, "carol", "Bills", "create", "", io); }, out);
     Show(
+        "bank add " + f + " Checking", [&](Io io) { return BankAddCommand(file, "Checking", io); },
+        out);
+    Show(
+        "bank add " + f + " Checking:Payroll",
+        [&](Io io) { return BankAddCommand(file, "Checking:Payroll", io); }, out);
+    Show(
+        "bank list " + f, [&](Io io) { return BankListCommand(file, io); }, out);
+    Show(
+        "check " + f + " admin \"Bank Registers:Checking:Payroll\" viewbal",
+        [&](Io io) {
+            return CheckCommand(file, "admin", "Bank Registers:Checking:Payroll", "viewbal", "",
+                                io);
+        },
+        out);
+    Show(
+        "verify " + f, [&](Io io) { return VerifyCommand(file, false, io); }, out);
+    Show(
         "matrix " + f + " --html " + f + ".html",
         [&](Io io) { return MatrixCommand(file, path + ".html", "", false, io); }, out);
     Show(

@@ -18,7 +18,7 @@ namespace {
 struct Arguments {
     Pmctl::FileArgs file;
     std::string admin = "admin";
-    std::string user, role, entitlement, action, application, name, path, html, csv;
+    std::string user, role, entitlement, action, application, name, path, html, csv, account;
     std::vector<std::string> grants;
     bool flag = false;
 };
@@ -113,6 +113,35 @@ int main(int argc, char** argv) {
            [&] { return Pmctl::RolesCopyCommand(a.file, a.role, a.name, io); });
     rolesCopy->add_option("SOURCE", a.role, "name or id")->required();
     rolesCopy->add_option("NEW", a.name, "the new role's name")->required();
+
+    CLI::App* bank = app.add_subcommand("bank", "bank accounts' entitlements");
+    bank->require_subcommand(1);
+    on(FileCommand(*bank, "list", "the bank accounts", a, true),
+       [&] { return Pmctl::BankListCommand(a.file, io); });
+    CLI::App* bankAdd =
+        on(FileCommand(*bank, "add", "add an account; each role gets its rights on the parent", a,
+                       false),
+           [&] { return Pmctl::BankAddCommand(a.file, a.account, io); });
+    bankAdd->add_option("ACCOUNT", a.account, "its path: NAME, or PARENT:NAME")->required();
+    CLI::App* bankRename =
+        on(FileCommand(*bank, "rename", "rename an account or move it below another", a, false),
+           [&] { return Pmctl::BankRenameCommand(a.file, a.account, a.name, io); });
+    bankRename->add_option("ACCOUNT", a.account, "its path")->required();
+    bankRename->add_option("NEW", a.name, "the new path")->required();
+    CLI::App* bankRemove =
+        on(FileCommand(*bank, "remove", "blank an account out; its id is not used again", a, false),
+           [&] { return Pmctl::BankRemoveCommand(a.file, a.account, io); });
+    bankRemove->add_option("ACCOUNT", a.account, "its path")->required();
+    CLI::App* bankImport = on(
+        FileCommand(*bank, "import", "add many accounts from a file, one path a line", a, false),
+        [&] { return Pmctl::BankImportCommand(a.file, a.path, isatty(STDOUT_FILENO) != 0, io); });
+    bankImport->add_option("LIST", a.path, "the file of account paths")->required();
+
+    CLI::App* verify =
+        on(FileCommand(app, "verify", "check that Admin and External Accountant hold their rights",
+                       a, false),
+           [&] { return Pmctl::VerifyCommand(a.file, a.flag, io); });
+    verify->add_flag("--repair", a.flag, "write what is missing");
 
     CLI::App* matrix =
         on(FileCommand(app, "matrix", "roles against entitlements, as HTML or CSV", a, false),
