@@ -185,12 +185,15 @@ TEST_F(DynamicEntitlementsTest, ChecksRaiseTheirExpressionsAndAnUnknownModeDoesN
     EXPECT_EQ(0, Host::FaultPlan::Get().Calls("*")); // the unknown mode touched nothing
     delete Manager().GetURPStore();
     Manager().SetURPStore(nullptr);
+    // Accepted, a missing store fails every role's read, and only that.
     EXPECT_EQ(PM_ERROR, access.SetDynamicEntitlement("Bank Registers:Checking", "Bank Accounts",
                                                      PM::EActionSettingInherit));
+    EXPECT_EQ(PM_OK, access.SetDynamicEntitlement("Bank Registers:Checking", "Bank Accounts",
+                                                  PM::ActionSettingMode(2)));
     EXPECT_EQ(PM_ERROR, Manager().UpdateDynamicEntitlementForRolesInBatch(300000, 1));
     EXPECT_EQ((std::vector<std::string>{
                   "parentEDef.GetId() != PM_ERR_NOENT", "parentEDef.GetId() != PM_ERR_NOENT",
-                  "childEDef.GetId() != PM_ERR_NOENT", "db != NULL", "db != NULL"}),
+                  "childEDef.GetId() != PM_ERR_NOENT", "db != NULL", "db != NULL", "db != NULL"}),
               probe.Expressions());
 }
 

@@ -2,6 +2,8 @@
 #include "support/CompanyFixture.h"
 #include "support/VerifyProbe.h"
 
+#include <PM/Constants.h>
+
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -107,6 +109,72 @@ TEST_F(ListingsTest, AnAddedDynamicEntitlementStandsAfterItsLoadedSiblingsUntilI
     EXPECT_EQ("[V@100002 0,0,010]|Bills:63|Aardvark:5", Merge(0, {100002}, {"V"}));
     ASSERT_EQ(PM_OK, Manager().Init());
     EXPECT_EQ("[V@100002 0,0,010]|Aardvark:0|Bills:63", Merge(0, {100002}, {"V"}));
+}
+
+// The role view as first written: a fresh copy of the catalogue searched at
+// every level. The view the library builds must give the same rows, masks and
+// order.
+std::vector<EntitlementDef> ViewSearchingEveryLevel(int roleId, int category, bool visibleOnly) {
+    PM::PermissionManager& manager = PM::PermissionManager::GetThePermissionManager();
+    std::unique_ptr<std::vector<EntitlementDef>> catalogue(manager.GetEntitlements(-1, -1, true));
+    std::vector<EntitlementDef> view;
+    for (EntitlementDef row : *catalogue) {
+        if ((visibleOnly && !row.IsVisible()) || (category >= 0 && row.GetCategory() != category)) {
+            continue;
+        }
+        long action = 0;
+        if (roleId >= 0 &&
+            manager.GetRoleActionAssociation(roleId, row.GetId(), &action) == PM_OK) {
+            row.SetAction(static_cast<int>(action));
+        }
+        view.push_back(row);
+        if (row.GetId() >= PM::kFirstCategoryEntId && category != -1) {
+            std::vector<EntitlementDef> below = ViewSearchingEveryLevel(roleId, row.GetId(), true);
+            view.insert(view.end(), below.begin(), below.end());
+        }
+    }
+    return view;
+}
+
+class RoleViewTest : public PMTest::CompanyFixture {};
+
+// Nested accounts, an invisible (blanked) account with a visible child, and
+// the shipped catalogue's own invisible rows, seen by the scratch role and by
+// real roles from every kind of category.
+TEST_F(RoleViewTest, EachLevelListsWhatASearchOfTheWholeCatalogueWouldFind) {
+    for (char const* account : {"Checking", "Savings", "Petty Cash"}) {
+        Manager().AddDynamicEntitlement((std::string("Bank Registers:") + account).c_str(),
+                                        "Bank Accounts");
+    }
+    Manager().AddDynamicEntitlement("Bank Registers:Checking:Payroll", "Bank Registers:Checking");
+    Manager().AddDynamicEntitlement("Bank Registers:Savings:Reserve", "Bank Registers:Savings");
+    ASSERT_EQ(PM_OK, Manager().DeleteDynamicEntitlement("Bank Registers:Savings"));
+    ASSERT_EQ(PM_OK, Manager().Init());
+    int const checking = EntitlementId("Bank Registers:Checking");
+    auto render = [](std::vector<EntitlementDef> const& rows) {
+        std::string out;
+        for (EntitlementDef const& row : rows) {
+            out += std::to_string(row.GetId()) + ":" + std::to_string(row.GetAction()) + " ";
+        }
+        return out;
+    };
+    std::unique_ptr<std::vector<EntitlementDef>> scratch(Manager().GetSortedEntitlements(-1));
+    EXPECT_EQ(render(ViewSearchingEveryLevel(-1, PM::kEntitlementRootId, true)), render(*scratch));
+    EXPECT_GT(scratch->size(), 200u);
+    for (int role : {0, RoleId("Sales"), RoleId("View Only")}) {
+        for (int category :
+             {-1, -7, PM::kEntitlementRootId, PM::BankAccountsEntitlementId, checking, 6, 99999}) {
+            for (bool visibleOnly : {false, true}) {
+                SCOPED_TRACE(testing::Message() << "role " << role << " category " << category
+                                                << " visible only " << visibleOnly);
+                std::unique_ptr<std::vector<EntitlementDef>> view(
+                    Manager().GetEntitlements(role, category, visibleOnly));
+                ASSERT_NE(nullptr, view);
+                EXPECT_EQ(render(ViewSearchingEveryLevel(role, category, visibleOnly)),
+                          render(*view));
+            }
+        }
+    }
 }
 
 } // namespace
