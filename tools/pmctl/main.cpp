@@ -139,7 +139,7 @@ int main(int argc, char** argv) {
 
     CLI::App* verify =
         on(FileCommand(app, "verify", "check that Admin and External Accountant hold their rights",
-                       a, false),
+                       a, true),
            [&] { return Pmctl::VerifyCommand(a.file, a.flag, io); });
     verify->add_flag("--repair", a.flag, "write what is missing");
 
