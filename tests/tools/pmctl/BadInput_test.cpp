@@ -78,6 +78,14 @@ Case const kCases[] = {
      "a role name has 1 to 29 characters: \"xxxxxxxxxxxxxxxxxxxxxxxxxxxxxx\""},
     {"only administrator", [](auto& f, Io io) { return UsersRemoveCommand(f, "admin", io); },
      "admin is the only administrator and cannot be removed"},
+    {"account under an unknown one",
+     [](auto& f, Io io) { return BankAddCommand(f, "Nope:Sub", io); },
+     "no bank account \"Nope\" to hold \"Sub\""},
+    {"unknown account to remove", [](auto& f, Io io) { return BankRemoveCommand(f, "Nope", io); },
+     "no bank account \"Nope\""},
+    {"unknown account to rename",
+     [](auto& f, Io io) { return BankRenameCommand(f, "Nope:A", "Nope:B", io); },
+     "no bank account \"Nope:A\""},
 };
 
 class BadInputTest : public PmctlTesting::CommandTest {};
