@@ -131,6 +131,7 @@ TEST_F(ConnectedRolesTest, DocumentsGiveTheirSets) {
         {"{'Connected Entitlement':{'EntitlementNames':',A,, B,'},'T':{'A':{'Ent_1':{'ENTITLEMENTID':8,"
          "'minaction':63}},'B':{" + E(1, "9", "1") + "}}}", "{8:63}", false}, // blanks kept
         {"{'C':{" + kNames + "'XA':{" + E(1, "9", "1") + "},'A':{" + E(1, "8", "63") + "}}}", "{9:1}", false},
+        {"{'':{'A':{" + E(1, "8", "63") + "}},'C':{" + kNames + "'B':{}}}", "", false}, // a member without a key is no group holder
         {"{'C':{" + kNames + "'A':{'Ent_1':{'entitlementId':'8'}},'B':{" + E(1, "", "1") + "}}}", "", false},
         {"{'C':{'Entitlement':[{'EntitlementNames':'A'}],'A':{" + E(1, "8", "63") + "}}}", "", false},
         {"{'C':{" + kNames, "", true},

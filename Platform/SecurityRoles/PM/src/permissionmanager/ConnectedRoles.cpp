@@ -136,6 +136,9 @@ void PermissionManager::FetchConnectedEntitlementIDList() {
         }
         m_ConnectedEntitlementSets.clear();
         for (ptree::value_type const& member : tree) {
+            if (member.first.empty()) {
+                continue; // an array element, and arrays are never read
+            }
             // The group names are looked for in the whole document, so each
             // member gets the same list.
             TString names = FindFromStart(tree, "Entitlement", "EntitlementNames");
