@@ -12,6 +12,8 @@
 #include <PM/Constants.h>
 #include <PM/RoleDef.h>
 
+#include <benchmark/benchmark.h>
+
 #include <cstdlib>
 #include <map>
 #include <memory>
@@ -180,6 +182,17 @@ void RemoveCompanyFiles() {
         RemoveFile(made.second);
     }
     g_Made.clear();
+}
+
+int RunBenchmarks(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 1;
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    RemoveCompanyFiles();
+    return 0;
 }
 
 std::vector<int> RandomEntitlementIds(std::size_t count) {

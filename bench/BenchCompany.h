@@ -39,4 +39,8 @@ void RemoveCompanyFiles();
 // order (count of them, drawn with repetition).
 std::vector<int> RandomEntitlementIds(std::size_t count);
 
+// Runs the benchmarks that the command line selects, then removes the company
+// files; the body of a benchmark program's main.
+int RunBenchmarks(int argc, char** argv);
+
 } // namespace Bench

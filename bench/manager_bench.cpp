@@ -54,45 +54,36 @@ void AskInTurn(benchmark::State& state, std::vector<int> const& ids, long mask,
     }
 }
 
-void BM_IsAccessAllowed_Hit(benchmark::State& state) {
+// Asks about ids at random from the catalogue (shifted by offset), with the
+// administrator logged in or, when establish is false, no user at all.
+void AskAbout(benchmark::State& state, bool establish, int offset, bool expectAllowed) {
     Bench::Users users;
     if (!Open(state, &users)) {
         return;
     }
-    if (Manager().EstablishUser(users.admin) != PM_OK) {
+    if (establish && Manager().EstablishUser(users.admin) != PM_OK) {
         state.SkipWithError("EstablishUser failed");
+        Bench::CloseCompany();
         return;
     }
-    // The administrator holds 63 on every entitlement: View is always there.
-    AskInTurn(state, Bench::RandomEntitlementIds(kIdCount), 1, true);
-    Bench::CloseCompany();
-}
-
-void BM_IsAccessAllowed_Miss(benchmark::State& state) {
-    Bench::Users users;
-    if (!Open(state, &users)) {
-        return;
-    }
-    if (Manager().EstablishUser(users.admin) != PM_OK) {
-        state.SkipWithError("EstablishUser failed");
-        return;
-    }
-    // Ids between the bands, where no entitlement exists: no row, refused.
     std::vector<int> ids = Bench::RandomEntitlementIds(kIdCount);
     for (int& id : ids) {
-        id += 150000;
+        id += offset;
     }
-    AskInTurn(state, ids, 1, false);
+    AskInTurn(state, ids, 1, expectAllowed);
     Bench::CloseCompany();
 }
 
+// The administrator holds 63 on every entitlement: View is always there.
+void BM_IsAccessAllowed_Hit(benchmark::State& state) {
+    AskAbout(state, true, 0, true);
+}
+// Ids between the bands, where no entitlement exists: no row, refused.
+void BM_IsAccessAllowed_Miss(benchmark::State& state) {
+    AskAbout(state, true, 150000, false);
+}
 void BM_IsAccessAllowed_NoUser(benchmark::State& state) {
-    Bench::Users users;
-    if (!Open(state, &users)) {
-        return;
-    }
-    AskInTurn(state, Bench::RandomEntitlementIds(kIdCount), 1, true);
-    Bench::CloseCompany();
+    AskAbout(state, false, 0, true);
 }
 
 // Whether the benchmark brackets the measured call in one read transaction of
@@ -172,12 +163,5 @@ BENCHMARK(BM_Init_OnReopen)->ArgName("bracketed")->Arg(0)->Arg(1)->Unit(benchmar
 } // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-        return 1;
-    }
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    Bench::RemoveCompanyFiles();
-    return 0;
+    return Bench::RunBenchmarks(argc, argv);
 }

@@ -179,12 +179,5 @@ BENCHMARK(BM_AddDynamicEntitlement)->Apply(Counts);
 } // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-        return 1;
-    }
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    Bench::RemoveCompanyFiles();
-    return 0;
+    return Bench::RunBenchmarks(argc, argv);
 }
