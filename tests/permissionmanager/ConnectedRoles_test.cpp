@@ -291,6 +291,7 @@ TEST_F(ConnectedRolesTest, SendingNeedsTheFactsExportAndForCombinationsTheSlotCo
         {SphereProbe::kAll, counts + "UM_CUSTOM_ROLE_ENTITLEMENT=10000@0\n"}, // slot count 1
         {SphereProbe::kFacts, counts},
         {SphereProbe::kText | SphereProbe::kLimit, ""},
+        {0, ""}, // a module without exports
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.exports);
@@ -304,7 +305,6 @@ TEST_F(ConnectedRolesTest, SendingNeedsTheFactsExportAndForCombinationsTheSlotCo
         Manager().UpdateUserFactsToDB();
         EXPECT_EQ(c.facts, SphereProbe::State().facts);
     }
-    Manager().UpdateUserFactsToDB(); // no module: nothing, and no crash
 }
 
 // A line of the built module's facts file.
