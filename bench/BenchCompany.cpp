@@ -184,6 +184,21 @@ void RemoveCompanyFiles() {
     g_Made.clear();
 }
 
+void EstablishRightAfterInit(benchmark::State& state, int user, bool bracketed) {
+    for (auto _ : state) {
+        state.PauseTiming();
+        int init = Manager().Init();
+        state.ResumeTiming();
+        std::unique_ptr<Host::ReadTransaction> reads(bracketed ? new Host::ReadTransaction
+                                                               : nullptr);
+        if (init != PM_OK || Manager().EstablishUser(user) != PM_OK) {
+            state.SkipWithError("Init or EstablishUser failed");
+            break;
+        }
+    }
+    CloseCompany();
+}
+
 int RunBenchmarks(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {

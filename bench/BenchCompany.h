@@ -7,6 +7,8 @@
 
 #include <PM/PermissionManager.h>
 
+#include <benchmark/benchmark.h>
+
 #include <string>
 #include <vector>
 
@@ -38,6 +40,12 @@ void RemoveCompanyFiles();
 // Entitlement ids of the open company file's catalogue, in a fixed random
 // order (count of them, drawn with repetition).
 std::vector<int> RandomEntitlementIds(std::size_t count);
+
+// The loop of an EstablishUser benchmark on the open company file: each
+// iteration runs Init outside the timing, so that the store's mask cache is
+// empty and every mask is read from the file, then times EstablishUser(user),
+// inside one Host::ReadTransaction when bracketed. Closes the company file.
+void EstablishRightAfterInit(benchmark::State& state, int user, bool bracketed);
 
 // Runs the benchmarks that the command line selects, then removes the company
 // files; the body of a benchmark program's main.

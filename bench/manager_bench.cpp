@@ -96,22 +96,10 @@ bool Bracketed(benchmark::State const& state) {
 // mask is read from the company file once.
 void EstablishAfterInit(benchmark::State& state, bool threeRoles) {
     Bench::Users users;
-    if (!Open(state, &users)) {
-        return;
+    if (Open(state, &users)) {
+        Bench::EstablishRightAfterInit(state, threeRoles ? users.threeRoles : users.oneRole,
+                                       Bracketed(state));
     }
-    int user = threeRoles ? users.threeRoles : users.oneRole;
-    for (auto _ : state) {
-        state.PauseTiming();
-        int init = Manager().Init();
-        state.ResumeTiming();
-        std::unique_ptr<Host::ReadTransaction> reads(Bracketed(state) ? new Host::ReadTransaction
-                                                                      : nullptr);
-        if (init != PM_OK || Manager().EstablishUser(user) != PM_OK) {
-            state.SkipWithError("Init or EstablishUser failed");
-            break;
-        }
-    }
-    Bench::CloseCompany();
 }
 
 void BM_EstablishUser_OneRole(benchmark::State& state) {

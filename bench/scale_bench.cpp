@@ -58,21 +58,9 @@ void BM_Init(benchmark::State& state) {
 
 void BM_EstablishUser_ThreeRoles(benchmark::State& state) {
     Bench::Users users;
-    if (!Open(state, &users)) {
-        return;
+    if (Open(state, &users)) {
+        Bench::EstablishRightAfterInit(state, users.threeRoles, Bracketed(state));
     }
-    for (auto _ : state) {
-        state.PauseTiming();
-        int init = Manager().Init();
-        state.ResumeTiming();
-        std::unique_ptr<Host::ReadTransaction> reads(Bracketed(state) ? new Host::ReadTransaction
-                                                                      : nullptr);
-        if (init != PM_OK || Manager().EstablishUser(users.threeRoles) != PM_OK) {
-            state.SkipWithError("Init or EstablishUser failed");
-            break;
-        }
-    }
-    Bench::CloseCompany();
 }
 
 // The listing of the "Sales" role: every visible entitlement below the root,
