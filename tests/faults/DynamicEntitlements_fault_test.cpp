@@ -41,10 +41,12 @@ protected:
                 "ELSE action_type END");
     }
     // The saved file, Init, and the clerk established, so that the current
-    // context has an action table.
-    void Fresh() {
-        SavedCompanyTest::Fresh();
-        ASSERT_EQ(PM_OK, Manager().EstablishUser(UserId("clerk")));
+    // context has an action table (no user without Init).
+    void Fresh(bool init = true) override {
+        SavedCompanyTest::Fresh(init);
+        if (init) {
+            ASSERT_EQ(PM_OK, Manager().EstablishUser(UserId("clerk")));
+        }
     }
     // The clerk's table entry for the entitlement; -99 when it has none.
     static long Entry(int id) {
@@ -80,10 +82,7 @@ TEST_F(DynamicEntitlementsFaultTest, AddDynamicEntitlementGivesEveryOtherRoleIts
     std::string const row = Only(StoreRows("entitlements"), "entitlements: 300003|");
     ASSERT_EQ("entitlements: 300003|100012|253|1|1|Cash\n", row);
 
-    FaultLoop loop;
-    loop.name = "AddDynamicEntitlement";
-    loop.setUp = [&] { Fresh(); };
-    loop.operation = add;
+    FaultLoop loop = LoopOnFreshCopies("AddDynamicEntitlement", add);
     loop.check = [&](FaultRun const& run) {
         bool const roleFailed = run.Hit("DMUSRRoleAction::Load") || run.Hit("DMUSRRoleAction::Add");
         EXPECT_EQ(roleFailed ? PM_ERROR : PM_OK, run.result);
@@ -131,10 +130,7 @@ TEST_F(DynamicEntitlementsFaultTest, UpdateDynamicEntitlementReconcilesRolesUpTo
     };
     ASSERT_EQ(moved + writes[1].second + writes[0].second, Missing(StoreRows(), before));
 
-    FaultLoop loop;
-    loop.name = "UpdateDynamicEntitlement";
-    loop.setUp = [&] { Fresh(); };
-    loop.operation = move;
+    FaultLoop loop = LoopOnFreshCopies("UpdateDynamicEntitlement", move);
     loop.check = [&](FaultRun const& run) {
         EXPECT_EQ(run.fired ? PM_ERROR : PM_OK, run.result);
         EXPECT_EQ(run.raised, std::vector<std::string>());
@@ -177,10 +173,9 @@ TEST_F(DynamicEntitlementsFaultTest,
     char const* const order[] = {"entitlements: 300000|", "entitlements: 300002|",
                                  "entitlements: 300001|"};
 
-    FaultLoop loop;
-    loop.name = "DeleteAllDynamicBankAccntEntitlements";
-    loop.setUp = [&] { Fresh(); };
-    loop.operation = [] { return Manager().DeleteAllDynamicBankAccntEntitlements(); };
+    FaultLoop loop = LoopOnFreshCopies("DeleteAllDynamicBankAccntEntitlements", [] {
+        return Manager().DeleteAllDynamicBankAccntEntitlements();
+    });
     loop.check = [&](FaultRun const& run) {
         bool const deleteFailed = run.Hit("DMUSREntitlement::Delete");
         bool const quiet = run.fired && IsRead(run.operation) && Manager().IsInitialized();

@@ -164,12 +164,23 @@ protected:
     }
     virtual void Prepare() {}
     // The saved company file and a new manager, initialised unless told not.
-    void Fresh(bool init = true) {
+    // A fixture may add to it; the loops below start every run with it.
+    virtual void Fresh(bool init = true) {
         company.Restore();
         NewManager();
         if (init) {
             ASSERT_EQ(PM_OK, Manager().Init());
         }
+    }
+    // A loop whose every run starts from a fresh copy of the saved company.
+    FaultLoop LoopOnFreshCopies(std::string name, std::function<int()> operation,
+                                bool acceptChecks = false) {
+        FaultLoop loop;
+        loop.name = std::move(name);
+        loop.setUp = [this] { Fresh(); };
+        loop.operation = std::move(operation);
+        loop.acceptChecks = acceptChecks;
+        return loop;
     }
     Snapshot company;
 };

@@ -66,10 +66,7 @@ TEST_F(RolesFaultTest, DeleteRoleStopsAtTheFailedDelete) {
         {"DMUSRRole::Delete", Only(rows, "roles: 2|")},
     };
 
-    FaultLoop loop;
-    loop.name = "DeleteRole";
-    loop.setUp = [&] { Fresh(); };
-    loop.operation = [&] { return Manager().DeleteRole(clerk); };
+    FaultLoop loop = LoopOnFreshCopies("DeleteRole", [&] { return Manager().DeleteRole(clerk); });
     loop.check = [&](FaultRun const& run) {
         EXPECT_EQ(run.fired ? PM_ERROR : PM_OK, run.result);
         EXPECT_EQ(run.raised, std::vector<std::string>());
@@ -112,12 +109,9 @@ TEST_F(RolesFaultTest, ANewRoleStopsWhereItFails) {
     ASSERT_EQ("role_actions: 3|15|3", masks.at(15)) << "the slave of 9";
 
     for (bool accept : {false, true}) {
-        FaultLoop loop;
-        loop.name =
-            std::string("SetRoleEntitlements, new role") + (accept ? ", checks accepted" : "");
-        loop.acceptChecks = accept;
-        loop.setUp = [&] { Fresh(); };
-        loop.operation = save;
+        FaultLoop loop = LoopOnFreshCopies(std::string("SetRoleEntitlements, new role") +
+                                               (accept ? ", checks accepted" : ""),
+                                           save, accept);
         loop.check = [&](FaultRun const& run) {
             // Every mask add belongs to the catalogue pass; the slave write is
             // an update, as the pass has written the slave's mask when the
@@ -199,12 +193,9 @@ TEST_F(RolesFaultTest, AnExistingRoleStopsWhereItFails) {
     ASSERT_EQ("role_actions: 2|15|0", newMasks.at(15));
 
     for (bool accept : {false, true}) {
-        FaultLoop loop;
-        loop.name =
-            std::string("SetRoleEntitlements, existing role") + (accept ? ", checks accepted" : "");
-        loop.acceptChecks = accept;
-        loop.setUp = [&] { Fresh(); };
-        loop.operation = save;
+        FaultLoop loop = LoopOnFreshCopies(std::string("SetRoleEntitlements, existing role") +
+                                               (accept ? ", checks accepted" : ""),
+                                           save, accept);
         loop.check = [&](FaultRun const& run) {
             bool const recordDelete = run.Hit("DMUSRRole::Delete");
             bool const recordAdd = run.Hit("DMUSRRole::Add");
@@ -277,10 +268,9 @@ TEST_F(VerificationFaultTest, VerifyAdminRoleAccessRepairsAllButTheFailedWrite) 
     std::string const before = StoreRows();
     std::set<int> const shortIds = {1, 7, 12};
 
-    FaultLoop loop;
-    loop.name = "VerifyAdminRoleAccess(true)";
-    loop.setUp = [&] { Fresh(); };
-    loop.operation = [] { return Manager().VerifyAdminRoleAccess(true) ? 1 : 0; };
+    FaultLoop loop = LoopOnFreshCopies("VerifyAdminRoleAccess(true)", [] {
+        return Manager().VerifyAdminRoleAccess(true) ? 1 : 0;
+    });
     loop.check = [&](FaultRun const& run) {
         EXPECT_EQ(1, run.result) << "three entitlements were short";
         EXPECT_EQ(run.raised, std::vector<std::string>());
