@@ -1,9 +1,12 @@
-// The company file: creating, validating, opening and closing the one SQLite
-// database of the process, and the cache of its prepared statements.
+// The company file: creating, opening (for writing, or as a snapshot in
+// memory) and closing the one SQLite database of the process, copying it, and
+// the cache of its prepared statements.
 #include "CompanyFile.h"
 
 #include "CachedStatement.h"
+#include "CompanyFileAdmission.h"
 #include "CompanyFileJournal.h"
+#include "Connection.h"
 
 #include <sqlite3.h>
 
@@ -11,17 +14,15 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <unordered_map>
 
 namespace Host {
 
 namespace {
 
-const int kSchemaVersion = 1;
-const std::uint32_t kApplicationId = 0x504D4346; // "PMCF"
 const int kDefaultBusyTimeoutMs = 5000;
 const char kMemoryPath[] = ":memory:";
 
@@ -60,76 +61,11 @@ CREATE TABLE users (
     name TEXT UNIQUE NOT NULL,
     is_admin INTEGER NOT NULL DEFAULT 0
 );
+CREATE TABLE host_counters (
+    name TEXT PRIMARY KEY,
+    value INTEGER NOT NULL
+) WITHOUT ROWID;
 )sql";
-
-// The columns that the record layer and the user manager read; a file whose
-// tables lack one of them is not a company file of this schema.
-const char* const kExpectedLayout[] = {
-    "SELECT role_id, category_type, is_visible, name, description FROM roles",
-    ("SELECT entitlement_id, category_type, attributes_id, is_visible, is_enabled, name "
-     "FROM entitlements"),
-    "SELECT user_key, role_id FROM user_roles",
-    "SELECT role_id, entitlement_id, action_type FROM role_actions",
-    "SELECT user_id, record_key, name, is_admin FROM users",
-};
-
-struct OpenFile {
-    sqlite3* db = nullptr;
-    std::string path;
-    std::unordered_map<char const*, sqlite3_stmt*> statements;
-    // A read transaction begun for the ReadTransaction brackets; closing the
-    // connection rolls it back, which loses nothing since it wrote nothing.
-    bool readTransactionOpen = false;
-
-    ~OpenFile() { Close(); }
-
-    void Close() {
-        for (auto& entry : statements) {
-            sqlite3_finalize(entry.second);
-        }
-        statements.clear();
-        if (db != nullptr) {
-            sqlite3_close_v2(db);
-            db = nullptr;
-        }
-        path.clear();
-        readTransactionOpen = false;
-    }
-
-    // Ends the bracket's read transaction, so that what follows runs, and
-    // commits, by itself.
-    void EndReadTransaction() {
-        if (readTransactionOpen &&
-            sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK) {
-            sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
-        }
-        readTransactionOpen = false;
-    }
-
-    // Called before each use of a cached statement. Inside a bracket a read
-    // joins (or begins) the read transaction and a write ends it first. A
-    // BEGIN that fails leaves the read to run by itself.
-    void BeforeStatement(sqlite3_stmt* statement) {
-        if (ReadBracketDepth() == 0) {
-            return;
-        }
-        if (sqlite3_stmt_readonly(statement) == 0) {
-            EndReadTransaction();
-        } else if (!readTransactionOpen && sqlite3_get_autocommit(db) != 0) {
-            readTransactionOpen = sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr) == SQLITE_OK;
-        }
-    }
-
-    static int& ReadBracketDepth() {
-        static int depth = 0;
-        return depth;
-    }
-};
-
-OpenFile& Current() {
-    static OpenFile file;
-    return file;
-}
 
 int& BusyTimeoutSetting() {
     static int milliseconds = kDefaultBusyTimeoutMs;
@@ -159,20 +95,6 @@ bool FileExists(std::string const& path) {
     return ::stat(path.c_str(), &info) == 0;
 }
 
-std::string Hex32(std::uint32_t value) {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(value));
-    return text;
-}
-
-std::uint32_t BigEndian(unsigned char const* bytes, int count) {
-    std::uint32_t value = 0;
-    for (int i = 0; i < count; ++i) {
-        value = (value << 8) | bytes[i];
-    }
-    return value;
-}
-
 // Runs sql, which returns no rows; the error text, empty on success.
 std::string Execute(sqlite3* db, char const* sql) {
     char* error = nullptr;
@@ -184,88 +106,10 @@ std::string Execute(sqlite3* db, char const* sql) {
     return text;
 }
 
-// The first column of the first row of sql as an integer; false with *error
-// set when the statement fails or yields no row.
-bool QueryInteger(sqlite3* db, char const* sql, std::int64_t* value, std::string* error, int* rc) {
-    sqlite3_stmt* statement = nullptr;
-    *rc = sqlite3_prepare_v2(db, sql, -1, &statement, nullptr);
-    if (*rc == SQLITE_OK) {
-        *rc = sqlite3_step(statement);
-        if (*rc == SQLITE_ROW) {
-            *value = sqlite3_column_int64(statement, 0);
-            *rc = SQLITE_OK;
-        }
-    }
-    if (*rc != SQLITE_OK) {
-        *error = sqlite3_errmsg(db);
-    }
-    sqlite3_finalize(statement);
-    return *rc == SQLITE_OK;
-}
-
-// What the first 100 bytes of the file say about it, checked before SQLite
-// sees the file; an empty reason means the header is sound.
-std::string CheckHeader(std::string const& path, bool sidecarsPresent) {
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        return std::string("it cannot be read: ") + std::strerror(errno);
-    }
-    struct stat info;
-    unsigned char header[100] = {};
-    ssize_t got = -1;
-    if (::fstat(fd, &info) == 0) {
-        got = ::pread(fd, header, sizeof header, 0);
-    }
-    int readError = errno;
-    ::close(fd);
-    if (got < 0) {
-        return std::string("it cannot be read: ") + std::strerror(readError);
-    }
-    long long size = info.st_size;
-    if (size == 0) {
-        return "the file is empty";
-    }
-    static const char kMagic[16] = "SQLite format 3";
-    if (std::memcmp(header, kMagic, got < 16 ? got : 16) != 0 || got < 16) {
-        return "it is not an SQLite database (its first 16 bytes are not \"SQLite format 3\")";
-    }
-    if (got < 100) {
-        return "it is truncated: its " + std::to_string(size) +
-               " bytes end inside the 100-byte database header";
-    }
-    std::uint32_t pageSize = BigEndian(header + 16, 2);
-    if (pageSize == 1) {
-        pageSize = 65536;
-    }
-    if (pageSize < 512 || pageSize > 65536 || (pageSize & (pageSize - 1)) != 0) {
-        return "it is damaged: its header gives an invalid page size of " +
-               std::to_string(pageSize);
-    }
-    // A write-ahead log or a journal beside the file may hold pages that the
-    // file itself does not have yet; only without them must the sizes agree.
-    if (sidecarsPresent) {
-        return std::string();
-    }
-    std::uint32_t changeCounter = BigEndian(header + 24, 4);
-    std::uint32_t pageCount = BigEndian(header + 28, 4);
-    std::uint32_t validFor = BigEndian(header + 92, 4);
-    if (validFor == changeCounter && pageCount != 0) {
-        long long expected = static_cast<long long>(pageCount) * pageSize;
-        if (size != expected) {
-            return std::string(size < expected ? "it is truncated" : "it is damaged") +
-                   ": its header gives " + std::to_string(pageCount) + " pages of " +
-                   std::to_string(pageSize) + " bytes (" + std::to_string(expected) +
-                   " bytes), but the file holds " + std::to_string(size) + " bytes";
-        }
-    } else if (size % pageSize != 0) {
-        return "it is truncated: its " + std::to_string(size) +
-               " bytes are not a whole number of " + std::to_string(pageSize) + "-byte pages";
-    }
-    return std::string();
-}
-
-// A URI that opens path read-only without locks and without creating a
-// write-ahead log or shared-memory file beside it.
+// A URI that opens path read-only, without locks and without creating a log
+// or shared-memory file beside it. SQLite trusts such a file not to change
+// while it is open, so it is used only for a snapshot of a file that this
+// process cannot write and that has no log beside it.
 std::string ImmutableUri(std::string const& path) {
     static const char kHex[] = "0123456789ABCDEF";
     std::string uri = "file:";
@@ -283,81 +127,128 @@ std::string ImmutableUri(std::string const& path) {
     return uri + "?immutable=1";
 }
 
-// The first problem that quick_check reports, as one line without the
-// database name that precedes it.
-std::string FirstProblem(char const* report) {
-    std::string line = report != nullptr ? report : "quick_check gave no answer";
-    static const char kPrefix[] = "*** in database main ***\n";
-    if (line.compare(0, sizeof kPrefix - 1, kPrefix) == 0) {
-        line.erase(0, sizeof kPrefix - 1);
+// A regular file with one name; the reason when it is not.
+std::string CheckPath(std::string const& path, bool forWriting, bool* sidecars) {
+    struct stat info;
+    if (::stat(path.c_str(), &info) != 0) {
+        return errno == ENOENT ? std::string("the file does not exist")
+                               : std::string(std::strerror(errno));
     }
-    line = line.substr(0, line.find('\n'));
-    while (!line.empty() && line.back() == '.') {
-        line.pop_back();
+    if (!S_ISREG(info.st_mode)) {
+        return "it is not a regular file";
     }
-    return line;
+    // SQLite keeps its locks and its log per name: a write through one name
+    // can be lost to a connection through another.
+    if (forWriting && info.st_nlink > 1) {
+        return "it has " + std::to_string(info.st_nlink) +
+               " hard links, and writes through one of them can be lost; copy it to a file of "
+               "its own";
+    }
+    *sidecars = FileExists(path + "-wal") || FileExists(path + "-journal");
+    return detail::CheckHeader(path, *sidecars);
 }
 
-// Everything SQLite can tell about the file on a connection that cannot
-// write it; an empty reason means it is a company file of this schema.
-std::string CheckContents(sqlite3* db) {
-    sqlite3_stmt* check = nullptr;
-    int rc = sqlite3_prepare_v2(db, "PRAGMA quick_check", -1, &check, nullptr);
-    std::string problem;
-    if (rc == SQLITE_OK) {
-        rc = sqlite3_step(check);
-        if (rc == SQLITE_ROW) {
-            char const* line = reinterpret_cast<char const*>(sqlite3_column_text(check, 0));
-            if (line == nullptr || std::strcmp(line, "ok") != 0) {
-                problem = FirstProblem(line);
-            }
-            rc = SQLITE_OK;
-        }
+// A rollback journal left beside the file by a crash is rolled back by the
+// first connection that may write. The file is checked first on one that may
+// not, so that a file that is not a company file is left with its journal.
+std::string CheckBesideAJournal(std::string const& path) {
+    if (!FileExists(path + "-journal")) {
+        return std::string();
     }
-    int primary = rc & 0xFF;
-    if (rc != SQLITE_OK) {
-        problem = sqlite3_errmsg(db);
+    sqlite3* probe = nullptr;
+    std::string reason;
+    if (sqlite3_open_v2(path.c_str(), &probe, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
+        sqlite3_extended_result_codes(probe, 1);
+        sqlite3_busy_timeout(probe, BusyTimeoutSetting());
+        reason = detail::CheckContents(probe);
+    } else {
+        reason = std::string("it cannot be read as a database: ") + sqlite3_errmsg(probe);
     }
-    sqlite3_finalize(check);
-    if (rc == SQLITE_READONLY_ROLLBACK) {
-        // Only a rollback-journal file left by a crash: a connection that
-        // cannot write may not roll the journal back.
-        return "it holds an interrupted write that its journal must roll back first";
-    }
-    if (rc != SQLITE_OK && primary != SQLITE_CORRUPT && primary != SQLITE_NOTADB) {
-        return "it cannot be checked: " + problem;
-    }
-    if (!problem.empty()) {
-        return "it is damaged (" + problem + ")";
-    }
+    sqlite3_close_v2(probe);
+    return reason;
+}
 
-    std::string error;
-    std::int64_t value = 0;
-    if (!QueryInteger(db, "PRAGMA application_id", &value, &error, &rc)) {
-        return "it cannot be checked: " + error;
+// Closes a connection to a file that was refused. A log that was beside the
+// file before is left as it was, not folded into a file that is not ours; a
+// log and shared memory that SQLite made for this connection alone are
+// removed by SQLite itself, under its lock, when no other program uses them.
+void CloseRefused(sqlite3* db, bool logWasBeside) {
+    if (logWasBeside) {
+        sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     }
-    std::uint32_t applicationId = static_cast<std::uint32_t>(value);
-    if (applicationId != kApplicationId) {
-        return "it is not a company file: its application id is " + Hex32(applicationId) +
-               ", not " + Hex32(kApplicationId);
+    sqlite3_close_v2(db);
+}
+
+// A connection to the file that reads only, checked; null with *reason set
+// when the file is refused. It is opened for writing when this process may
+// write the file, so that SQLite's last connection can tidy the log away, and
+// read-only otherwise; a read-only file whose shared memory cannot be made
+// is opened immutable when no log lies beside it.
+sqlite3* OpenForSnapshot(std::string const& path, bool logWasBeside, std::string* reason) {
+    sqlite3* db = nullptr;
+    int rc = sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
+    if (rc == SQLITE_OK) {
+        sqlite3_extended_result_codes(db, 1);
+        sqlite3_busy_timeout(db, BusyTimeoutSetting());
+        *reason = detail::CheckContents(db);
+    } else {
+        *reason = std::string("it cannot be read as a database: ") + sqlite3_errmsg(db);
     }
-    if (!QueryInteger(db, "PRAGMA user_version", &value, &error, &rc)) {
-        return "it cannot be checked: " + error;
+    bool readOnly = rc == SQLITE_OK && sqlite3_db_readonly(db, "main") == 1;
+    if (!reason->empty() && readOnly && !logWasBeside) {
+        sqlite3_close_v2(db);
+        db = nullptr;
+        rc = sqlite3_open_v2(ImmutableUri(path).c_str(), &db,
+                             SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
+        *reason = rc == SQLITE_OK
+                      ? detail::CheckContents(db)
+                      : std::string("it cannot be read as a database: ") + sqlite3_errmsg(db);
     }
-    if (value != kSchemaVersion) {
-        return "its schema version " + std::to_string(value) + " is " +
-               (value > kSchemaVersion ? "newer" : "older") + " than the version " +
-               std::to_string(kSchemaVersion) + " that this host knows";
+    if (!reason->empty()) {
+        CloseRefused(db, logWasBeside);
+        return nullptr;
     }
-    for (char const* sql : kExpectedLayout) {
-        sqlite3_stmt* statement = nullptr;
-        rc = sqlite3_prepare_v2(db, sql, -1, &statement, nullptr);
-        sqlite3_finalize(statement);
-        if (rc != SQLITE_OK) {
-            return std::string("its tables are not those of a company file: ") + sqlite3_errmsg(db);
-        }
+    return db;
+}
+
+// The database of source copied into a new database in memory; null with
+// *error set on failure. The copy is taken in one read transaction, so it is
+// the file as one commit left it.
+sqlite3* CopyIntoMemory(sqlite3* source, std::string* error) {
+    sqlite3_int64 size = 0;
+    unsigned char* image = sqlite3_serialize(source, "main", &size, 0);
+    if (image == nullptr) {
+        *error = std::string("it cannot be copied: ") + sqlite3_errmsg(source);
+        return nullptr;
     }
-    return std::string();
+    // The copy keeps no log: bytes 18 and 19 of the header say rollback
+    // journal, as a database in memory must.
+    if (size >= 20) {
+        image[18] = 1;
+        image[19] = 1;
+    }
+    sqlite3* memory = nullptr;
+    int rc =
+        sqlite3_open_v2(kMemoryPath, &memory, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    if (rc == SQLITE_OK) {
+        rc = sqlite3_deserialize(memory, "main", image, size, size,
+                                 SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_RESIZEABLE);
+        image = nullptr; // the connection owns it now, also on failure
+    }
+    sqlite3_free(image);
+    if (rc != SQLITE_OK) {
+        *error = std::string("it cannot be copied: ") + sqlite3_errstr(rc);
+        sqlite3_close_v2(memory);
+        return nullptr;
+    }
+    return memory;
+}
+
+void Adopt(sqlite3* db, std::string const& path, bool snapshot) {
+    detail::Connection& connection = detail::CurrentConnection();
+    connection.db = db;
+    connection.path = path;
+    connection.snapshot = snapshot;
 }
 
 // Journal, sync and busy settings of a read-write connection; the error text,
@@ -420,8 +311,9 @@ void RemoveWithSidecars(std::string const& path) {
 std::string CreateSchema(sqlite3* db) {
     std::string error = Execute(db, "BEGIN IMMEDIATE");
     if (error.empty()) {
-        std::string pragmas = "PRAGMA application_id = " + std::to_string(kApplicationId) +
-                              "; PRAGMA user_version = " + std::to_string(kSchemaVersion) + ";";
+        std::string pragmas = "PRAGMA application_id = " + std::to_string(detail::kApplicationId) +
+                              "; PRAGMA user_version = " + std::to_string(detail::kSchemaVersion) +
+                              ";";
         error = Execute(db, pragmas.c_str());
     }
     if (error.empty()) {
@@ -438,8 +330,56 @@ std::string CreateSchema(sqlite3* db) {
 
 } // namespace
 
+namespace detail {
+
+void Connection::Close() {
+    ConnectionClosing(*this);
+    for (auto& entry : statements) {
+        sqlite3_finalize(entry.second);
+    }
+    statements.clear();
+    if (db != nullptr) {
+        sqlite3_close_v2(db);
+        db = nullptr;
+    }
+    path.clear();
+    snapshot = false;
+}
+
+Connection& CurrentConnection() {
+    static struct Closing : Connection {
+        ~Closing() { Close(); }
+    } connection;
+    return connection;
+}
+
+sqlite3_stmt* CachedStatement(char const* sql, int* rc) {
+    Connection& connection = CurrentConnection();
+    if (connection.db == nullptr) {
+        *rc = SQLITE_MISUSE;
+        return nullptr;
+    }
+    sqlite3_stmt* statement = nullptr;
+    auto found = connection.statements.find(sql);
+    if (found != connection.statements.end()) {
+        statement = found->second;
+    } else {
+        *rc = sqlite3_prepare_v3(connection.db, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement,
+                                 nullptr);
+        if (*rc != SQLITE_OK) {
+            sqlite3_finalize(statement);
+            return nullptr;
+        }
+        connection.statements.emplace(sql, statement);
+    }
+    *rc = BeforeStatement(connection, statement);
+    return *rc == SQLITE_OK ? statement : nullptr;
+}
+
+} // namespace detail
+
 CompanyFileResult CreateCompanyFile(std::string const& path) {
-    OpenFile& file = Current();
+    detail::Connection& file = detail::CurrentConnection();
     if (file.db != nullptr) {
         return Refused("create", path, "the company file '" + file.path + "' is open");
     }
@@ -462,75 +402,78 @@ CompanyFileResult CreateCompanyFile(std::string const& path) {
         return Refused("create", path, error);
     }
     SyncDirectoryOf(path);
-    file.db = db;
-    file.path = path;
+    Adopt(db, path, false);
     return Done();
 }
 
 CompanyFileResult OpenCompanyFile(std::string const& path) {
-    OpenFile& file = Current();
+    detail::Connection& file = detail::CurrentConnection();
     if (file.db != nullptr) {
         return Refused("open", path, "the company file '" + file.path + "' is open");
     }
-    struct stat info;
-    if (::stat(path.c_str(), &info) != 0) {
-        return Refused("open", path,
-                       errno == ENOENT ? std::string("the file does not exist")
-                                       : std::string(std::strerror(errno)));
+    bool sidecars = false;
+    std::string reason = CheckPath(path, true, &sidecars);
+    if (reason.empty()) {
+        reason = CheckBesideAJournal(path);
     }
-    if (!S_ISREG(info.st_mode)) {
-        return Refused("open", path, "it is not a regular file");
-    }
-    bool sidecars = FileExists(path + "-wal") || FileExists(path + "-journal");
-    std::string reason = CheckHeader(path, sidecars);
     if (!reason.empty()) {
         return Refused("open", path, reason);
     }
-
-    // Validation reads the file on a connection that cannot write it. Without
-    // a log or journal beside it the file is the whole database, and opening it
-    // immutable leaves no new file behind either.
-    bool hadShm = FileExists(path + "-shm");
-    sqlite3* probe = nullptr;
-    int rc = sidecars ? sqlite3_open_v2(path.c_str(), &probe, SQLITE_OPEN_READONLY, nullptr)
-                      : sqlite3_open_v2(ImmutableUri(path).c_str(), &probe,
-                                        SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
-    if (rc == SQLITE_OK) {
-        sqlite3_extended_result_codes(probe, 1);
-        sqlite3_busy_timeout(probe, BusyTimeoutSetting());
-        reason = CheckContents(probe);
-    } else {
-        reason = std::string("it cannot be read as a database: ") + sqlite3_errmsg(probe);
-    }
-    sqlite3_close_v2(probe);
-    if (!reason.empty()) {
-        if (sidecars && !hadShm) {
-            ::unlink((path + "-shm").c_str());
-        }
-        return Refused("open", path, reason);
-    }
-
+    // Checked on the connection that will write it: it reads only until the
+    // file has passed, and a connection that only read leaves nothing behind.
+    bool logWasBeside = FileExists(path + "-wal");
     sqlite3* db = nullptr;
-    rc = sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
-    std::string error;
+    int rc = sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
     if (rc != SQLITE_OK) {
-        error = std::string("it cannot be opened for writing: ") + sqlite3_errmsg(db);
-    } else if (sqlite3_db_readonly(db, "main") != 0) {
-        error = "it is read-only";
+        reason = std::string("it cannot be opened for writing: ") + sqlite3_errmsg(db);
     } else {
-        error = Configure(db, false);
+        sqlite3_extended_result_codes(db, 1);
+        sqlite3_busy_timeout(db, BusyTimeoutSetting());
+        reason = detail::CheckContents(db);
+        if (reason.empty() && sqlite3_db_readonly(db, "main") != 0) {
+            reason = "it is read-only";
+        }
     }
-    if (!error.empty()) {
-        sqlite3_close_v2(db);
-        return Refused("open", path, error);
+    if (reason.empty()) {
+        reason = Configure(db, false);
     }
-    file.db = db;
-    file.path = path;
+    if (!reason.empty()) {
+        CloseRefused(db, logWasBeside);
+        return Refused("open", path, reason);
+    }
+    Adopt(db, path, false);
+    return Done();
+}
+
+CompanyFileResult OpenCompanyFileSnapshot(std::string const& path) {
+    detail::Connection& file = detail::CurrentConnection();
+    if (file.db != nullptr) {
+        return Refused("open", path, "the company file '" + file.path + "' is open");
+    }
+    bool sidecars = false;
+    std::string reason = CheckPath(path, false, &sidecars);
+    if (reason.empty()) {
+        reason = CheckBesideAJournal(path);
+    }
+    if (!reason.empty()) {
+        return Refused("open", path, reason);
+    }
+    sqlite3* source = OpenForSnapshot(path, FileExists(path + "-wal"), &reason);
+    if (source == nullptr) {
+        return Refused("open", path, reason);
+    }
+    sqlite3* memory = CopyIntoMemory(source, &reason);
+    sqlite3_close_v2(source);
+    if (memory == nullptr) {
+        return Refused("open", path, reason);
+    }
+    Configure(memory, true);
+    Adopt(memory, path, true);
     return Done();
 }
 
 CompanyFileResult OpenInMemoryCompanyFile() {
-    OpenFile& file = Current();
+    detail::Connection& file = detail::CurrentConnection();
     if (file.db != nullptr) {
         return Refused("open", kMemoryPath, "the company file '" + file.path + "' is open");
     }
@@ -544,25 +487,94 @@ CompanyFileResult OpenInMemoryCompanyFile() {
         sqlite3_close_v2(db);
         return Refused("open", kMemoryPath, error);
     }
-    file.db = db;
-    file.path = kMemoryPath;
+    Adopt(db, kMemoryPath, false);
     return Done();
 }
 
 void CloseCompanyFile() {
-    Current().Close();
+    detail::CurrentConnection().Close();
+}
+
+CompanyFileResult CloseAndRenameCompanyFile(std::string const& path) {
+    detail::Connection& file = detail::CurrentConnection();
+    std::string from = file.path;
+    if (file.db == nullptr || file.snapshot || from == kMemoryPath) {
+        return Refused("rename", path, "no company file on disk is open");
+    }
+    // The last connection folds the log into the file and removes it, so
+    // the file alone holds everything before it takes its new name.
+    file.Close();
+    if (FileExists(from + "-wal") || FileExists(from + "-journal")) {
+        return Refused("rename", path, "'" + from + "' still has its log beside it");
+    }
+    int fd = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd >= 0) {
+        ::fsync(fd);
+        ::close(fd);
+    }
+    // A new link fails where a name exists, so no file is ever replaced.
+    if (::link(from.c_str(), path.c_str()) != 0) {
+        return Refused("create", path,
+                       errno == EEXIST ? std::string("the file already exists")
+                                       : std::string(std::strerror(errno)));
+    }
+    ::unlink(from.c_str());
+    SyncDirectoryOf(path);
+    return Done();
+}
+
+CompanyFileResult BackupCompanyFile(std::string const& destination) {
+    detail::Connection& file = detail::CurrentConnection();
+    if (file.db == nullptr || file.snapshot || file.path == kMemoryPath) {
+        return Refused("copy", file.path, "no company file on disk is open");
+    }
+    // A connection of its own reads what was committed: inside a write
+    // bracket, the file as it was before the bracket.
+    sqlite3* source = nullptr;
+    sqlite3* copy = nullptr;
+    std::string partial = destination + ".partial";
+    ::unlink(partial.c_str());
+    int rc = sqlite3_open_v2(file.path.c_str(), &source, SQLITE_OPEN_READONLY, nullptr);
+    if (rc == SQLITE_OK) {
+        sqlite3_busy_timeout(source, BusyTimeoutSetting());
+        rc = sqlite3_open_v2(partial.c_str(), &copy, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+                             nullptr);
+    }
+    if (rc == SQLITE_OK) {
+        sqlite3_backup* backup = sqlite3_backup_init(copy, "main", source, "main");
+        rc = backup == nullptr ? sqlite3_errcode(copy) : sqlite3_backup_step(backup, -1);
+        int finished = sqlite3_backup_finish(backup);
+        rc = rc == SQLITE_DONE ? finished : rc;
+    }
+    std::string error = rc == SQLITE_OK ? std::string() : sqlite3_errstr(rc);
+    sqlite3_close_v2(copy);
+    sqlite3_close_v2(source);
+    if (error.empty() && ::link(partial.c_str(), destination.c_str()) != 0) {
+        error = errno == EEXIST ? "'" + destination + "' exists already" : std::strerror(errno);
+    }
+    ::unlink(partial.c_str());
+    ::unlink((partial + "-journal").c_str());
+    if (!error.empty()) {
+        return Refused("copy", file.path, error);
+    }
+    SyncDirectoryOf(destination);
+    return Done();
 }
 
 bool IsCompanyFileOpen() {
-    return Current().db != nullptr;
+    return detail::CurrentConnection().db != nullptr;
+}
+
+bool IsCompanyFileSnapshot() {
+    return detail::CurrentConnection().snapshot;
 }
 
 std::string CurrentCompanyFilePath() {
-    return Current().path;
+    return detail::CurrentConnection().path;
 }
 
 sqlite3* CurrentCompanyFileHandle() {
-    return Current().db;
+    return detail::CurrentConnection().db;
 }
 
 void SetCompanyFileBusyTimeout(int milliseconds) {
@@ -579,43 +591,6 @@ void SetCompanyFileJournal(CompanyFileJournal journal) {
 
 CompanyFileJournal GetCompanyFileJournal() {
     return JournalSetting();
-}
-
-namespace detail {
-
-sqlite3_stmt* CachedStatement(char const* sql, int* rc) {
-    OpenFile& file = Current();
-    if (file.db == nullptr) {
-        *rc = SQLITE_MISUSE;
-        return nullptr;
-    }
-    auto found = file.statements.find(sql);
-    if (found != file.statements.end()) {
-        *rc = SQLITE_OK;
-        file.BeforeStatement(found->second);
-        return found->second;
-    }
-    sqlite3_stmt* statement = nullptr;
-    *rc = sqlite3_prepare_v3(file.db, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
-    if (*rc != SQLITE_OK) {
-        sqlite3_finalize(statement);
-        return nullptr;
-    }
-    file.statements.emplace(sql, statement);
-    file.BeforeStatement(statement);
-    return statement;
-}
-
-} // namespace detail
-
-ReadTransaction::ReadTransaction() {
-    ++OpenFile::ReadBracketDepth();
-}
-
-ReadTransaction::~ReadTransaction() {
-    if (--OpenFile::ReadBracketDepth() == 0 && Current().db != nullptr) {
-        Current().EndReadTransaction();
-    }
 }
 
 } // namespace Host

@@ -4,6 +4,8 @@
 // process; the record classes (DMUSRRole and its siblings) work on it.
 #pragma once
 
+#include "Transactions.h"
+
 #include <string>
 
 struct sqlite3;
@@ -20,22 +22,41 @@ struct CompanyFileResult {
 // A new company file with the current schema, left open; refuses a path that
 // exists, and removes what it created when it fails.
 CompanyFileResult CreateCompanyFile(std::string const& path);
-// An existing company file, left open. The file is checked on a connection
-// that cannot write it before it is opened for writing: a missing, empty,
-// truncated or damaged file, one that is not SQLite or belongs to another
-// application, one whose schema version this host does not know, and one that
-// cannot be written are refused. A file left with its write-ahead log by a
-// crash is accepted and keeps every committed record.
+// An existing company file, left open for reading and writing. The file is
+// checked before anything is written to it: a missing, empty, truncated or
+// damaged file, one that is not SQLite or belongs to another application, one
+// whose schema version this host does not know, one that cannot be written
+// and one with more than one hard link are refused. A file left with its
+// write-ahead log by a crash is accepted and keeps every committed record.
+// Another program may have the file open meanwhile: nothing here removes a
+// file beside it that SQLite shares between programs.
 CompanyFileResult OpenCompanyFile(std::string const& path);
+// A copy in memory of an existing company file, taken in one read
+// transaction and then left open in place of the file: reads see the file as
+// one commit left it, and writes reach only the copy, which is gone when
+// closed. The checks are those of OpenCompanyFile, but a read-only file, or
+// one with several hard links, is taken. The file itself is never written.
+CompanyFileResult OpenCompanyFileSnapshot(std::string const& path);
 // A company file in memory, with the current schema; gone when closed. Create
 // and the opens refuse while another company file is open.
 CompanyFileResult OpenInMemoryCompanyFile();
-// Closes the open company file, if any. Everything written so far is in it:
-// each record operation committed by itself.
+// Closes the open company file, if any. Everything committed is in it; a
+// write bracket that has not committed is taken back.
 void CloseCompanyFile();
+// Closes the open company file, which must be on disk, and gives it a second
+// name, path, then removes the name it had: the file appears at path whole or
+// not at all, and a file that exists at path is never replaced (refused, and
+// the open file is left under its old name, closed).
+CompanyFileResult CloseAndRenameCompanyFile(std::string const& path);
+// Copies what is committed in the open company file (inside a write bracket:
+// the file as it was before the bracket) to a new file at destination, which
+// must not exist. The copy appears whole or not at all.
+CompanyFileResult BackupCompanyFile(std::string const& destination);
 bool IsCompanyFileOpen();
-// The path of the open company file (":memory:" for one in memory); empty
-// when none is open.
+// Whether the open company file is a snapshot (OpenCompanyFileSnapshot).
+bool IsCompanyFileSnapshot();
+// The path of the open company file (":memory:" for one in memory, the
+// file's path for a snapshot); empty when none is open.
 std::string CurrentCompanyFilePath();
 
 // The open database, for the record layer and the host's own tables; null
@@ -47,23 +68,5 @@ sqlite3* CurrentCompanyFileHandle();
 // to company files opened or created from now on; tests set a short one.
 void SetCompanyFileBusyTimeout(int milliseconds);
 int GetCompanyFileBusyTimeout();
-
-// Brackets a run of reads (a login, a role screen) so that they share one
-// read transaction of the open company file: SQLite then takes and drops its
-// file locks once for the run instead of at every record operation, which is
-// most of what a read costs on a file. Writes are never part of it: a write
-// inside the bracket first ends the read transaction and then commits by
-// itself, as every record operation does, and the next read begins a new
-// one. So a bracket neither delays nor groups a write, and another process
-// may write meanwhile; the reads see the file as it was at the bracket's first
-// read, or at its own last write. Brackets nest: the outermost one ends the
-// transaction. Closing the company file inside a bracket is allowed.
-class ReadTransaction {
-public:
-    ReadTransaction();
-    ~ReadTransaction();
-    ReadTransaction(ReadTransaction const&) = delete;
-    ReadTransaction& operator=(ReadTransaction const&) = delete;
-};
 
 } // namespace Host

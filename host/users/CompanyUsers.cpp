@@ -13,9 +13,21 @@ namespace {
 const int kFirstUserId = 101;
 const int kFirstRecordKey = 1;
 
-const char kInsertUser[] = "INSERT INTO users (user_id, record_key, name, is_admin) "
-                           "VALUES ((SELECT COALESCE(MAX(user_id), ?1 - 1) + 1 FROM users), "
-                           "(SELECT COALESCE(MAX(record_key), ?2 - 1) + 1 FROM users), ?3, ?4)";
+// The highest user id and record key ever issued, kept apart from the users
+// so that a removed user's key, under which assignments were filed, is never
+// given to a new user. Files made before it have none until the first add.
+const char kCreateCounters[] = "CREATE TABLE IF NOT EXISTS host_counters "
+                               "(name TEXT PRIMARY KEY, value INTEGER NOT NULL) WITHOUT ROWID";
+const char kInsertUser[] =
+    "INSERT INTO users (user_id, record_key, name, is_admin) VALUES ("
+    "MAX(COALESCE((SELECT MAX(user_id) FROM users), ?1 - 1), "
+    "COALESCE((SELECT value FROM host_counters WHERE name = 'user_id'), ?1 - 1)) + 1, "
+    "MAX(COALESCE((SELECT MAX(record_key) FROM users), ?2 - 1), "
+    "COALESCE((SELECT value FROM host_counters WHERE name = 'record_key'), ?2 - 1)) + 1, ?3, ?4)";
+const char kKeepCounters[] =
+    "INSERT INTO host_counters (name, value) SELECT 'user_id', user_id FROM users "
+    "WHERE name = ?1 UNION ALL SELECT 'record_key', record_key FROM users WHERE name = ?1 "
+    "ON CONFLICT (name) DO UPDATE SET value = excluded.value";
 const char kDeleteUser[] = "DELETE FROM users WHERE user_id = ?1";
 const char kListUsers[] = "SELECT user_id, record_key, name, is_admin FROM users ORDER BY user_id";
 const char kUserByName[] = "SELECT user_id FROM users WHERE name = ?1";
@@ -26,10 +38,7 @@ const char kAdminUser[] = "SELECT user_id FROM users WHERE is_admin = 1 ORDER BY
 // Resets a cached statement when the caller is done with it.
 class StatementUse {
 public:
-    explicit StatementUse(char const* sql) {
-        int rc = SQLITE_OK;
-        m_Statement = detail::CachedStatement(sql, &rc);
-    }
+    explicit StatementUse(char const* sql) { m_Statement = detail::CachedStatement(sql, &m_Rc); }
     ~StatementUse() {
         if (m_Statement != nullptr) {
             sqlite3_reset(m_Statement);
@@ -39,10 +48,47 @@ public:
     StatementUse(StatementUse const&) = delete;
     StatementUse& operator=(StatementUse const&) = delete;
     sqlite3_stmt* get() const { return m_Statement; }
+    // Why there is no statement: no file open, or a write bracket refusing.
+    int rc() const { return m_Rc; }
 
 private:
     sqlite3_stmt* m_Statement;
+    int m_Rc = SQLITE_OK;
 };
+
+std::string Refusal(int rc) {
+    return rc == SQLITE_MISUSE && !IsCompanyFileOpen() ? std::string("no company file is open")
+                                                       : std::string(sqlite3_errstr(rc));
+}
+
+// Adds the row and keeps the counters; SQLITE_DONE or the code that failed.
+int InsertUser(std::string const& name, bool isAdmin, std::string* error) {
+    StatementUse insert(kInsertUser);
+    if (insert.get() == nullptr) {
+        *error = Refusal(insert.rc());
+        return insert.rc();
+    }
+    sqlite3_bind_int(insert.get(), 1, kFirstUserId);
+    sqlite3_bind_int(insert.get(), 2, kFirstRecordKey);
+    sqlite3_bind_text(insert.get(), 3, name.c_str(), -1, SQLITE_TRANSIENT);
+    sqlite3_bind_int(insert.get(), 4, isAdmin ? 1 : 0);
+    int rc = sqlite3_step(insert.get());
+    if (rc != SQLITE_DONE) {
+        *error = (rc & 0xFF) == SQLITE_CONSTRAINT ? "a user named '" + name + "' exists already"
+                                                  : std::string(sqlite3_errstr(rc));
+        return rc;
+    }
+    StatementUse keep(kKeepCounters);
+    rc = keep.get() == nullptr ? keep.rc() : SQLITE_OK;
+    if (rc == SQLITE_OK) {
+        sqlite3_bind_text(keep.get(), 1, name.c_str(), -1, SQLITE_TRANSIENT);
+        rc = sqlite3_step(keep.get());
+    }
+    if (rc != SQLITE_DONE) {
+        *error = sqlite3_errstr(rc);
+    }
+    return rc;
+}
 
 // The single integer a one-parameter query yields, or -1.
 int QueryInt(char const* sql, int parameter, bool bind) {
@@ -68,19 +114,27 @@ int AddCompanyUser(std::string const& name, bool isAdmin, std::string* error) {
         *error = "a user needs a name";
         return -1;
     }
-    StatementUse statement(kInsertUser);
-    if (statement.get() == nullptr) {
+    sqlite3* db = CurrentCompanyFileHandle();
+    if (db == nullptr) {
         *error = "no company file is open";
         return -1;
     }
-    sqlite3_bind_int(statement.get(), 1, kFirstUserId);
-    sqlite3_bind_int(statement.get(), 2, kFirstRecordKey);
-    sqlite3_bind_text(statement.get(), 3, name.c_str(), -1, SQLITE_TRANSIENT);
-    sqlite3_bind_int(statement.get(), 4, isAdmin ? 1 : 0);
-    int rc = sqlite3_step(statement.get());
-    if (rc != SQLITE_DONE) {
-        *error = rc == SQLITE_CONSTRAINT ? "a user named '" + name + "' exists already"
-                                         : sqlite3_errstr(rc);
+    // The row and the counters go in together, or neither does.
+    WriteTransaction bracket;
+    if (bracket.BeginResult() != SQLITE_OK) {
+        *error = DescribeWriteFailure(bracket.BeginResult());
+        return -1;
+    }
+    if (sqlite3_exec(db, kCreateCounters, nullptr, nullptr, nullptr) != SQLITE_OK) {
+        *error = sqlite3_errmsg(db);
+        return -1;
+    }
+    if (InsertUser(name, isAdmin, error) != SQLITE_DONE) {
+        return -1;
+    }
+    int rc = bracket.Commit();
+    if (rc != SQLITE_OK) {
+        *error = DescribeWriteFailure(rc);
         return -1;
     }
     return FindCompanyUser(name);

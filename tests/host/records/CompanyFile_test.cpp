@@ -135,7 +135,7 @@ TEST_F(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
              Sample(p, nullptr);
              ASSERT_EQ(::truncate(p.c_str(), 3 * 4096), 0);
          },
-         "it is truncated: its header gives 10 pages of 4096 bytes (40960 bytes), but the file "
+         "it is truncated: its header gives 11 pages of 4096 bytes (45056 bytes), but the file "
          "holds 12288 bytes"},
         {"roles page overwritten", [](std::string const& p) { Damage(p, 4096, 4096); },
          "it is damaged (Page 2: btreeInitPage() returns error code 11)"},
@@ -161,9 +161,11 @@ TEST_F(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
         SCOPED_TRACE(c.name);
         TempPath path("refused");
         c.setup(path);
+        // SQLite's shared-memory index holds no data, and another program
+        // may be using it: it may stay beside a file left by a crash.
         auto files = [&path] {
             std::string found;
-            for (char const* suffix : {"", "-wal", "-shm", "-journal"}) {
+            for (char const* suffix : {"", "-wal", "-journal"}) {
                 found += Exists(path.str() + suffix) ? std::string(suffix) + "+" : "";
             }
             return found + ReadBytes(path);

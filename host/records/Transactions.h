@@ -1,0 +1,83 @@
+// Brackets around runs of record operations on the open company file. The
+// library passes no transaction: every record operation commits by itself
+// unless the host has opened a bracket, and the host decides which.
+#pragma once
+
+#include <string>
+
+namespace Host {
+
+// Brackets a run of reads (a login, a role screen) so that they share one
+// read transaction of the open company file: SQLite then takes and drops its
+// file locks once for the run instead of at every record operation, which is
+// most of what a read costs on a file. Writes are never part of it: a write
+// inside the bracket first ends the read transaction and then commits by
+// itself, as every record operation does, and the next read begins a new
+// one. So a bracket neither delays nor groups a write, and another process
+// may write meanwhile; the reads see the file as it was at the bracket's first
+// read, or at its own last write. Brackets nest: the outermost one ends the
+// transaction. Closing the company file inside a bracket is allowed. Inside a
+// WriteTransaction a read bracket changes nothing: the reads join the write.
+class ReadTransaction {
+public:
+    ReadTransaction();
+    ~ReadTransaction();
+    ReadTransaction(ReadTransaction const&) = delete;
+    ReadTransaction& operator=(ReadTransaction const&) = delete;
+};
+
+// Brackets a whole change: while one lives, every record operation on the
+// open company file joins one write transaction, begun with BEGIN IMMEDIATE
+// so that a second writer (another desktop, another pmctl) waits for this one
+// to end instead of interleaving with it. Commit puts everything in the file
+// at once; a bracket that ends without Commit, and a program that dies inside
+// one, leave nothing of it.
+//
+// Inside the bracket the library reads its own writes as before, and a record
+// operation that fails (a key that exists, a fault from the fault plan) fails
+// alone, leaving the bracket's other writes in place. An error that makes
+// SQLite give up the whole transaction (the disk full, an I/O error) fails
+// every later record operation of the bracket and its Commit: nothing of the
+// bracket is written.
+//
+// What it costs: until Commit, other programs wait for the write lock (up to
+// their busy timeout) and see none of the bracket's writes; a crash loses the
+// whole bracket rather than its last record operation.
+//
+// An inner bracket (one begun while another lives) is a savepoint of the
+// outer one: its Commit keeps its writes for the outer bracket to commit, its
+// end without Commit takes back only its own writes.
+class WriteTransaction {
+public:
+    // Begins on the open company file. BeginResult() tells whether it did.
+    WriteTransaction();
+    // Takes back what the bracket wrote unless it was committed.
+    ~WriteTransaction();
+    WriteTransaction(WriteTransaction const&) = delete;
+    WriteTransaction& operator=(WriteTransaction const&) = delete;
+
+    // SQLITE_OK when the bracket began. Otherwise the SQLite result code:
+    // SQLITE_BUSY when another program held the write lock past the busy
+    // timeout, SQLITE_MISUSE when no company file is open. Record operations
+    // inside a bracket that did not begin fail with that code.
+    int BeginResult() const { return m_Begin; }
+    // Writes the bracket to the file (the outermost) or keeps it for the outer
+    // bracket (an inner one). SQLITE_OK, or the code of what failed, and then
+    // nothing of the bracket is in the file. A second call returns the first's
+    // result.
+    int Commit();
+
+private:
+    int End(bool commit);
+
+    int m_Begin;
+    int m_Depth;  // 1 for the outermost bracket
+    int m_Result; // -1 until the bracket has ended
+};
+
+// The text for a bracket's failure code, in the words an administrator reads:
+// "the disk is full", "another program is writing this company file; try
+// again", or SQLite's own text.
+std::string DescribeWriteFailure(int code);
+
+} // namespace Host
