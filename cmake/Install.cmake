@@ -34,11 +34,12 @@ pm_install_interface(pm_host ${PM_INSTALL_INCLUDEDIR})
 set_target_properties(pm_hostapi PROPERTIES EXPORT_NAME HostApi)
 set_target_properties(pm_host PROPERTIES EXPORT_NAME ReferenceHost)
 set_target_properties(pm_host_cindex PROPERTIES EXPORT_NAME ReferenceHostCIndex)
+set_target_properties(pm_host_company PROPERTIES EXPORT_NAME ReferenceHostCompany)
 # The shared objects find each other in the directory they are installed to.
-set_target_properties(PermissionManager pm_host pm_host_cindex PROPERTIES
+set_target_properties(PermissionManager pm_host pm_host_cindex pm_host_company PROPERTIES
   INSTALL_RPATH "$ORIGIN")
 
-install(TARGETS PermissionManager pm_host pm_host_cindex pm_hostapi
+install(TARGETS PermissionManager pm_host pm_host_cindex pm_host_company pm_hostapi
   EXPORT PermissionManagerTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}

@@ -33,6 +33,10 @@ const char kListUsers[] = "SELECT user_id, record_key, name, is_admin FROM users
 const char kUserByName[] = "SELECT user_id FROM users WHERE name = ?1";
 const char kKeyForUser[] = "SELECT record_key FROM users WHERE user_id = ?1";
 const char kUserForKey[] = "SELECT user_id FROM users WHERE record_key = ?1";
+const char kOrphanAssignments[] =
+    "SELECT a.user_key, a.role_id, u.record_key IS NULL, r.role_id IS NULL FROM user_roles a "
+    "LEFT JOIN users u ON u.record_key = a.user_key LEFT JOIN roles r ON r.role_id = a.role_id "
+    "WHERE u.record_key IS NULL OR r.role_id IS NULL ORDER BY a.user_key, a.role_id";
 const char kAdminUser[] = "SELECT user_id FROM users WHERE is_admin = 1 ORDER BY user_id LIMIT 1";
 
 // Resets a cached statement when the caller is done with it.
@@ -177,6 +181,20 @@ int FindCompanyUser(std::string const& name) {
         return -1;
     }
     return sqlite3_column_int(statement.get(), 0);
+}
+
+std::vector<OrphanAssignment> FindOrphanAssignments() {
+    std::vector<OrphanAssignment> orphans;
+    StatementUse statement(kOrphanAssignments);
+    while (statement.get() != nullptr && sqlite3_step(statement.get()) == SQLITE_ROW) {
+        OrphanAssignment orphan;
+        orphan.recordKey = sqlite3_column_int(statement.get(), 0);
+        orphan.roleId = sqlite3_column_int(statement.get(), 1);
+        orphan.userGone = sqlite3_column_int(statement.get(), 2) != 0;
+        orphan.roleGone = sqlite3_column_int(statement.get(), 3) != 0;
+        orphans.push_back(orphan);
+    }
+    return orphans;
 }
 
 int CompanyUserManager::GetDBRecKeyForUser(int userId) {

@@ -29,6 +29,18 @@ std::vector<CompanyUser> ListCompanyUsers();
 // The user id for a name (exact match), or -1.
 int FindCompanyUser(std::string const& name);
 
+// An assignment of a user to a role whose user or role is gone: the library
+// reads nothing from it, but a new user given the same record key, or a new
+// role given the same id, would silently inherit it.
+struct OrphanAssignment {
+    int recordKey = -1;
+    int roleId = -1;
+    bool userGone = false;
+    bool roleGone = false;
+};
+// The orphan assignments of the open company file, by record key and role.
+std::vector<OrphanAssignment> FindOrphanAssignments();
+
 // UM::UserManager over the users table of whichever company file is open.
 class CompanyUserManager : public UM::UserManager {
 public:

@@ -2,6 +2,7 @@
 // run time below "Bank Accounts" and knows by full names that start with
 // "Bank Registers". pmctl names an account by its path below that head:
 // "Checking", or "Checking:Payroll" for a sub-account of Checking.
+#include "BankAccounts.h"
 #include "CommandSupport.h"
 
 #include <PM/Constants.h>
@@ -18,19 +19,8 @@ namespace Pmctl {
 
 namespace {
 
-const char kBankAccountsName[] = "Bank Accounts";
-
-// The path up to the last ':', empty for a top-level account.
-std::string ParentPath(std::string const& path) {
-    std::size_t colon = path.rfind(':');
-    return colon == std::string::npos ? "" : path.substr(0, colon);
-}
-
-std::string ShortName(std::string const& path) {
-    return path.substr(path.rfind(':') + 1);
-}
-
-// Every level has a name that is not blank and fits the company file.
+// Every level has a name that is not blank, can be read and typed, and fits
+// the company file.
 bool CheckPath(std::string const& path, std::string* error) {
     std::size_t start = 0;
     for (;;) {
@@ -38,6 +28,9 @@ bool CheckPath(std::string const& path, std::string* error) {
         std::string level = path.substr(start, colon == std::string::npos ? colon : colon - start);
         if (level.find_first_not_of(" \t") == std::string::npos) {
             *error = "\"" + path + "\" is not an account path (names joined by ':', none blank)";
+            return false;
+        }
+        if (!CheckName("account name", level, error)) {
             return false;
         }
         if (level.size() >= static_cast<std::size_t>(kRecordTextBufferSize)) {
@@ -50,45 +43,6 @@ bool CheckPath(std::string const& path, std::string* error) {
         }
         start = colon + 1;
     }
-}
-
-// A live account by path; its def has the full name.
-bool FindAccount(Session& session, std::string const& path, PM::EntitlementDef* def) {
-    PM::EntitlementDef found =
-        session.Manager().FindEntitlementDefByName(BankFullName(path).c_str());
-    if (found.GetId() == PM_ERR_NOENT || !found.IsDynamicEntitlement() || !found.IsEnabled()) {
-        return false;
-    }
-    *def = found;
-    return true;
-}
-
-struct Account {
-    int id;
-    int parent;
-    std::string path;
-};
-
-// The live accounts, in path order.
-std::vector<Account> Accounts(Session& session) {
-    PM::PermissionManager& manager = session.Manager();
-    std::vector<PM::EntitlementDef> all;
-    for (PM::EntitlementObject& row : *manager.GetEntitlementCache()) {
-        all.push_back(PM::EntitlementDef(row));
-    }
-    std::vector<Account> accounts;
-    std::string const head = BankFullName("");
-    for (PM::EntitlementDef const& def : all) {
-        if (def.IsDynamicEntitlement() && def.IsEnabled()) {
-            std::string full(manager.GetFullEntName(&all, &def));
-            accounts.push_back(
-                {def.GetId(), def.GetCategory(),
-                 full.compare(0, head.size(), head) == 0 ? full.substr(head.size()) : full});
-        }
-    }
-    std::sort(accounts.begin(), accounts.end(),
-              [](Account const& a, Account const& b) { return a.path < b.path; });
-    return accounts;
 }
 
 // The parent's full name as AddDynamicEntitlement wants it, checking it exists.
@@ -130,6 +84,45 @@ std::string RolesBreaking(Session& session, int accountId, int parentId, bool eq
     return names;
 }
 
+// The path as names are compared: ASCII letters without case, as the library
+// finds entitlements by name.
+std::string Folded(std::string const& path) {
+    std::string folded = path;
+    for (char& c : folded) {
+        c = (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+    return folded;
+}
+
+// Gives each role on each account what it holds on the account's parent. The
+// bulk path gives every new account the roles' rights on Bank Accounts; a
+// sub-account is to have its parent's, as one added alone has. Accounts come
+// parents first, so a parent's masks are final when its children copy them.
+bool CopyParentsMasks(Session& session, std::vector<Account> const& accounts, int bankAccountsId) {
+    PM::PermissionManager& manager = session.Manager();
+    for (Account const& account : accounts) {
+        if (account.parent == bankAccountsId) {
+            continue;
+        }
+        for (PM::RoleObject const& role : *manager.GetRoleCache()) {
+            long onParent = 0;
+            long onAccount = 0;
+            if (manager.GetRoleActionAssociation(role.GetId(), account.parent, &onParent) !=
+                PM_OK) {
+                onParent = 0;
+            }
+            if (manager.GetRoleActionAssociation(role.GetId(), account.id, &onAccount) != PM_OK) {
+                onAccount = 0;
+            }
+            if (onAccount != onParent && manager.GetURPStore()->URPSUpdateRoleActionAssociation(
+                                             role.GetId(), account.id, onParent) != PM_OK) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
 void DrawProgress(std::ostream& out, std::size_t done, std::size_t total) {
     const std::size_t width = 40;
     std::size_t filled = total == 0 ? width : done * width / total;
@@ -140,184 +133,179 @@ void DrawProgress(std::ostream& out, std::size_t done, std::size_t total) {
 } // namespace
 
 int BankListCommand(FileArgs const& args, Io io) {
-    std::unique_ptr<Session> session = OpenSession(args, io);
-    if (session == nullptr) {
-        return kExitBadInput;
-    }
-    std::vector<Account> accounts = Accounts(*session);
-    if (args.json) {
-        Json list = Json::array();
-        for (Account const& account : accounts) {
-            list.push_back(
-                {{"id", account.id}, {"path", account.path}, {"parent", account.parent}});
+    return RunRead(args, io, [&](Session& session) {
+        std::vector<Account> accounts = Accounts(session);
+        if (args.json) {
+            Json list = Json::array();
+            for (Account const& account : accounts) {
+                list.push_back(
+                    {{"id", account.id}, {"path", account.path}, {"parent", account.parent}});
+            }
+            PrintJson(list, io);
+            return kExitOk;
         }
-        PrintJson(list, io);
+        for (Account const& account : accounts) {
+            io.out << account.id << "  " << account.path << "\n";
+        }
+        if (accounts.empty()) {
+            io.out << "no bank accounts\n";
+        }
         return kExitOk;
-    }
-    for (Account const& account : accounts) {
-        io.out << account.id << "  " << account.path << "\n";
-    }
-    if (accounts.empty()) {
-        io.out << "no bank accounts\n";
-    }
-    return kExitOk;
+    });
 }
 
 int BankAddCommand(FileArgs const& args, std::string const& path, Io io) {
-    std::unique_ptr<Session> session = OpenSession(args, io);
     std::string error;
-    std::string parentName;
-    PM::EntitlementDef existing;
-    if (session == nullptr) {
-        return kExitBadInput;
-    }
     if (!CheckPath(path, &error)) {
         Complain(io, args.file) << error << "\n";
         return kExitBadInput;
     }
-    if (FindAccount(*session, path, &existing)) {
-        Complain(io, args.file) << "there is a bank account \"" << path << "\" already\n";
-        return kExitBadInput;
-    }
-    if (!ParentOf(*session, path, &parentName, io)) {
-        return kExitBadInput;
-    }
-    PM::PermissionManager& manager = session->Manager();
-    int result = manager.AddDynamicEntitlement(BankFullName(path).c_str(), parentName.c_str());
-    PM::EntitlementDef added;
-    if (!FindAccount(*session, path, &added)) {
-        Complain(io, args.file) << "the bank account \"" << path << "\" could not be added (result "
-                                << result << ")\n";
-        return kExitFailed;
-    }
-    // A role that holds nothing on the parent has no stored mask there; the
-    // library reports that role as a failure and gives it no mask on the new
-    // account, which leaves it holding nothing, as on the parent. So the
-    // result alone does not tell: compare each role's masks instead.
-    std::string differing =
-        RolesBreaking(*session, added.GetId(),
-                      manager.FindEntitlementDefByName(parentName.c_str()).GetId(), true);
-    if (!differing.empty()) {
-        Complain(io, args.file) << "the bank account \"" << path << "\" was added (entitlement "
-                                << added.GetId() << "), but these roles did not get their rights "
-                                << "on it (result " << result << "): " << differing << "\n";
-        return kExitFailed;
-    }
-    io.out << "added the bank account " << path << " (entitlement " << added.GetId()
-           << "); each role holds on it what it holds on " << parentName << "\n";
-    return kExitOk;
+    return RunChange(args, io, [&](Session& session, Io io) {
+        std::string parentName;
+        PM::EntitlementDef existing;
+        if (FindAccount(session, path, &existing)) {
+            Complain(io, args.file) << "there is a bank account \"" << path << "\" already\n";
+            return kExitBadInput;
+        }
+        if (!ParentOf(session, path, &parentName, io)) {
+            return kExitBadInput;
+        }
+        PM::PermissionManager& manager = session.Manager();
+        int result = manager.AddDynamicEntitlement(BankFullName(path).c_str(), parentName.c_str());
+        PM::EntitlementDef added;
+        if (!FindAccount(session, path, &added)) {
+            Complain(io, args.file) << "the bank account \"" << path
+                                    << "\" could not be added (result " << result << ")\n";
+            return kExitFailed;
+        }
+        // A role that holds nothing on the parent has no stored mask there;
+        // the library reports that role as a failure and gives it no mask on
+        // the new account, which leaves it holding nothing, as on the parent.
+        // So the result alone does not tell: compare each role's masks.
+        std::string differing =
+            RolesBreaking(session, added.GetId(),
+                          manager.FindEntitlementDefByName(parentName.c_str()).GetId(), true);
+        if (!differing.empty()) {
+            Complain(io, args.file)
+                << "the bank account \"" << path << "\" could not be given each role's rights on "
+                << parentName << " (result " << result
+                << "); nothing was changed. Roles: " << differing << "\n";
+            return kExitFailed;
+        }
+        io.out << "added the bank account " << path << " (entitlement " << added.GetId()
+               << "); each role holds on it what it holds on " << parentName << "\n";
+        return kExitOk;
+    });
 }
 
 int BankRenameCommand(FileArgs const& args, std::string const& path, std::string const& newPath,
                       Io io) {
-    std::unique_ptr<Session> session = OpenSession(args, io);
     std::string error;
-    std::string parentName;
-    PM::EntitlementDef account;
-    PM::EntitlementDef taken;
-    if (session == nullptr) {
-        return kExitBadInput;
-    }
-    if (!FindAccount(*session, path, &account)) {
-        Complain(io, args.file) << "no bank account \"" << path << "\"\n";
-        return kExitBadInput;
-    }
     if (!CheckPath(newPath, &error)) {
         Complain(io, args.file) << error << "\n";
         return kExitBadInput;
     }
-    if (FindAccount(*session, newPath, &taken) && taken.GetId() != account.GetId()) {
-        Complain(io, args.file) << "there is a bank account \"" << newPath << "\" already\n";
-        return kExitBadInput;
-    }
-    std::string newParent = ParentPath(newPath);
-    if (newParent == path || newParent.compare(0, path.size() + 1, path + ":") == 0) {
-        Complain(io, args.file) << "\"" << path << "\" cannot move below itself\n";
-        return kExitBadInput;
-    }
-    if (!ParentOf(*session, newPath, &parentName, io)) {
-        return kExitBadInput;
-    }
-    if (ParentPath(path).empty() || newParent.empty()) {
-        // The library finds the new parent by the path in front of the short
-        // name. For a top-level account that path is "Bank Registers", which
-        // names the register entitlement, not "Bank Accounts": the account
-        // would land below the register and out of the tree.
-        Complain(io, args.file) << "only sub-accounts can be renamed or moved, and only below "
-                                   "another account; \""
-                                << (ParentPath(path).empty() ? path : newPath)
-                                << "\" is a top-level account\n";
-        return kExitBadInput;
-    }
-    PM::PermissionManager& manager = session->Manager();
-    int result =
-        manager.UpdateDynamicEntitlement(BankFullName(path).c_str(), BankFullName(newPath).c_str());
-    PM::EntitlementDef moved;
-    // As with add: roles without a stored mask make the library report a
-    // failure though the move is made; what counts is that no role holds more
-    // on the account than on its new parent.
-    if (result != PM_OK && FindAccount(*session, newPath, &moved) &&
-        RolesBreaking(*session, moved.GetId(), moved.GetCategory(), false).empty()) {
-        result = PM_OK;
-    }
-    if (result != PM_OK) {
-        Complain(io, args.file) << "the bank account \"" << path
-                                << "\" could not be renamed (result " << result << ")\n";
-        return kExitFailed;
-    }
-    io.out << "renamed the bank account " << path << " to " << newPath << " (entitlement "
-           << account.GetId() << ")\n";
-    return kExitOk;
+    return RunChange(args, io, [&](Session& session, Io io) {
+        std::string parentName;
+        PM::EntitlementDef account;
+        PM::EntitlementDef taken;
+        if (!FindAccount(session, path, &account)) {
+            Complain(io, args.file) << "no bank account \"" << path << "\"\n";
+            return kExitBadInput;
+        }
+        if (FindAccount(session, newPath, &taken) && taken.GetId() != account.GetId()) {
+            Complain(io, args.file) << "there is a bank account \"" << newPath << "\" already\n";
+            return kExitBadInput;
+        }
+        std::string newParent = ParentPath(newPath);
+        if (newParent == path || newParent.compare(0, path.size() + 1, path + ":") == 0) {
+            Complain(io, args.file) << "\"" << path << "\" cannot move below itself\n";
+            return kExitBadInput;
+        }
+        if (!ParentOf(session, newPath, &parentName, io)) {
+            return kExitBadInput;
+        }
+        if (ParentPath(path).empty() || newParent.empty()) {
+            // The library finds the new parent by the path in front of the
+            // short name. For a top-level account that path is "Bank
+            // Registers", which names the register entitlement, not "Bank
+            // Accounts": the account would land below the register and out of
+            // the tree.
+            Complain(io, args.file)
+                << "only sub-accounts can be renamed or moved, and only below "
+                   "another account; \""
+                << (ParentPath(path).empty() ? path : newPath) << "\" is a top-level account\n";
+            return kExitBadInput;
+        }
+        PM::PermissionManager& manager = session.Manager();
+        int result = manager.UpdateDynamicEntitlement(BankFullName(path).c_str(),
+                                                      BankFullName(newPath).c_str());
+        PM::EntitlementDef moved;
+        // As with add: roles without a stored mask make the library report a
+        // failure though the move is made; what counts is that no role holds
+        // more on the account than on its new parent.
+        if (result != PM_OK && FindAccount(session, newPath, &moved) &&
+            RolesBreaking(session, moved.GetId(), moved.GetCategory(), false).empty()) {
+            result = PM_OK;
+        }
+        if (result != PM_OK) {
+            Complain(io, args.file) << "the bank account \"" << path
+                                    << "\" could not be renamed (result " << result << ")\n";
+            return kExitFailed;
+        }
+        io.out << "renamed the bank account " << path << " to " << newPath << " (entitlement "
+               << account.GetId() << ")\n";
+        return kExitOk;
+    });
 }
 
 int BankRemoveCommand(FileArgs const& args, std::string const& path, Io io) {
-    std::unique_ptr<Session> session = OpenSession(args, io);
-    PM::EntitlementDef account;
-    if (session == nullptr) {
-        return kExitBadInput;
-    }
-    if (!FindAccount(*session, path, &account)) {
-        Complain(io, args.file) << "no bank account \"" << path << "\"\n";
-        return kExitBadInput;
-    }
-    for (Account const& other : Accounts(*session)) {
-        if (other.parent == account.GetId()) {
-            Complain(io, args.file) << "\"" << path << "\" holds the sub-account \"" << other.path
-                                    << "\"; remove that first\n";
+    return RunChange(args, io, [&](Session& session, Io io) {
+        PM::EntitlementDef account;
+        if (!FindAccount(session, path, &account)) {
+            Complain(io, args.file) << "no bank account \"" << path << "\"\n";
             return kExitBadInput;
         }
-    }
-    int result = session->Manager().DeleteDynamicEntitlement(BankFullName(path).c_str());
-    if (result != PM_OK) {
-        Complain(io, args.file) << "the bank account \"" << path
-                                << "\" could not be removed (result " << result << ")\n";
-        return kExitFailed;
-    }
-    io.out << "removed the bank account " << path << "; its entitlement " << account.GetId()
-           << " stays blank and its id is not used again\n";
-    return kExitOk;
+        for (Account const& other : Accounts(session)) {
+            if (other.parent == account.GetId()) {
+                Complain(io, args.file) << "\"" << path << "\" holds the sub-account \""
+                                        << other.path << "\"; remove that first\n";
+                return kExitBadInput;
+            }
+        }
+        int result = session.Manager().DeleteDynamicEntitlement(BankFullName(path).c_str());
+        if (result != PM_OK) {
+            Complain(io, args.file) << "the bank account \"" << path
+                                    << "\" could not be removed (result " << result << ")\n";
+            return kExitFailed;
+        }
+        io.out << "removed the bank account " << path << "; its entitlement " << account.GetId()
+               << " stays blank and its id is not used again\n";
+        return kExitOk;
+    });
 }
 
-int BankImportCommand(FileArgs const& args, std::string const& listFile, bool progress, Io io) {
-    std::unique_ptr<Session> session = OpenSession(args, io);
-    if (session == nullptr) {
-        return kExitBadInput;
-    }
+namespace {
+
+// The paths of the list, checked whole before anything is written: each
+// path is new (names compared without case), named once, and its parent is
+// an account or comes earlier in the list. False with the line's number and
+// the reason on io.err.
+bool ReadAccountList(Session& session, std::string const& listFile, std::vector<std::string>* paths,
+                     Io io) {
     std::ifstream in(listFile);
     if (!in) {
         io.err << "pmctl: " << listFile << ": cannot read the file\n";
-        return kExitBadInput;
+        return false;
     }
-    // Read and check the whole list before anything is written: each path is
-    // new, and its parent is an account or comes earlier in the list.
-    std::vector<std::string> paths;
-    std::set<std::string> listed;
+    std::map<std::string, int> listed; // folded path: its line
     std::string line;
     for (int number = 1; std::getline(in, line); ++number) {
-        std::size_t first = line.find_first_not_of(" \t\r");
-        std::size_t last = line.find_last_not_of(" \t\r");
-        line = first == std::string::npos ? "" : line.substr(first, last - first + 1);
-        if (line.empty() || line[0] == '#') {
+        if (!line.empty() && line.back() == '\r') {
+            line.pop_back();
+        }
+        std::size_t first = line.find_first_not_of(" \t");
+        if (first == std::string::npos || line[first] == '#') {
             continue;
         }
         std::string where = listFile + ":" + std::to_string(number) + ": ";
@@ -326,79 +314,102 @@ int BankImportCommand(FileArgs const& args, std::string const& listFile, bool pr
         std::string parent = ParentPath(line);
         if (!CheckPath(line, &error)) {
             io.err << "pmctl: " << where << error << "\n";
-            return kExitBadInput;
+            return false;
         }
-        if (FindAccount(*session, line, &existing) || listed.count(line) != 0) {
+        auto earlier = listed.find(Folded(line));
+        if (earlier != listed.end()) {
+            io.err << "pmctl: " << where << "\"" << line << "\" is listed on line "
+                   << earlier->second << " already\n";
+            return false;
+        }
+        if (FindAccount(session, line, &existing)) {
             io.err << "pmctl: " << where << "there is a bank account \"" << line << "\" already\n";
-            return kExitBadInput;
+            return false;
         }
-        if (!parent.empty() && listed.count(parent) == 0 &&
-            !FindAccount(*session, parent, &existing)) {
+        if (!parent.empty() && listed.count(Folded(parent)) == 0 &&
+            !FindAccount(session, parent, &existing)) {
             io.err << "pmctl: " << where << "no bank account \"" << parent << "\" to hold \""
                    << ShortName(line) << "\"\n";
+            return false;
+        }
+        listed[Folded(line)] = number;
+        paths->push_back(line);
+    }
+    if (paths->empty()) {
+        io.err << "pmctl: " << listFile << ": no bank accounts in the file\n";
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+int BankImportCommand(FileArgs const& args, std::string const& listFile, bool progress, Io io) {
+    return RunChange(args, io, [&](Session& session, Io io) {
+        std::vector<std::string> paths;
+        if (!ReadAccountList(session, listFile, &paths, io)) {
             return kExitBadInput;
         }
-        listed.insert(line);
-        paths.push_back(line);
-    }
-    if (paths.empty()) {
-        io.err << "pmctl: " << listFile << ": no bank accounts in the file\n";
-        return kExitBadInput;
-    }
-
-    // The bulk path writes store rows only; the ids are counted up here, since
-    // the library's next id reads the cache, which does not see them.
-    PM::PermissionManager& manager = session->Manager();
-    PM::EntitlementDef bankAccounts = manager.FindEntitlementDefById(PM::BankAccountsEntitlementId);
-    std::map<std::string, std::pair<int, long>> created; // path: id, attrs
-    int firstId = manager.GetNextDynamicEntId();
-    int nextId = firstId;
-    for (std::string const& path : paths) {
-        std::string parent = ParentPath(path);
-        int parentId = bankAccounts.GetId();
-        long attrs = bankAccounts.GetAttrs();
-        PM::EntitlementDef existing;
-        if (created.count(parent) != 0) {
-            parentId = created[parent].first;
-            attrs = created[parent].second;
-        } else if (!parent.empty() && FindAccount(*session, parent, &existing)) {
-            parentId = existing.GetId();
-            attrs = existing.GetAttrs();
-        }
-        int result = manager.AddDynamicEntitlementRapidly(ShortName(path).c_str(), nextId, parentId,
-                                                          static_cast<int>(attrs));
-        if (result != PM_OK) {
-            if (progress) {
-                io.out << "\n";
+        // The bulk path writes store rows only; the ids are counted up here,
+        // since the library's next id reads the cache, which does not see them.
+        PM::PermissionManager& manager = session.Manager();
+        PM::EntitlementDef bankAccounts =
+            manager.FindEntitlementDefById(PM::BankAccountsEntitlementId);
+        std::map<std::string, Account> created; // folded path: the new account
+        std::vector<Account> added;
+        int firstId = manager.GetNextDynamicEntId();
+        int nextId = firstId;
+        std::map<int, long> attrsOf;
+        for (std::string const& path : paths) {
+            std::string parent = ParentPath(path);
+            Account account{nextId, bankAccounts.GetId(), path};
+            long attrs = bankAccounts.GetAttrs();
+            PM::EntitlementDef existing;
+            auto fresh = created.find(Folded(parent));
+            if (fresh != created.end()) {
+                account.parent = fresh->second.id;
+                attrs = attrsOf[fresh->second.id];
+            } else if (!parent.empty() && FindAccount(session, parent, &existing)) {
+                account.parent = existing.GetId();
+                attrs = existing.GetAttrs();
             }
-            Complain(io, args.file)
-                << "the bank account \"" << path << "\" could not be added (result " << result
-                << "); " << created.size() << " accounts before it were written\n";
+            int result = manager.AddDynamicEntitlementRapidly(
+                ShortName(path).c_str(), nextId, account.parent, static_cast<int>(attrs));
+            if (result != PM_OK) {
+                if (progress) {
+                    io.err << "\n";
+                }
+                Complain(io, args.file)
+                    << "the bank account \"" << path << "\" could not be added (result " << result
+                    << "); nothing was changed\n";
+                return kExitFailed;
+            }
+            attrsOf[nextId] = attrs;
+            created[Folded(path)] = account;
+            added.push_back(account);
+            ++nextId;
+            if (progress) {
+                DrawProgress(io.err, added.size(), paths.size());
+            }
+        }
+        if (progress) {
+            io.err << "\n";
+        }
+        int count = nextId - firstId;
+        int result = manager.UpdateDynamicEntitlementForRolesInBatch(firstId, count);
+        if (result != PM_OK || !CopyParentsMasks(session, added, bankAccounts.GetId())) {
+            Complain(io, args.file) << "the roles' rights on the new accounts could not be "
+                                       "written (result "
+                                    << result << "); nothing was changed\n";
             return kExitFailed;
         }
-        created[path] = {nextId++, attrs};
-        if (progress) {
-            DrawProgress(io.out, created.size(), paths.size());
+        if (!session.Reload(io.err)) {
+            return kExitFailed;
         }
-    }
-    if (progress) {
-        io.out << "\n";
-    }
-    int count = nextId - firstId;
-    int result = manager.UpdateDynamicEntitlementForRolesInBatch(firstId, count);
-    if (result != PM_OK) {
-        Complain(io, args.file) << "the roles' rights on the new accounts could not be written "
-                                   "(result "
-                                << result << ")\n";
-        return kExitFailed;
-    }
-    if (!session->Reload(io.err)) {
-        return kExitFailed;
-    }
-    io.out << "imported " << count << " bank accounts (entitlements " << firstId << " to "
-           << nextId - 1 << "); each role holds on them what it holds on " << kBankAccountsName
-           << "\n";
-    return kExitOk;
+        io.out << "imported " << count << " bank accounts (entitlements " << firstId << " to "
+               << nextId - 1 << "); each role holds on each what it holds on its parent\n";
+        return kExitOk;
+    });
 }
 
 } // namespace Pmctl

@@ -6,26 +6,158 @@
 #include <PM/ActionMask.h>
 #include <PM/PermissionManager.h>
 
+#include <host/records/CompanyFile.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <fstream>
 #include <sstream>
 #include <strings.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace Pmctl {
 
-std::unique_ptr<Session> OpenSession(FileArgs const& args, Io io) {
+std::unique_ptr<Session> OpenSession(FileArgs const& args, Access access, Io io, int* code) {
     std::string catalogue = args.catalogue.empty() ? DefaultCataloguePath() : args.catalogue;
-    std::ostringstream reason;
-    std::unique_ptr<Session> session = Session::Open(args.file, catalogue, reason);
+    OpenFailure failure;
+    std::unique_ptr<Session> session = Session::Open(args.file, catalogue, access, &failure);
     if (session == nullptr) {
-        io.err << "pmctl: " << reason.str();
+        io.err << "pmctl: " << failure.message << "\n";
+        *code = failure.exitCode;
     }
     return session;
 }
 
+int RunRead(FileArgs const& args, Io io, std::function<int(Session&)> const& body) {
+    int code = kExitOk;
+    std::unique_ptr<Session> session = OpenSession(args, Access::kRead, io, &code);
+    if (session == nullptr) {
+        return code;
+    }
+    if (session->UpgradedOnOpen()) {
+        Complain(io, args.file) << "note: this file will be upgraded from version "
+                                << session->FoundVersion().version << " to "
+                                << session->CatalogueVersion() << " on the next change\n";
+    }
+    return body(*session);
+}
+
+namespace {
+
+// NAME.YYYYMMDD-HHMMSS.bak beside the file, with -2, -3, ... when a copy of
+// that second exists.
+bool BackUp(Session& session, std::string* copy, Io io) {
+    std::time_t now = std::time(nullptr);
+    char stamp[32];
+    std::strftime(stamp, sizeof stamp, "%Y%m%d-%H%M%S", std::localtime(&now));
+    for (int n = 1; n < 100; ++n) {
+        *copy = session.Path() + "." + stamp + (n == 1 ? "" : "-" + std::to_string(n)) + ".bak";
+        if (::access(copy->c_str(), F_OK) == 0) {
+            continue;
+        }
+        Host::CompanyFileResult result = Host::BackupCompanyFile(*copy);
+        if (!result.ok) {
+            Complain(io, session.Path()) << "nothing was changed: the copy of the file as it was "
+                                            "could not be written: "
+                                         << result.message << "\n";
+        }
+        return result.ok;
+    }
+    Complain(io, session.Path()) << "nothing was changed: too many copies named " << *copy << "\n";
+    return false;
+}
+
+} // namespace
+
+int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> const& body,
+              ChangeOptions const& options) {
+    int code = kExitOk;
+    std::unique_ptr<Session> session = OpenSession(args, Access::kChange, io, &code);
+    if (session == nullptr) {
+        return code;
+    }
+    std::ostringstream held;
+    code = body(*session, Io{held, io.err});
+    if (code != kExitOk) {
+        io.out << held.str();
+        return code;
+    }
+    if (args.dryRun) {
+        io.out << held.str() << "(dry run: nothing was written to " << args.file << ")\n";
+        return kExitOk;
+    }
+    std::string copy;
+    bool upgraded = session->UpgradedOnOpen() && !options.saysUpgrade;
+    if ((options.backup || session->UpgradedOnOpen()) && !BackUp(*session, &copy, io)) {
+        return kExitFailed;
+    }
+    std::string error;
+    if (!session->Commit(&error)) {
+        Complain(io, args.file) << "nothing was changed: " << error << "\n";
+        if (!copy.empty()) {
+            ::unlink(copy.c_str());
+        }
+        return kExitFailed;
+    }
+    if (!copy.empty()) {
+        io.out << "saved a copy of the file as it was: " << copy << "\n";
+    }
+    if (upgraded) {
+        io.out << "upgraded " << args.file << " from version " << session->FoundVersion().version
+               << " to " << session->CatalogueVersion() << "\n";
+    }
+    io.out << held.str();
+    return kExitOk;
+}
+
 std::ostream& Complain(Io io, std::string const& file) {
     return io.err << "pmctl: " << file << ": ";
+}
+
+namespace {
+
+char gRemovedOnInterrupt[4096];
+
+extern "C" void OnInterrupt(int signal) {
+    if (gRemovedOnInterrupt[0] != '\0') {
+        char path[sizeof gRemovedOnInterrupt + 16];
+        std::size_t length = std::strlen(gRemovedOnInterrupt);
+        for (char const* suffix : {"", "-wal", "-shm", "-journal"}) {
+            std::memcpy(path, gRemovedOnInterrupt, length);
+            std::memcpy(path + length, suffix, std::strlen(suffix) + 1);
+            ::unlink(path);
+        }
+    }
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
+} // namespace
+
+void RemoveOnInterrupt(std::string const& path) {
+    if (path.size() >= sizeof gRemovedOnInterrupt) {
+        return;
+    }
+    // The first byte last: a signal meanwhile sees no path, not half of one.
+    gRemovedOnInterrupt[0] = '\0';
+    if (!path.empty()) {
+        std::memcpy(gRemovedOnInterrupt + 1, path.c_str() + 1, path.size());
+        gRemovedOnInterrupt[0] = path[0];
+    }
+}
+
+void InstallInterruptHandlers() {
+    for (int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        std::signal(signal, OnInterrupt);
+    }
 }
 
 bool ParseInt(std::string const& text, int* value) {
@@ -151,6 +283,27 @@ Json ActionArray(long mask) {
     return words;
 }
 
+bool KeepsAnAdminHolder(Session& session, FileArgs const& args, Host::CompanyUser const& user,
+                        std::vector<int> const& taken, Io io) {
+    PM::PermissionManager& manager = session.Manager();
+    for (int roleId : taken) {
+        std::unique_ptr<PM::RoleDef> role(manager.GetRoleDef(roleId));
+        if (role == nullptr || !role->isRoleAdmin()) {
+            continue;
+        }
+        std::unique_ptr<std::vector<int>> holders(manager.GetUsersUsingRole(roleId));
+        bool others = holders != nullptr && std::any_of(holders->begin(), holders->end(),
+                                                        [&](int id) { return id != user.userId; });
+        if (!others && !args.force) {
+            Complain(io, args.file) << user.name << " is the last holder of " << role->GetName()
+                                    << ", and without one nobody can manage the rights; "
+                                       "--force does it anyway\n";
+            return false;
+        }
+    }
+    return true;
+}
+
 std::string RoleName(Session& session, int roleId) {
     std::unique_ptr<PM::RoleDef> role(session.Manager().GetRoleDef(roleId));
     return role == nullptr ? "role " + std::to_string(roleId) : std::string(role->GetName());
@@ -161,12 +314,127 @@ std::vector<int> UserRoleIds(Session& session, int userId) {
     return ids == nullptr ? std::vector<int>() : *ids;
 }
 
-std::string BankFullName(std::string const& account) {
-    return "Bank Registers:" + account;
+void PrintJson(Json const& json, Io io) {
+    // Stored names may hold any bytes: what is not UTF-8 is shown as U+FFFD.
+    io.out << json.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
 }
 
-void PrintJson(Json const& json, Io io) {
-    io.out << json.dump(2) << "\n";
+namespace {
+
+// The length of the UTF-8 sequence that starts text[at], or 0 when it is not
+// one (a stray continuation byte, an overlong form, a surrogate, a code
+// point past U+10FFFF, or a sequence cut short).
+std::size_t Utf8Length(std::string const& text, std::size_t at, unsigned* codePoint) {
+    unsigned char lead = static_cast<unsigned char>(text[at]);
+    std::size_t length = lead < 0x80         ? 1
+                         : (lead >> 5) == 6  ? 2
+                         : (lead >> 4) == 14 ? 3
+                         : (lead >> 3) == 30 ? 4
+                                             : 0;
+    if (length == 0 || at + length > text.size()) {
+        return 0;
+    }
+    unsigned value = length == 1 ? lead : lead & (0x7F >> length);
+    for (std::size_t i = 1; i < length; ++i) {
+        unsigned char next = static_cast<unsigned char>(text[at + i]);
+        if ((next & 0xC0) != 0x80) {
+            return 0;
+        }
+        value = (value << 6) | (next & 0x3F);
+    }
+    static const unsigned kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
+    if (value < kLeast[length] || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF)) {
+        return 0;
+    }
+    *codePoint = value;
+    return length;
+}
+
+std::string Hex(unsigned value, int digits) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%0*X", digits, value);
+    return text;
+}
+
+} // namespace
+
+bool CheckName(std::string const& what, std::string const& name, std::string* error) {
+    if (name.empty()) {
+        *error = "a " + what + " cannot be empty";
+        return false;
+    }
+    std::size_t character = 0;
+    for (std::size_t at = 0; at < name.size();) {
+        ++character;
+        unsigned codePoint = 0;
+        std::size_t length = Utf8Length(name, at, &codePoint);
+        std::string where = " at character " + std::to_string(character);
+        if (length == 0) {
+            *error = "the " + what + " has a byte that is not UTF-8 (0x" +
+                     Hex(static_cast<unsigned char>(name[at]), 2) + ")" + where;
+            return false;
+        }
+        if (codePoint < 0x20 || (codePoint >= 0x7F && codePoint < 0xA0)) {
+            *error =
+                "the " + what + " has a control character (U+" + Hex(codePoint, 4) + ")" + where;
+            return false;
+        }
+        at += length;
+    }
+    if (name.front() == ' ' || name.back() == ' ') {
+        *error = "the " + what + " \"" + name + "\" has a blank at its " +
+                 (name.front() == ' ' ? "start" : "end");
+        return false;
+    }
+    return true;
+}
+
+bool CheckOutputPath(FileArgs const& args, std::string const& output, Io io) {
+    auto same = [](struct stat const& a, struct stat const& b) {
+        return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+    };
+    struct stat out;
+    bool exists = ::stat(output.c_str(), &out) == 0;
+    char* resolved = ::realpath(output.c_str(), nullptr);
+    std::string outName = resolved != nullptr ? resolved : output;
+    std::free(resolved);
+    for (char const* suffix : {"", "-wal", "-shm", "-journal"}) {
+        std::string companion = args.file + suffix;
+        struct stat file;
+        bool clash = exists && ::stat(companion.c_str(), &file) == 0 && same(out, file);
+        char* real = ::realpath(companion.c_str(), nullptr);
+        clash = clash || (real != nullptr && outName == real) || output == companion;
+        std::free(real);
+        if (clash) {
+            Complain(io, args.file)
+                << "will not write " << output << ": it is the company file"
+                << (*suffix != '\0' ? std::string(" or the ") + suffix + " file beside it"
+                                    : std::string())
+                << "; name another file\n";
+            return false;
+        }
+    }
+    return true;
+}
+
+bool WriteWhole(std::string const& path, std::string const& text, Io io) {
+    std::string partial = path + ".partial-" + std::to_string(::getpid());
+    {
+        std::ofstream out(partial, std::ios::binary | std::ios::trunc);
+        out << text;
+        out.flush();
+        if (!out) {
+            io.err << "pmctl: " << path << ": cannot write the file\n";
+            ::unlink(partial.c_str());
+            return false;
+        }
+    }
+    if (std::rename(partial.c_str(), path.c_str()) != 0) {
+        io.err << "pmctl: " << path << ": cannot write the file: " << std::strerror(errno) << "\n";
+        ::unlink(partial.c_str());
+        return false;
+    }
+    return true;
 }
 
 } // namespace Pmctl

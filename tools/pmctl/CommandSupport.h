@@ -11,6 +11,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,8 +21,28 @@ namespace Pmctl {
 typedef nlohmann::ordered_json Json;
 
 // Opens args.file with args.catalogue (or the default catalogue); null with
-// the reason on io.err.
-std::unique_ptr<Session> OpenSession(FileArgs const& args, Io io);
+// the reason on io.err and the exit code in *code.
+std::unique_ptr<Session> OpenSession(FileArgs const& args, Access access, Io io, int* code);
+
+// A read command: body runs on a snapshot of the file, and its exit code is
+// the command's. A file that the next change will upgrade is noted on io.err.
+int RunRead(FileArgs const& args, Io io, std::function<int(Session&)> const& body);
+
+struct ChangeOptions {
+    // Copy the file as it was beside it before the change is written
+    // (NAME.YYYYMMDD-HHMMSS.bak), and say where.
+    bool backup = false;
+    // The command reports an upgrade itself; others get a line that says so.
+    bool saysUpgrade = false;
+};
+
+// A write command: body runs inside one write bracket, with what it prints
+// held back. Exit 0 from body commits the bracket (for a dry run: abandons
+// it) and then prints what body printed; a failed commit says why and exits
+// 1. Any other exit code abandons the bracket. A file that opening upgraded
+// is copied first, as with options.backup.
+int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> const& body,
+              ChangeOptions const& options = ChangeOptions());
 
 // "pmctl: FILE: " in front of a message about the file.
 std::ostream& Complain(Io io, std::string const& file);
@@ -41,17 +62,40 @@ bool ParseActions(std::string const& text, long* mask, std::string* error);
 // The action words of a mask as a JSON array.
 Json ActionArray(long mask);
 
+// Whether taking the roles taken from user leaves someone holding Admin: the
+// last holder keeps it unless args.force. False with the reason on io.err.
+bool KeepsAnAdminHolder(Session& session, FileArgs const& args, Host::CompanyUser const& user,
+                        std::vector<int> const& taken, Io io);
+
 // The name of a role by id, or "role N" when it has none.
 std::string RoleName(Session& session, int roleId);
 // The user's role ids; empty when the store has none or cannot say.
 std::vector<int> UserRoleIds(Session& session, int userId);
 
+// A name that people will read and type: not empty, no blank at either end,
+// no control character, valid UTF-8. False with the reason in *error, which
+// shows the offending character and its position (what: "user name").
+bool CheckName(std::string const& what, std::string const& name, std::string* error);
+
+// Refuses an output path that would overwrite the company file: the file
+// itself, its log, shared memory or journal, or a link to any of them. False
+// with the reason on io.err.
+bool CheckOutputPath(FileArgs const& args, std::string const& output, Io io);
+// Writes text to path whole or not at all (under a temporary name beside it,
+// then renamed); false with the reason on io.err.
+bool WriteWhole(std::string const& path, std::string const& text, Io io);
+
+// The one file that an interrupt (SIGINT, SIGTERM, SIGHUP) removes, with its
+// log and journal, before the process ends: a company file being built. An
+// empty path: none. See InstallInterruptHandlers.
+void RemoveOnInterrupt(std::string const& path);
+// Handlers for those signals that remove that file and then end the process
+// as the signal would. A write bracket needs nothing: an uncommitted
+// transaction is gone when the process is.
+void InstallInterruptHandlers();
+
 // Whether the text is a decimal number that fits an int; *value gets it.
 bool ParseInt(std::string const& text, int* value);
-
-// A bank account's path below "Bank Registers" and the full name the
-// library knows it by.
-std::string BankFullName(std::string const& account);
 
 void PrintJson(Json const& json, Io io);
 

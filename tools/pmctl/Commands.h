@@ -3,11 +3,16 @@
 // host, and writes to the streams it is given, so that tests can run it and
 // read what it printed.
 //
-// Exit codes: 0 done (and, for check, allowed); 1 denied (check) or a library
-// operation failed; 2 bad input: an unknown user, role, entitlement, action or
-// application, a name that cannot be used, or a file that is not a company
-// file or cannot be read. A command that ends with 2 has written nothing to
-// the company file: every name is checked before the first write.
+// Read commands work on a snapshot of the file and never write it. Each write
+// command is one write bracket: it is in the file whole once it says so, and
+// not at all when it fails, is interrupted or is killed.
+//
+// Exit codes: 0 done (and, for check, allowed); 1 denied (check), a library
+// operation failed, or the change could not be written (the disk full,
+// another program writing); 2 bad input: an unknown user, role, entitlement,
+// action or application, a name that cannot be used, a file that is not a
+// company file or cannot be read, or a change that the protection refuses.
+// A command that does not end with 0 has written nothing.
 #pragma once
 
 #include <ostream>
@@ -26,12 +31,17 @@ struct Io {
 };
 
 // What every command but demo takes: the company file, the catalogue to open
-// it with (empty: the one that ships with pmctl), and for read commands
-// whether to print JSON instead of text.
+// it with (empty: the one that ships with pmctl), for read commands whether to
+// print JSON instead of text, for write commands whether to leave the change
+// unwritten (a dry run: the same work in a bracket that is then abandoned)
+// and whether to override the protection of what the office cannot lose
+// (the last holder of Admin, the predefined roles).
 struct FileArgs {
     std::string file;
     std::string catalogue;
     bool json = false;
+    bool dryRun = false;
+    bool force = false;
 };
 
 // create: a new company file with the catalogue's factory defaults and an
@@ -78,7 +88,8 @@ int RolesCopyCommand(FileArgs const& args, std::string const& source, std::strin
                      Io io);
 
 // Bank accounts: entitlements below "Bank Accounts", named by their path
-// below "Bank Registers" ("Checking", "Checking:Payroll").
+// below "Bank Registers" ("Checking", "Checking:Payroll"), compared without
+// case. Each role holds on a new account what it holds on the parent.
 int BankListCommand(FileArgs const& args, Io io);
 int BankAddCommand(FileArgs const& args, std::string const& account, Io io);
 int BankRenameCommand(FileArgs const& args, std::string const& account,
@@ -86,13 +97,16 @@ int BankRenameCommand(FileArgs const& args, std::string const& account,
 int BankRemoveCommand(FileArgs const& args, std::string const& account, Io io);
 // Many accounts at once from a file of account paths, one a line (blank lines
 // and lines starting with '#' are passed over), through the bulk path. With
-// progress a bar is drawn on io.out.
+// progress a bar is drawn on io.err.
 int BankImportCommand(FileArgs const& args, std::string const& listFile, bool progress, Io io);
 
-// verify: checks that Admin and External Accountant hold their full rights,
-// printing what the library logs; with repair, writes what is missing.
-// 0 when all was in order (or, with repair, is now), 1 otherwise.
-int VerifyCommand(FileArgs const& args, bool repair, Io io);
+// verify: checks that Admin and External Accountant hold their full rights
+// (printing what the library logs), that no role holds less on a bank account
+// than on its parent, and that no assignment has lost its user or role; with
+// repair, mends all of it in one change. A summary: counts, then at most 20
+// lines (verbose: all). 0 when all was in order (or, with repair, is now), 1
+// otherwise.
+int VerifyCommand(FileArgs const& args, bool repair, bool verbose, Io io);
 
 // matrix: roles against entitlements, each cell the role's actions, as a
 // self-contained HTML page and/or CSV (an empty path: not written). With all

@@ -160,7 +160,7 @@ void CommandTour(std::string const& path, std::string const& catalogue, std::ost
         },
         out);
     Show(
-        "verify " + f, [&](Io io) { return VerifyCommand(file, false, io); }, out);
+        "verify " + f, [&](Io io) { return VerifyCommand(file, false, false, io); }, out);
     Show(
         "matrix " + f + " --html " + f + ".html",
         [&](Io io) { return MatrixCommand(file, path + ".html", "", false, io); }, out);
@@ -173,8 +173,10 @@ void CommandTour(std::string const& path, std::string const& catalogue, std::ost
 // integrated application. The session is closed when it returns.
 int Tour(std::string const& path, std::string const& catalogue, std::ostream& out,
          std::ostream& err) {
-    std::unique_ptr<Session> session = Session::Open(path, catalogue, err);
+    OpenFailure failure;
+    std::unique_ptr<Session> session = Session::Open(path, catalogue, Access::kRead, &failure);
     if (session == nullptr) {
+        err << failure.message << "\n";
         return 1;
     }
     PM::PermissionManager& manager = session->Manager();
@@ -231,8 +233,10 @@ int RunDemo(std::string const& requestedPath, std::string const& catalogue, std:
 
     out << "1. Create the company file " << path << "\n";
     {
-        std::unique_ptr<Session> session = Session::Create(path, catalogue, "admin", err);
+        OpenFailure failure;
+        std::unique_ptr<Session> session = Session::Create(path, catalogue, "admin", &failure);
         if (session == nullptr) {
+            err << failure.message << "\n";
             return 1;
         }
         Host::CatalogueInfo info = Host::GetCatalogueInfo();
@@ -243,6 +247,11 @@ int RunDemo(std::string const& requestedPath, std::string const& catalogue, std:
         if (!AddUserWithRoles(*session, "carol", {"Sales"}, out, err) ||
             !AddUserWithRoles(*session, "dave", {"Purchasing", "Payroll Clerk"}, out, err) ||
             !AddUserWithRoles(*session, "erin", {}, out, err)) {
+            return 1;
+        }
+        std::string error;
+        if (!session->Commit(&error)) {
+            err << path << ": the new file could not be written: " << error << "\n";
             return 1;
         }
     }

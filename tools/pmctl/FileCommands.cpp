@@ -1,13 +1,14 @@
 // pmctl create, info, reset and upgrade: the company file as a whole.
 #include "CommandSupport.h"
+#include "Verification.h"
 
 #include <PM/Constants.h>
 #include <PM/PermissionManager.h>
 
 #include <host/catalogue/Catalogue.h>
 
-#include <filesystem>
 #include <sstream>
+#include <sys/stat.h>
 
 namespace Pmctl {
 
@@ -64,125 +65,144 @@ std::string Version(VersionRecord const& record) {
 } // namespace
 
 int CreateCommand(FileArgs const& args, std::string const& adminName, Io io) {
-    std::error_code error;
-    if (std::filesystem::exists(args.file, error) || std::filesystem::is_symlink(args.file)) {
+    struct stat existing;
+    if (::lstat(args.file.c_str(), &existing) == 0) {
         Complain(io, args.file) << "the file exists already; create never overwrites a file\n";
         return kExitBadInput;
     }
-    if (adminName.empty()) {
-        Complain(io, args.file) << "the administrator needs a name\n";
+    std::string error;
+    if (!CheckName("administrator's name", adminName, &error)) {
+        Complain(io, args.file) << error << "\n";
         return kExitBadInput;
     }
-    std::string catalogue = CatalogueOf(args);
-    Host::CatalogueResult check = Host::LoadCatalogueFile(catalogue);
-    Host::UnloadCatalogue();
-    if (!check.ok) {
-        io.err << "pmctl: " << check.message << "\n";
-        return kExitBadInput;
-    }
-    std::ostringstream reason;
-    std::unique_ptr<Session> session = Session::Create(args.file, catalogue, adminName, reason);
+    OpenFailure failure;
+    std::unique_ptr<Session> session =
+        Session::Create(args.file, CatalogueOf(args), adminName, &failure);
     if (session == nullptr) {
-        io.err << "pmctl: " << reason.str();
-        return kExitFailed;
+        io.err << "pmctl: " << failure.message << "\n";
+        return failure.exitCode;
     }
+    RemoveOnInterrupt(session->Company().BuildPath());
     Host::CatalogueInfo info = Host::GetCatalogueInfo();
     Counts counts = Count(*session);
-    io.out << "created " << args.file << " from " << info.sourceName << " (version "
-           << info.permissionDataVersion << "): " << counts.catalogueEntitlements
-           << " entitlements, " << counts.roles << " roles; administrator " << adminName
-           << " (user " << Host::FindCompanyUser(adminName) << ") holds Admin\n";
+    std::ostringstream told;
+    told << args.file << " from " << info.sourceName << " (version " << info.permissionDataVersion
+         << "): " << counts.catalogueEntitlements << " entitlements, " << counts.roles
+         << " roles; administrator " << adminName << " (user " << session->Company().AdminUserId()
+         << ") holds Admin\n";
+    if (args.dryRun) {
+        io.out << "would create " << told.str() << "(dry run: no file was written)\n";
+        return kExitOk;
+    }
+    if (!session->Commit(&error)) {
+        Complain(io, args.file) << "nothing was created: " << error << "\n";
+        return kExitFailed;
+    }
+    RemoveOnInterrupt(std::string());
+    io.out << "created " << told.str();
     return kExitOk;
 }
 
 int InfoCommand(FileArgs const& args, Io io) {
-    std::unique_ptr<Session> session = OpenSession(args, io);
-    if (session == nullptr) {
-        return kExitBadInput;
-    }
-    Host::CatalogueInfo info = Host::GetCatalogueInfo();
-    Counts counts = Count(*session);
-    VersionRecord const& found = session->FoundVersion();
-    if (args.json) {
-        Json json;
-        json["file"] = args.file;
-        json["catalogue"] = {{"source", info.sourceName},
-                             {"product", info.product},
-                             {"version", info.permissionDataVersion},
-                             {"entitlements", info.featureCount}};
-        json["storedVersion"] = found.version;
-        json["upgradedOnOpen"] = session->UpgradedOnOpen();
-        json["entitlements"] = {{"catalogue", counts.catalogueEntitlements},
-                                {"bankAccounts", counts.bankAccounts},
-                                {"removedBankAccounts", counts.removedBankAccounts}};
-        json["roles"] = {{"total", counts.roles}, {"invisible", counts.invisibleRoles}};
-        json["users"] = counts.users;
-        PrintJson(json, io);
+    return RunRead(args, io, [&](Session& session) {
+        Host::CatalogueInfo info = Host::GetCatalogueInfo();
+        Counts counts = Count(session);
+        VersionRecord const& found = session.FoundVersion();
+        if (args.json) {
+            Json json;
+            json["file"] = args.file;
+            json["catalogue"] = {{"source", info.sourceName},
+                                 {"product", info.product},
+                                 {"version", info.permissionDataVersion},
+                                 {"entitlements", info.featureCount}};
+            json["storedVersion"] = found.version;
+            json["upgradeOnNextChange"] = session.UpgradedOnOpen();
+            json["entitlements"] = {{"catalogue", counts.catalogueEntitlements},
+                                    {"bankAccounts", counts.bankAccounts},
+                                    {"removedBankAccounts", counts.removedBankAccounts}};
+            json["roles"] = {{"total", counts.roles}, {"invisible", counts.invisibleRoles}};
+            json["users"] = counts.users;
+            PrintJson(json, io);
+            return kExitOk;
+        }
+        io.out << "company file    " << args.file << "\n"
+               << "catalogue       " << info.sourceName << ": "
+               << (info.product.empty() ? "(no product name)" : info.product) << ", version "
+               << info.permissionDataVersion << "\n"
+               << "stored version  " << Version(found) << "\n"
+               << "upgrade         "
+               << (session.UpgradedOnOpen()
+                       ? "to version " + std::to_string(session.CatalogueVersion()) +
+                             " on the next change"
+                       : std::string("none needed"))
+               << "\n"
+               << "entitlements    " << counts.catalogueEntitlements << " from the catalogue, "
+               << counts.bankAccounts << " bank accounts";
+        if (counts.removedBankAccounts > 0) {
+            io.out << " (and " << counts.removedBankAccounts << " removed)";
+        }
+        io.out << "\nroles           " << counts.roles;
+        if (counts.invisibleRoles > 0) {
+            io.out << " (" << counts.invisibleRoles << " invisible)";
+        }
+        io.out << "\nusers           " << counts.users << "\n";
         return kExitOk;
-    }
-    io.out << "company file    " << args.file << "\n"
-           << "catalogue       " << info.sourceName << ": "
-           << (info.product.empty() ? "(no product name)" : info.product) << ", version "
-           << info.permissionDataVersion << "\n"
-           << "stored version  " << Version(found) << "\n"
-           << "upgrade on open "
-           << (session->UpgradedOnOpen()
-                   ? "yes, to version " + std::to_string(session->CatalogueVersion())
-                   : std::string("no"))
-           << "\n"
-           << "entitlements    " << counts.catalogueEntitlements << " from the catalogue, "
-           << counts.bankAccounts << " bank accounts";
-    if (counts.removedBankAccounts > 0) {
-        io.out << " (and " << counts.removedBankAccounts << " removed)";
-    }
-    io.out << "\nroles           " << counts.roles;
-    if (counts.invisibleRoles > 0) {
-        io.out << " (" << counts.invisibleRoles << " invisible)";
-    }
-    io.out << "\nusers           " << counts.users << "\n";
-    return kExitOk;
+    });
 }
 
 int ResetCommand(FileArgs const& args, Io io) {
-    std::unique_ptr<Session> session = OpenSession(args, io);
-    if (session == nullptr) {
-        return kExitBadInput;
-    }
-    PM::PermissionManager& manager = session->Manager();
-    int result = manager.ResetToFactoryDefaults();
-    if (result == PM_OK) {
-        result = manager.SetDefaultRoles();
-    }
-    if (result != PM_OK) {
-        Complain(io, args.file) << "the reset failed (result " << result
-                                << "); the file may be left partly emptied, run reset again\n";
-        return kExitFailed;
-    }
-    Counts counts = Count(*session);
-    io.out << "reset " << args.file << " to the factory defaults: " << counts.catalogueEntitlements
-           << " entitlements, " << counts.roles << " roles; bank accounts removed\n";
-    for (Host::CompanyUser const& user : Host::ListCompanyUsers()) {
-        std::vector<int> roles = UserRoleIds(*session, user.userId);
-        io.out << "  " << user.name << ": "
-               << (roles.empty() ? std::string("no role") : RoleName(*session, roles.front()))
-               << "\n";
-    }
-    return kExitOk;
+    ChangeOptions options;
+    options.backup = true;
+    return RunChange(
+        args, io,
+        [&](Session& session, Io io) {
+            PM::PermissionManager& manager = session.Manager();
+            int result = manager.ResetToFactoryDefaults();
+            if (result == PM_OK) {
+                result = manager.SetDefaultRoles();
+            }
+            if (result != PM_OK) {
+                Complain(io, args.file)
+                    << "the reset failed (result " << result << "); nothing was changed\n";
+                return kExitFailed;
+            }
+            Counts counts = Count(session);
+            io.out << "reset " << args.file
+                   << " to the factory defaults: " << counts.catalogueEntitlements
+                   << " entitlements, " << counts.roles << " roles; bank accounts removed\n";
+            for (Host::CompanyUser const& user : Host::ListCompanyUsers()) {
+                std::vector<int> roles = UserRoleIds(session, user.userId);
+                io.out << "  " << user.name << ": "
+                       << (roles.empty() ? std::string("no role")
+                                         : RoleName(session, roles.front()))
+                       << "\n";
+            }
+            return kExitOk;
+        },
+        options);
 }
 
 int UpgradeCommand(FileArgs const& args, Io io) {
-    std::unique_ptr<Session> session = OpenSession(args, io);
-    if (session == nullptr) {
-        return kExitBadInput;
-    }
-    VersionRecord now = ReadVersionRecord();
-    if (!session->UpgradedOnOpen()) {
-        io.out << args.file << " is at version " << Version(now) << " already; nothing to do\n";
-        return kExitOk;
-    }
-    io.out << "upgraded " << args.file << " from version " << Version(session->FoundVersion())
-           << " to " << Version(now) << "\n";
-    return kExitOk;
+    ChangeOptions options;
+    options.saysUpgrade = true;
+    return RunChange(
+        args, io,
+        [&](Session& session, Io io) {
+            VersionRecord now = ReadVersionRecord();
+            if (!session.UpgradedOnOpen()) {
+                io.out << args.file << " is at version " << Version(now)
+                       << " already; nothing to do\n";
+                return kExitOk;
+            }
+            io.out << "upgraded " << args.file << " from version "
+                   << Version(session.FoundVersion()) << " to " << Version(now) << "\n";
+            // An upgrade can leave the predefined roles short of an
+            // entitlement it added: mended in the same change.
+            Findings mended = RepairAll(session);
+            PrintFindings(mended, false, io);
+            return kExitOk;
+        },
+        options);
 }
 
 } // namespace Pmctl

@@ -7,8 +7,8 @@
 #include <PM/ActionMask.h>
 #include <PM/PermissionManager.h>
 
-#include <fstream>
 #include <map>
+#include <sstream>
 
 namespace Pmctl {
 
@@ -106,8 +106,14 @@ void WriteHtml(std::ostream& html, std::string const& title, std::vector<TreeRow
     html << "</tbody>\n</table>\n</body>\n</html>\n";
 }
 
-std::string CsvField(std::string const& text) {
-    if (text.find_first_of(",\"\n") == std::string::npos) {
+// A cell as a spreadsheet reads it back: a text that starts like a formula
+// (=, +, -, @) gets a leading apostrophe, so that a name such as
+// "=HYPERLINK(...)" stays text; quotes where the text needs them.
+std::string CsvField(std::string text) {
+    if (!text.empty() && std::string("=+-@").find(text[0]) != std::string::npos) {
+        text.insert(0, 1, '\'');
+    }
+    if (text.find_first_of(",\"\n\r") == std::string::npos) {
         return text;
     }
     std::string quoted = "\"";
@@ -142,51 +148,57 @@ int MatrixCommand(FileArgs const& args, std::string const& htmlPath, std::string
         io.err << "pmctl: matrix needs --html OUT or --csv OUT\n";
         return kExitBadInput;
     }
-    std::unique_ptr<Session> session = OpenSession(args, io);
-    if (session == nullptr) {
+    for (std::string const& path : {htmlPath, csvPath}) {
+        if (!path.empty() && !CheckOutputPath(args, path, io)) {
+            return kExitBadInput;
+        }
+    }
+    if (!htmlPath.empty() && htmlPath == csvPath) {
+        io.err << "pmctl: " << htmlPath << ": the page and the CSV need files of their own\n";
         return kExitBadInput;
     }
-    PM::PermissionManager& manager = session->Manager();
-    std::vector<TreeRow> rows;
-    std::unique_ptr<std::vector<PM::RoleDef>> roles(manager.GetAvailableRoles(
-        PM::kListIncludeAdmin, all ? PM::kListIncludeInvisible : PM::kListExcludeInvisible));
-    if (roles == nullptr || !RoleTree(*session, -1, &rows)) {
-        Complain(io, args.file) << "cannot list the roles and entitlements\n";
-        return kExitFailed;
-    }
-    std::vector<Column> columns;
-    for (PM::RoleDef const& role : *roles) {
-        std::vector<TreeRow> tree;
-        if (!RoleTree(*session, role.GetId(), &tree)) {
-            Complain(io, args.file) << "cannot list the entitlements of " << role.GetName() << "\n";
+    return RunRead(args, io, [&](Session& session) {
+        PM::PermissionManager& manager = session.Manager();
+        std::vector<TreeRow> rows;
+        std::unique_ptr<std::vector<PM::RoleDef>> roles(manager.GetAvailableRoles(
+            PM::kListIncludeAdmin, all ? PM::kListIncludeInvisible : PM::kListExcludeInvisible));
+        if (roles == nullptr || !RoleTree(session, -1, &rows)) {
+            Complain(io, args.file) << "cannot list the roles and entitlements\n";
             return kExitFailed;
         }
-        Column column{role.GetId(), std::string(role.GetName()), {}};
-        for (TreeRow const& row : tree) {
-            column.masks[row.id] = row.mask;
+        std::vector<Column> columns;
+        for (PM::RoleDef const& role : *roles) {
+            std::vector<TreeRow> tree;
+            if (!RoleTree(session, role.GetId(), &tree)) {
+                Complain(io, args.file)
+                    << "cannot list the entitlements of " << role.GetName() << "\n";
+                return kExitFailed;
+            }
+            Column column{role.GetId(), std::string(role.GetName()), {}};
+            for (TreeRow const& row : tree) {
+                column.masks[row.id] = row.mask;
+            }
+            columns.push_back(column);
         }
-        columns.push_back(column);
-    }
-    std::string title = "Roles and rights in " + args.file;
-    for (auto const& [path, isHtml] : {std::pair(htmlPath, true), std::pair(csvPath, false)}) {
-        if (path.empty()) {
-            continue;
+        std::string title = "Roles and rights in " + args.file;
+        for (auto const& [path, isHtml] : {std::pair(htmlPath, true), std::pair(csvPath, false)}) {
+            if (path.empty()) {
+                continue;
+            }
+            std::ostringstream text;
+            if (isHtml) {
+                WriteHtml(text, title, rows, columns);
+            } else {
+                WriteCsv(text, rows, columns);
+            }
+            if (!WriteWhole(path, text.str(), io)) {
+                return kExitFailed;
+            }
+            io.out << "wrote " << path << ": " << rows.size() << " entitlements, " << columns.size()
+                   << " roles\n";
         }
-        std::ofstream file(path, std::ios::binary | std::ios::trunc);
-        if (isHtml) {
-            WriteHtml(file, title, rows, columns);
-        } else {
-            WriteCsv(file, rows, columns);
-        }
-        file.close();
-        if (!file) {
-            io.err << "pmctl: " << path << ": cannot write the file\n";
-            return kExitFailed;
-        }
-        io.out << "wrote " << path << ": " << rows.size() << " entitlements, " << columns.size()
-               << " roles\n";
-    }
-    return kExitOk;
+        return kExitOk;
+    });
 }
 
 } // namespace Pmctl

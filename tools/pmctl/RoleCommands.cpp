@@ -8,86 +8,85 @@
 namespace Pmctl {
 
 int RolesShowCommand(FileArgs const& args, std::string const& roleText, Io io) {
-    std::unique_ptr<Session> session = OpenSession(args, io);
-    int roleId = -1;
-    std::string roleName;
-    if (session == nullptr) {
-        return kExitBadInput;
-    }
-    if (!FindRole(*session, roleText, &roleId, &roleName, io)) {
-        return kExitBadInput;
-    }
-    std::vector<TreeRow> rows;
-    if (!RoleTree(*session, roleId, &rows)) {
-        Complain(io, args.file) << "cannot list the entitlements of " << roleName << "\n";
-        return kExitFailed;
-    }
-    if (args.json) {
-        Json list = Json::array();
-        for (TreeRow const& row : rows) {
-            list.push_back({{"id", row.id},
-                            {"name", row.name},
-                            {"parent", row.parent},
-                            {"depth", row.depth},
-                            {"mask", row.mask},
-                            {"actions", ActionArray(row.mask)}});
+    return RunRead(args, io, [&](Session& session) {
+        int roleId = -1;
+        std::string roleName;
+        if (!FindRole(session, roleText, &roleId, &roleName, io)) {
+            return kExitBadInput;
         }
-        PrintJson({{"role", {{"id", roleId}, {"name", roleName}}}, {"entitlements", list}}, io);
+        std::vector<TreeRow> rows;
+        if (!RoleTree(session, roleId, &rows)) {
+            Complain(io, args.file) << "cannot list the entitlements of " << roleName << "\n";
+            return kExitFailed;
+        }
+        if (args.json) {
+            Json list = Json::array();
+            for (TreeRow const& row : rows) {
+                list.push_back({{"id", row.id},
+                                {"name", row.name},
+                                {"parent", row.parent},
+                                {"depth", row.depth},
+                                {"mask", row.mask},
+                                {"actions", ActionArray(row.mask)}});
+            }
+            PrintJson({{"role", {{"id", roleId}, {"name", roleName}}}, {"entitlements", list}}, io);
+            return kExitOk;
+        }
+        io.out << roleName << " (role " << roleId << ")\n";
+        std::vector<std::string> prefixes = TreePrefixes(rows);
+        std::size_t width = 0;
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            width = std::max(width,
+                             4 * static_cast<std::size_t>(rows[i].depth + 1) + rows[i].name.size());
+        }
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            std::size_t shown =
+                4 * static_cast<std::size_t>(rows[i].depth + 1) + rows[i].name.size();
+            io.out << prefixes[i] << rows[i].name << std::string(width + 2 - shown, ' ')
+                   << (rows[i].mask == 0 ? "-" : DescribeGrant(rows[i].mask)) << "\n";
+        }
         return kExitOk;
-    }
-    io.out << roleName << " (role " << roleId << ")\n";
-    std::vector<std::string> prefixes = TreePrefixes(rows);
-    std::size_t width = 0;
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        width =
-            std::max(width, 4 * static_cast<std::size_t>(rows[i].depth + 1) + rows[i].name.size());
-    }
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        std::size_t shown = 4 * static_cast<std::size_t>(rows[i].depth + 1) + rows[i].name.size();
-        io.out << prefixes[i] << rows[i].name << std::string(width + 2 - shown, ' ')
-               << (rows[i].mask == 0 ? "-" : DescribeGrant(rows[i].mask)) << "\n";
-    }
-    return kExitOk;
+    });
 }
 
 int RolesDeleteCommand(FileArgs const& args, std::string const& roleText, Io io) {
-    std::unique_ptr<Session> session = OpenSession(args, io);
-    int roleId = -1;
-    std::string roleName;
-    if (session == nullptr) {
-        return kExitBadInput;
-    }
-    if (!FindRole(*session, roleText, &roleId, &roleName, io)) {
-        return kExitBadInput;
-    }
-    PM::PermissionManager& manager = session->Manager();
-    std::unique_ptr<PM::RoleDef> role(manager.GetRoleDef(roleId));
-    if (role != nullptr && role->isRoleAdmin()) {
-        Complain(io, args.file) << "the role " << roleName
-                                << " is protected and cannot be deleted\n";
-        return kExitBadInput;
-    }
-    std::unique_ptr<std::vector<int>> users(manager.GetUsersUsingRole(roleId));
-    int result = manager.DeleteRole(roleId);
-    if (result != PM_OK) {
-        Complain(io, args.file) << "cannot delete the role " << roleName << " (result " << result
-                                << ")\n";
-        return kExitFailed;
-    }
-    io.out << "deleted the role " << roleName << " (role " << roleId << ")";
-    if (users != nullptr && !users->empty()) {
-        std::string names;
-        for (int userId : *users) {
-            std::string name = "user " + std::to_string(userId);
-            for (Host::CompanyUser const& user : Host::ListCompanyUsers()) {
-                name = user.userId == userId ? user.name : name;
-            }
-            names += (names.empty() ? "" : ", ") + name;
+    return RunChange(args, io, [&](Session& session, Io io) {
+        int roleId = -1;
+        std::string roleName;
+        if (!FindRole(session, roleText, &roleId, &roleName, io)) {
+            return kExitBadInput;
         }
-        io.out << "; it was taken from " << names;
-    }
-    io.out << "\n";
-    return kExitOk;
+        PM::PermissionManager& manager = session.Manager();
+        std::unique_ptr<PM::RoleDef> role(manager.GetRoleDef(roleId));
+        if (role != nullptr && (role->isRoleAdmin() || role->isRoleExternalAccountant()) &&
+            !args.force) {
+            Complain(io, args.file) << "the role " << roleName
+                                    << " is one of the two predefined roles that the office "
+                                       "needs; --force deletes it anyway\n";
+            return kExitBadInput;
+        }
+        std::unique_ptr<std::vector<int>> users(manager.GetUsersUsingRole(roleId));
+        int result = manager.DeleteRole(roleId);
+        if (result != PM_OK) {
+            Complain(io, args.file)
+                << "cannot delete the role " << roleName << " (result " << result << ")\n";
+            return kExitFailed;
+        }
+        io.out << "deleted the role " << roleName << " (role " << roleId << ")";
+        if (users != nullptr && !users->empty()) {
+            std::string names;
+            for (int userId : *users) {
+                std::string name = "user " + std::to_string(userId);
+                for (Host::CompanyUser const& user : Host::ListCompanyUsers()) {
+                    name = user.userId == userId ? user.name : name;
+                }
+                names += (names.empty() ? "" : ", ") + name;
+            }
+            io.out << "; it was taken from " << names;
+        }
+        io.out << "\n";
+        return kExitOk;
+    });
 }
 
 } // namespace Pmctl

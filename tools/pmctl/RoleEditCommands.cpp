@@ -10,6 +10,7 @@
 #include <iomanip>
 #include <iterator>
 #include <map>
+#include <set>
 
 namespace Pmctl {
 
@@ -31,9 +32,29 @@ bool ReadJsonGrants(std::string const& path, std::vector<Grant>* grants, Io io) 
         return false;
     }
     std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    Json json = Json::parse(text, nullptr, false);
+    // A key named twice in one object would let the later grant win without
+    // a word: refused, with the first one found.
+    std::vector<std::set<std::string>> keys;
+    std::string duplicate;
+    Json::parser_callback_t noteDuplicates = [&](int, Json::parse_event_t event, Json& parsed) {
+        if (event == Json::parse_event_t::object_start) {
+            keys.emplace_back();
+        } else if (event == Json::parse_event_t::object_end && !keys.empty()) {
+            keys.pop_back();
+        } else if (event == Json::parse_event_t::key && !keys.empty() && duplicate.empty() &&
+                   !keys.back().insert(parsed.get<std::string>()).second) {
+            duplicate = parsed.get<std::string>();
+        }
+        return true;
+    };
+    Json json = Json::parse(text, noteDuplicates, false);
     if (json.is_discarded() || !json.is_object()) {
         io.err << "pmctl: " << path << ": not a JSON object of grants\n";
+        return false;
+    }
+    if (!duplicate.empty()) {
+        io.err << "pmctl: " << path << ": the key \"" << duplicate
+               << "\" is given twice in one object\n";
         return false;
     }
     auto actions = [&](Json const& value, std::string const& where, long* mask) {
@@ -41,6 +62,11 @@ bool ReadJsonGrants(std::string const& path, std::vector<Grant>* grants, Io io) 
         if (value.is_number_integer() && value.get<long>() >= 0 && value.get<long>() <= 127) {
             *mask = value.get<long>();
             return true;
+        }
+        if (value.is_number()) {
+            io.err << "pmctl: " << path << ": " << where << ": mask " << value.dump()
+                   << " is not an action (masks are whole numbers from 0 to 127)\n";
+            return false;
         }
         std::string words;
         if (value.is_string()) {
@@ -101,178 +127,183 @@ bool ReadJsonGrants(std::string const& path, std::vector<Grant>* grants, Io io) 
 } // namespace
 
 int RolesListCommand(FileArgs const& args, bool all, Io io) {
-    std::unique_ptr<Session> session = OpenSession(args, io);
-    if (session == nullptr) {
-        return kExitBadInput;
-    }
-    PM::PermissionManager& manager = session->Manager();
-    std::unique_ptr<std::vector<PM::RoleDef>> roles(manager.GetAvailableRoles(
-        PM::kListIncludeAdmin, all ? PM::kListIncludeInvisible : PM::kListExcludeInvisible));
-    if (roles == nullptr) {
-        Complain(io, args.file) << "cannot list the roles\n";
-        return kExitFailed;
-    }
-    auto users = [&](int roleId) {
-        std::unique_ptr<std::vector<int>> ids(manager.GetUsersUsingRole(roleId));
-        return ids == nullptr ? 0 : static_cast<int>(ids->size());
-    };
-    if (args.json) {
-        Json list = Json::array();
-        for (PM::RoleDef const& role : *roles) {
-            list.push_back({{"id", role.GetId()},
-                            {"name", std::string(role.GetName())},
-                            {"description", std::string(role.GetDescription())},
-                            {"visible", role.GetVisible()},
-                            {"fullAccess", role.GetIsFullAccess()},
-                            {"connected", role.GetIsConnectedRole()},
-                            {"users", users(role.GetId())}});
+    return RunRead(args, io, [&](Session& session) {
+        PM::PermissionManager& manager = session.Manager();
+        std::unique_ptr<std::vector<PM::RoleDef>> roles(manager.GetAvailableRoles(
+            PM::kListIncludeAdmin, all ? PM::kListIncludeInvisible : PM::kListExcludeInvisible));
+        if (roles == nullptr) {
+            Complain(io, args.file) << "cannot list the roles\n";
+            return kExitFailed;
         }
-        PrintJson(list, io);
+        auto users = [&](int roleId) {
+            std::unique_ptr<std::vector<int>> ids(manager.GetUsersUsingRole(roleId));
+            return ids == nullptr ? 0 : static_cast<int>(ids->size());
+        };
+        if (args.json) {
+            Json list = Json::array();
+            for (PM::RoleDef const& role : *roles) {
+                list.push_back({{"id", role.GetId()},
+                                {"name", std::string(role.GetName())},
+                                {"description", std::string(role.GetDescription())},
+                                {"visible", role.GetVisible()},
+                                {"fullAccess", role.GetIsFullAccess()},
+                                {"connected", role.GetIsConnectedRole()},
+                                {"users", users(role.GetId())}});
+            }
+            PrintJson(list, io);
+            return kExitOk;
+        }
+        io.out << std::left << std::setw(5) << "id" << std::setw(31) << "role" << std::setw(7)
+               << "users"
+               << "notes\n";
+        for (PM::RoleDef const& role : *roles) {
+            std::string notes;
+            notes += role.GetVisible() ? "" : "invisible ";
+            notes += role.GetIsFullAccess() ? "full-access " : "";
+            notes += role.GetIsConnectedRole() ? "connected " : "";
+            io.out << std::setw(5) << role.GetId() << std::setw(31) << role.GetName()
+                   << std::setw(7) << users(role.GetId()) << notes << "\n";
+        }
         return kExitOk;
-    }
-    io.out << std::left << std::setw(5) << "id" << std::setw(31) << "role" << std::setw(7)
-           << "users"
-           << "notes\n";
-    for (PM::RoleDef const& role : *roles) {
-        std::string notes;
-        notes += role.GetVisible() ? "" : "invisible ";
-        notes += role.GetIsFullAccess() ? "full-access " : "";
-        notes += role.GetIsConnectedRole() ? "connected " : "";
-        io.out << std::setw(5) << role.GetId() << std::setw(31) << role.GetName() << std::setw(7)
-               << users(role.GetId()) << notes << "\n";
-    }
-    return kExitOk;
+    });
 }
 
 int RolesEditCommand(FileArgs const& args, std::string const& roleText,
                      std::vector<std::string> const& grantTexts, std::string const& jsonFile,
                      Io io) {
-    std::unique_ptr<Session> session = OpenSession(args, io);
-    int roleId = -1;
-    std::string roleName;
-    if (session == nullptr) {
-        return kExitBadInput;
-    }
-    if (!FindRole(*session, roleText, &roleId, &roleName, io)) {
-        return kExitBadInput;
-    }
-    PM::PermissionManager& manager = session->Manager();
-    std::unique_ptr<PM::RoleDef> role(manager.GetRoleDef(roleId));
-    if (role == nullptr) {
-        Complain(io, args.file) << "cannot read the role " << roleName << "\n";
-        return kExitFailed;
-    }
-    if (role->isRoleAdmin()) {
-        Complain(io, args.file) << "the role " << roleName
-                                << " holds every action on everything and cannot be edited\n";
-        return kExitBadInput;
-    }
-    std::vector<Grant> grants;
-    for (std::string const& text : grantTexts) {
-        std::size_t equals = text.rfind('=');
-        std::string error;
-        Grant grant{text.substr(0, equals == std::string::npos ? 0 : equals), 0};
-        if (equals == std::string::npos || grant.named.empty()) {
-            Complain(io, args.file) << "a grant is ENTITLEMENT=ACTIONS, not \"" << text << "\"\n";
+    return RunChange(args, io, [&](Session& session, Io io) {
+        int roleId = -1;
+        std::string roleName;
+        if (!FindRole(session, roleText, &roleId, &roleName, io)) {
             return kExitBadInput;
         }
-        if (!ParseActions(text.substr(equals + 1), &grant.mask, &error)) {
-            Complain(io, args.file) << "in \"" << text << "\": " << error << "\n";
+        PM::PermissionManager& manager = session.Manager();
+        std::unique_ptr<PM::RoleDef> role(manager.GetRoleDef(roleId));
+        if (role == nullptr) {
+            Complain(io, args.file) << "cannot read the role " << roleName << "\n";
+            return kExitFailed;
+        }
+        if (role->isRoleAdmin()) {
+            Complain(io, args.file) << "the role " << roleName
+                                    << " holds every action on everything and cannot be edited\n";
             return kExitBadInput;
         }
-        grants.push_back(grant);
-    }
-    if (!jsonFile.empty() && !ReadJsonGrants(jsonFile, &grants, io)) {
-        return kExitBadInput;
-    }
-    if (grants.empty()) {
-        Complain(io, args.file) << "nothing to change: give --grant or --from-json\n";
-        return kExitBadInput;
-    }
-    // Every entitlement is found, and named once, before the role is written.
-    std::vector<PM::EntitlementDef> rows;
-    std::map<int, std::string> named;
-    for (Grant const& grant : grants) {
-        PM::EntitlementDef def;
-        if (!FindEntitlement(*session, grant.named, &def, io)) {
+        std::vector<Grant> grants;
+        for (std::string const& text : grantTexts) {
+            std::size_t equals = text.rfind('=');
+            std::string error;
+            Grant grant{text.substr(0, equals == std::string::npos ? 0 : equals), 0};
+            if (equals == std::string::npos || grant.named.empty()) {
+                Complain(io, args.file)
+                    << "a grant is ENTITLEMENT=ACTIONS, not \"" << text << "\"\n";
+                return kExitBadInput;
+            }
+            if (!ParseActions(text.substr(equals + 1), &grant.mask, &error)) {
+                Complain(io, args.file) << "in \"" << text << "\": " << error << "\n";
+                return kExitBadInput;
+            }
+            grants.push_back(grant);
+        }
+        if (!jsonFile.empty() && !ReadJsonGrants(jsonFile, &grants, io)) {
             return kExitBadInput;
         }
-        if (!named.emplace(def.GetId(), grant.named).second) {
-            Complain(io, args.file) << def.GetName() << " is granted twice\n";
+        if (grants.empty()) {
+            Complain(io, args.file) << "nothing to change: give --grant or --from-json\n";
             return kExitBadInput;
         }
-        def.SetAction(static_cast<int>(grant.mask));
-        rows.push_back(def);
-    }
-    std::vector<long> before;
-    for (PM::EntitlementDef const& row : rows) {
-        long mask = 0;
-        before.push_back(
-            manager.GetRoleActionAssociation(roleId, row.GetId(), &mask) == PM_OK ? mask : 0);
-    }
-    int result = manager.SetRoleEntitlements(*role, rows);
-    if (result < 0) {
-        Complain(io, args.file) << "the role " << roleName << " could not be saved (result "
-                                << result << ")\n";
-        return kExitFailed;
-    }
-    io.out << "saved the role " << roleName << ":\n";
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        long mask = 0;
-        manager.GetRoleActionAssociation(roleId, rows[i].GetId(), &mask);
-        io.out << "  " << rows[i].GetName() << ": " << DescribeGrant(mask);
-        if (mask != before[i]) {
-            io.out << " (was " << DescribeGrant(before[i]) << ")";
+        // Every entitlement is found, and named once, before the role is written.
+        std::vector<PM::EntitlementDef> rows;
+        std::map<int, std::string> named;
+        for (Grant const& grant : grants) {
+            PM::EntitlementDef def;
+            if (!FindEntitlement(session, grant.named, &def, io)) {
+                return kExitBadInput;
+            }
+            if (def.GetId() == PM::kEntitlementVersionId) {
+                Complain(io, args.file)
+                    << "\"" << grant.named << "\" is the version record, not an entitlement\n";
+                return kExitBadInput;
+            }
+            if (!named.emplace(def.GetId(), grant.named).second) {
+                Complain(io, args.file) << def.GetName() << " is granted twice\n";
+                return kExitBadInput;
+            }
+            def.SetAction(static_cast<int>(grant.mask));
+            rows.push_back(def);
         }
-        io.out << "\n";
-    }
-    if (manager.IsConnectedEntitlementsEdited()) {
-        io.out << "  a connected entitlement changed: the role's connected-role state was "
-                  "recomputed\n";
-    }
-    return kExitOk;
+        std::vector<long> before;
+        for (PM::EntitlementDef const& row : rows) {
+            long mask = 0;
+            before.push_back(
+                manager.GetRoleActionAssociation(roleId, row.GetId(), &mask) == PM_OK ? mask : 0);
+        }
+        int result = manager.SetRoleEntitlements(*role, rows);
+        if (result < 0) {
+            Complain(io, args.file)
+                << "the role " << roleName << " could not be saved (result " << result << ")\n";
+            return kExitFailed;
+        }
+        io.out << "saved the role " << roleName << ":\n";
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            long mask = 0;
+            manager.GetRoleActionAssociation(roleId, rows[i].GetId(), &mask);
+            io.out << "  " << rows[i].GetName() << ": " << DescribeGrant(mask);
+            if (mask != before[i]) {
+                io.out << " (was " << DescribeGrant(before[i]) << ")";
+            }
+            io.out << "\n";
+        }
+        if (manager.IsConnectedEntitlementsEdited()) {
+            io.out << "  a connected entitlement changed: the role's connected-role state was "
+                      "recomputed\n";
+        }
+        return kExitOk;
+    });
 }
 
 int RolesCopyCommand(FileArgs const& args, std::string const& sourceText, std::string const& name,
                      Io io) {
-    std::unique_ptr<Session> session = OpenSession(args, io);
-    int sourceId = -1;
-    std::string sourceName;
-    if (session == nullptr) {
+    std::string error;
+    if (!CheckName("role name", name, &error)) {
+        Complain(io, args.file) << error << "\n";
         return kExitBadInput;
     }
-    if (!FindRole(*session, sourceText, &sourceId, &sourceName, io)) {
-        return kExitBadInput;
-    }
-    PM::PermissionManager& manager = session->Manager();
-    if (name.empty() || name.size() > static_cast<std::size_t>(PM::kMaxRoleNameLength)) {
-        Complain(io, args.file) << "a role name has 1 to " << PM::kMaxRoleNameLength
-                                << " characters: \"" << name << "\"\n";
-        return kExitBadInput;
-    }
-    if (manager.LookupRole(name.c_str()) != PM_ERROR) {
-        Complain(io, args.file) << "there is a role named \"" << name << "\" already\n";
-        return kExitBadInput;
-    }
-    std::unique_ptr<PM::RoleDef> source(manager.GetRoleDef(sourceId));
-    std::unique_ptr<std::vector<PM::EntitlementDef>> rows(
-        manager.GetEntitlements(sourceId, -1, false));
-    if (source == nullptr || rows == nullptr) {
-        Complain(io, args.file) << "cannot read the role " << sourceName << "\n";
-        return kExitFailed;
-    }
-    PM::RoleDef copy;
-    copy.SetName(name.c_str());
-    copy.SetDescription(source->GetDescription());
-    copy.SetCategory(source->GetCategory());
-    int result = manager.SetRoleEntitlements(copy, *rows);
-    if (result < 0) {
-        Complain(io, args.file) << "the role " << name << " could not be saved (result " << result
-                                << ")\n";
-        return kExitFailed;
-    }
-    io.out << "copied " << sourceName << " to " << name << " (role " << result << ")\n";
-    return kExitOk;
+    return RunChange(args, io, [&](Session& session, Io io) {
+        int sourceId = -1;
+        std::string sourceName;
+        if (!FindRole(session, sourceText, &sourceId, &sourceName, io)) {
+            return kExitBadInput;
+        }
+        PM::PermissionManager& manager = session.Manager();
+        if (name.empty() || name.size() > static_cast<std::size_t>(PM::kMaxRoleNameLength)) {
+            Complain(io, args.file) << "a role name has 1 to " << PM::kMaxRoleNameLength
+                                    << " characters: \"" << name << "\"\n";
+            return kExitBadInput;
+        }
+        if (manager.LookupRole(name.c_str()) != PM_ERROR) {
+            Complain(io, args.file) << "there is a role named \"" << name << "\" already\n";
+            return kExitBadInput;
+        }
+        std::unique_ptr<PM::RoleDef> source(manager.GetRoleDef(sourceId));
+        std::unique_ptr<std::vector<PM::EntitlementDef>> rows(
+            manager.GetEntitlements(sourceId, -1, false));
+        if (source == nullptr || rows == nullptr) {
+            Complain(io, args.file) << "cannot read the role " << sourceName << "\n";
+            return kExitFailed;
+        }
+        PM::RoleDef copy;
+        copy.SetName(name.c_str());
+        copy.SetDescription(source->GetDescription());
+        copy.SetCategory(source->GetCategory());
+        int result = manager.SetRoleEntitlements(copy, *rows);
+        if (result < 0) {
+            Complain(io, args.file)
+                << "the role " << name << " could not be saved (result " << result << ")\n";
+            return kExitFailed;
+        }
+        io.out << "copied " << sourceName << " to " << name << " (role " << result << ")\n";
+        return kExitOk;
+    });
 }
 
 } // namespace Pmctl

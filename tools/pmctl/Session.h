@@ -1,7 +1,9 @@
-// One company file opened the way a host opens it: the catalogue loaded, the
-// company file open, the company's users installed, the permission manager
-// created and initialised. Every pmctl command works inside a Session.
+// One company file opened for one pmctl command, the way a host opens it
+// (Host::Company): for a read, a snapshot in memory that nothing reaches the
+// file from; for a change, one write bracket that Commit writes whole.
 #pragma once
+
+#include <host/company/Company.h>
 
 #include <PM/PermissionManager.h>
 
@@ -11,57 +13,64 @@
 
 namespace Pmctl {
 
-// The version record of a company file: its name ("PermissionData-27-216")
-// and the version and entitlement count read from it; -1 when there is none.
-struct VersionRecord {
-    std::string name;
-    int version = -1;
-    int entitlementCount = -1;
+using Host::ReadVersionRecord;
+using Host::VersionRecord;
+
+enum class Access {
+    kRead,   // a snapshot: an older file is not upgraded, nothing is written
+    kChange, // one write bracket; an older file is upgraded inside it
+};
+
+// Why a session could not be opened, and the exit code that says so: 2 when
+// the file or the catalogue was refused, 1 when it could not be done now
+// (another program writing, a failed load).
+struct OpenFailure {
+    std::string message;
+    int exitCode = 2;
 };
 
 class Session {
 public:
     // A new company file at path with the factory defaults of the catalogue
-    // and an administrator named adminName, who holds the Admin role. Refuses
-    // a path that exists. Null, with the reason written to err, on failure.
+    // and an administrator named adminName, who holds the Admin role. It
+    // appears at path only at Commit. Null, with the reason, on failure.
     static std::unique_ptr<Session> Create(std::string const& path, std::string const& catalogue,
-                                           std::string const& adminName, std::ostream& err);
-    // An existing company file, upgraded to the catalogue's version by Init.
-    // A file whose stored version is newer than the catalogue's is refused:
-    // Init would merge it back and drop what the older catalogue lacks.
-    // Null, with the reason written to err, on failure; the file is then as it was.
+                                           std::string const& adminName, OpenFailure* failure);
+    // An existing company file. A file whose stored version is newer than
+    // the catalogue's is refused: Init would merge it back and drop what the
+    // older catalogue lacks. Null, with the reason, on failure; the file is
+    // then as it was.
     static std::unique_ptr<Session> Open(std::string const& path, std::string const& catalogue,
-                                         std::ostream& err);
-    // Terminates the manager, closes the company file and unloads the catalogue.
-    ~Session();
-    Session(Session const&) = delete;
-    Session& operator=(Session const&) = delete;
+                                         Access access, OpenFailure* failure);
+    // As a desktop keeps it open: each record operation commits by itself.
+    static std::unique_ptr<Session> OpenLive(std::string const& path, std::string const& catalogue,
+                                             OpenFailure* failure);
 
-    PM::PermissionManager& Manager() { return PM::PermissionManager::GetThePermissionManager(); }
-    std::string const& Path() const { return m_Path; }
+    PM::PermissionManager& Manager() { return m_Company->Manager(); }
+    std::string const& Path() const { return m_Company->Path(); }
+    Host::Company& Company() { return *m_Company; }
 
     // The version record as the file held it when it was opened, before Init
     // (for a created file: as written).
-    VersionRecord const& FoundVersion() const { return m_FoundVersion; }
+    VersionRecord const& FoundVersion() const { return m_Company->FoundVersion(); }
     // The catalogue's permission data version.
-    int CatalogueVersion() const { return m_CatalogueVersion; }
-    // Whether Init changed the version record: it upgraded the stored data.
-    bool UpgradedOnOpen() const { return m_UpgradedOnOpen; }
+    int CatalogueVersion() const { return m_Company->CatalogueVersion(); }
+    // Whether Init upgraded the stored data: for a change, in the bracket; for
+    // a read, in the snapshot only (the next change will upgrade the file).
+    bool UpgradedOnOpen() const { return m_Company->UpgradedOnOpen(); }
     // Runs Init again, after bulk writes that bypassed the caches; false with
     // the reason on err.
     bool Reload(std::ostream& err);
+    // Writes the change; false with what failed in *error, and then nothing
+    // of it is in the file.
+    bool Commit(std::string* error) { return m_Company->Commit(error); }
 
 private:
-    explicit Session(std::string path) : m_Path(std::move(path)) {}
+    explicit Session(std::unique_ptr<Host::Company> company) : m_Company(std::move(company)) {}
 
-    std::string m_Path;
-    VersionRecord m_FoundVersion;
-    int m_CatalogueVersion = -1;
-    bool m_UpgradedOnOpen = false;
+    std::unique_ptr<Host::Company> m_Company;
 };
 
-// The version record (entitlement 0) of the open company file.
-VersionRecord ReadVersionRecord();
 // The catalogue that ships with pmctl.
 std::string DefaultCataloguePath();
 

@@ -1,79 +1,46 @@
-// pmctl verify: the checks of the two predefined roles, with the library's
-// own log lines as the report.
+// pmctl verify: the predefined roles, the bank accounts' rights against their
+// parents' and the assignments, checked on a snapshot, or mended in one
+// change with repair.
 #include "CommandSupport.h"
-
-#include <PM/PermissionManager.h>
-
-#include <host/util/OpsHooks.h>
+#include "Verification.h"
 
 namespace Pmctl {
 
 namespace {
 
-// Collects the library's log lines while it lives; the sink before it comes
-// back afterwards.
-class LogCapture {
-public:
-    LogCapture()
-        : m_Previous(Host::SetLogSink(
-              [this](Host::LogRecord const& record) { m_Lines.push_back(record.text); })) {}
-    ~LogCapture() { Host::SetLogSink(m_Previous); }
-    LogCapture(LogCapture const&) = delete;
-    LogCapture& operator=(LogCapture const&) = delete;
-
-    std::vector<std::string> const& Lines() const { return m_Lines; }
-
-private:
-    std::vector<std::string> m_Lines;
-    Host::LogSink m_Previous;
-};
-
-struct Outcome {
-    bool adminShort;
-    bool accountantShort;
-    std::vector<std::string> log;
-};
-
-Outcome Verify(PM::PermissionManager& manager, bool repair) {
-    LogCapture capture;
-    bool adminShort = manager.VerifyAdminRoleAccess(repair);
-    bool accountantShort = manager.VerifyExternalAccountantRoleAccess(repair);
-    return {adminShort, accountantShort, capture.Lines()};
+int Report(Findings const& findings, bool json, bool verbose, Io io) {
+    if (json) {
+        auto state = [&](bool wasShort, bool isShort) {
+            return !wasShort          ? "in order"
+                   : !findings.repair ? "short"
+                   : isShort          ? "short, not repaired"
+                                      : "repaired";
+        };
+        PrintJson(
+            {{"admin", state(findings.adminShort, findings.adminStillShort)},
+             {"externalAccountant", state(findings.accountantShort, findings.accountantStillShort)},
+             {"log", findings.log},
+             {"bankAccounts", findings.accounts},
+             {"orphanAssignments", findings.orphans},
+             {"inOrder", findings.InOrder()}},
+            io);
+    } else {
+        PrintFindings(findings, verbose, io);
+    }
+    return findings.InOrder() ? kExitOk : kExitFailed;
 }
 
 } // namespace
 
-int VerifyCommand(FileArgs const& args, bool repair, Io io) {
-    std::unique_ptr<Session> session = OpenSession(args, io);
-    if (session == nullptr) {
-        return kExitBadInput;
+int VerifyCommand(FileArgs const& args, bool repair, bool verbose, Io io) {
+    if (!repair) {
+        return RunRead(args, io, [&](Session& session) {
+            return Report(CheckAll(session, false), args.json, verbose, io);
+        });
     }
-    PM::PermissionManager& manager = session->Manager();
-    Outcome found = Verify(manager, repair);
-    // After a repair the checks run again, without repairing, to say whether
-    // the roles are whole now.
-    Outcome now = repair ? Verify(manager, false) : found;
-    bool whole = !now.adminShort && !now.accountantShort;
-    auto state = [&](bool wasShort, bool isShort) {
-        return !wasShort ? "in order"
-               : !repair ? "short"
-               : isShort ? "short, not repaired"
-                         : "repaired";
-    };
-    if (args.json) {
-        PrintJson({{"admin", state(found.adminShort, now.adminShort)},
-                   {"externalAccountant", state(found.accountantShort, now.accountantShort)},
-                   {"log", found.log}},
-                  io);
-    } else {
-        io.out << "Admin: " << state(found.adminShort, now.adminShort) << "\n"
-               << "External Accountant: " << state(found.accountantShort, now.accountantShort)
-               << "\n";
-        for (std::string const& line : found.log) {
-            io.out << "  " << line << "\n";
-        }
-    }
-    return whole ? kExitOk : kExitFailed;
+    return RunChange(args, io, [&](Session& session, Io held) {
+        return Report(RepairAll(session), args.json, verbose, held);
+    });
 }
 
 } // namespace Pmctl

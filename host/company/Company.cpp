@@ -1,0 +1,306 @@
+// The host's start-up and teardown of one company, for pmctl, the tests, the
+// benchmarks and the fuzzers alike.
+#include "Company.h"
+
+#include <host/catalogue/Catalogue.h>
+#include <host/loader/ModuleLoaderHooks.h>
+#include <host/records/CompanyFile.h>
+#include <host/users/CompanyUsers.h>
+#include <host/users/UserManagerHooks.h>
+
+#include <PM/Constants.h>
+#include <Records/DMUSREntitlement.h>
+#include <Records/RecordText.h>
+
+#include <sqlite3.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <dirent.h>
+#include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace Host {
+
+namespace {
+
+// The fields of a version record's name, split at '-' as the library splits
+// it: exactly three, or none.
+std::vector<std::string> VersionFields(std::string const& name) {
+    std::vector<std::string> fields;
+    std::istringstream in(name);
+    std::string field;
+    while (std::getline(in, field, '-')) {
+        if (!field.empty()) {
+            fields.push_back(field);
+        }
+    }
+    return fields.size() == 3 ? fields : std::vector<std::string>();
+}
+
+std::string DirectoryOf(std::string const& path) {
+    std::string::size_type slash = path.rfind('/');
+    return slash == std::string::npos ? "." : path.substr(0, slash == 0 ? 1 : slash);
+}
+
+std::string BaseName(std::string const& path) {
+    std::string::size_type slash = path.rfind('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+// The prefix of the files a new company file is built in: hidden, beside
+// the file, and ending with the builder's process id.
+std::string BuildPrefix(std::string const& path) {
+    return "." + BaseName(path) + ".creating-";
+}
+
+void RemoveWithSidecars(std::string const& path) {
+    for (char const* suffix : {"", "-wal", "-shm", "-journal"}) {
+        ::unlink((path + suffix).c_str());
+    }
+}
+
+// Removes what a create killed outright (SIGKILL, a power cut) left beside
+// path: build files whose process is gone.
+void RemoveAbandonedBuilds(std::string const& path) {
+    std::string directory = DirectoryOf(path);
+    std::string prefix = BuildPrefix(path);
+    DIR* dir = ::opendir(directory.c_str());
+    if (dir == nullptr) {
+        return;
+    }
+    std::vector<std::string> abandoned;
+    while (dirent* entry = ::readdir(dir)) {
+        std::string name = entry->d_name;
+        if (name.compare(0, prefix.size(), prefix) != 0) {
+            continue;
+        }
+        char* end = nullptr;
+        long pid = std::strtol(name.c_str() + prefix.size(), &end, 10);
+        if (pid > 0 && *end == '\0' && ::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH) {
+            abandoned.push_back(directory + "/" + name);
+        }
+    }
+    ::closedir(dir);
+    for (std::string const& build : abandoned) {
+        RemoveWithSidecars(build);
+    }
+}
+
+} // namespace
+
+VersionRecord ReadVersionRecord() {
+    VersionRecord found;
+    DMUSREntitlement record;
+    Util::Status status = record.Load(PM::kEntitlementVersionId, nullptr);
+    char name[kRecordTextBufferSize] = {};
+    if (status.Failed() || status.GetStatusCode() == Util::kRecordNotFound ||
+        record.GetName(name) != 0) {
+        return found;
+    }
+    found.name = name;
+    std::vector<std::string> fields = VersionFields(found.name);
+    if (!fields.empty()) {
+        found.version = std::atoi(fields[1].c_str());
+        found.entitlementCount = std::atoi(fields[2].c_str());
+    }
+    return found;
+}
+
+std::unique_ptr<Company> Company::Open(std::string const& path, CompanyOptions const& options,
+                                       CompanyProblem* problem) {
+    if (IsCompanyFileOpen()) {
+        problem->message = "Cannot open company file '" + path + "': the company file '" +
+                           CurrentCompanyFilePath() + "' is open.";
+        return nullptr;
+    }
+    std::unique_ptr<Company> company(new Company());
+    company->m_Path = path;
+    company->m_Access = options.access;
+    if (!options.moduleDirectory.empty()) {
+        SetModuleSearchPath(options.moduleDirectory);
+    }
+    CatalogueResult catalogue = LoadCatalogueFile(options.catalogue);
+    if (!catalogue.ok) {
+        problem->message = catalogue.message;
+        return nullptr;
+    }
+    CompanyFileResult file = options.access == CompanyAccess::kSnapshot
+                                 ? OpenCompanyFileSnapshot(path)
+                                 : OpenCompanyFile(path);
+    if (!file.ok) {
+        problem->message = file.message;
+        return nullptr;
+    }
+    if (options.access == CompanyAccess::kOneChange) {
+        company->m_Change.reset(new WriteTransaction());
+        if (company->m_Change->BeginResult() != SQLITE_OK) {
+            problem->refused = false;
+            problem->message = "Cannot change company file '" + path +
+                               "': " + DescribeWriteFailure(company->m_Change->BeginResult()) + ".";
+            return nullptr;
+        }
+    }
+    company->m_FoundVersion = ReadVersionRecord();
+    company->m_CatalogueVersion = GetCatalogueInfo().permissionDataVersion;
+    if (company->m_FoundVersion.version > company->m_CatalogueVersion) {
+        problem->message =
+            "Cannot open company file '" + path + "': its permission data is version " +
+            std::to_string(company->m_FoundVersion.version) + ", newer than version " +
+            std::to_string(company->m_CatalogueVersion) + " of the catalogue " + options.catalogue +
+            "; open it with the catalogue it was written with.";
+        return nullptr;
+    }
+    if (!company->Start(&problem->message)) {
+        problem->refused = false;
+        return nullptr;
+    }
+    company->m_UpgradedOnOpen = ReadVersionRecord().name != company->m_FoundVersion.name;
+    return company;
+}
+
+bool Company::Start(std::string* error) {
+    UseCompanyUserManager();
+    PM_InitComponent();
+    int result = Manager().Init();
+    if (result != PM_OK) {
+        *error = "Cannot open company file '" + m_Path +
+                 "': the permission data could not be loaded (result " + std::to_string(result) +
+                 ").";
+        return false;
+    }
+    return true;
+}
+
+std::unique_ptr<Company> Company::Create(std::string const& path, CompanyOptions const& options,
+                                         std::string const& adminName, CompanyProblem* problem) {
+    struct stat info;
+    if (::lstat(path.c_str(), &info) == 0) {
+        problem->message = "Cannot create company file '" + path + "': the file already exists.";
+        return nullptr;
+    }
+    if (IsCompanyFileOpen()) {
+        problem->message = "Cannot create company file '" + path + "': the company file '" +
+                           CurrentCompanyFilePath() + "' is open.";
+        return nullptr;
+    }
+    RemoveAbandonedBuilds(path);
+    std::unique_ptr<Company> company(new Company());
+    company->m_Path = path;
+    company->m_Access = CompanyAccess::kOneChange;
+    if (!options.moduleDirectory.empty()) {
+        SetModuleSearchPath(options.moduleDirectory);
+    }
+    CatalogueResult catalogue = LoadCatalogueFile(options.catalogue);
+    if (!catalogue.ok) {
+        problem->message = catalogue.message;
+        return nullptr;
+    }
+    std::string build = DirectoryOf(path) + "/" + BuildPrefix(path) + std::to_string(::getpid());
+    RemoveWithSidecars(build);
+    CompanyFileResult file = CreateCompanyFile(build);
+    if (!file.ok) {
+        problem->refused = false;
+        problem->message = "Cannot create company file '" + path +
+                           "': " + file.message.substr(file.message.find("': ") + 3);
+        return nullptr;
+    }
+    company->m_BuildPath = build;
+    company->m_Change.reset(new WriteTransaction());
+    std::string why;
+    UseCompanyUserManager();
+    company->m_AdminUserId = AddCompanyUser(adminName, true, &why);
+    if (company->m_AdminUserId == -1) {
+        problem->refused = false;
+        problem->message =
+            "Cannot create company file '" + path + "': cannot add the administrator: " + why + ".";
+        return nullptr;
+    }
+    PM_InitComponent();
+    int result = company->Manager().SetDefaultRoles();
+    if (result != PM_OK) {
+        problem->refused = false;
+        problem->message = "Cannot create company file '" + path +
+                           "': the factory defaults could not be written (result " +
+                           std::to_string(result) + ").";
+        return nullptr;
+    }
+    company->m_CatalogueVersion = GetCatalogueInfo().permissionDataVersion;
+    company->m_FoundVersion = ReadVersionRecord();
+    return company;
+}
+
+std::unique_ptr<Company> Company::CreateInMemory(std::string const& catalogueText,
+                                                 std::string const& sourceName,
+                                                 std::string const& adminName,
+                                                 CompanyProblem* problem) {
+    if (IsCompanyFileOpen()) {
+        problem->message = "Cannot create a company in memory: the company file '" +
+                           CurrentCompanyFilePath() + "' is open.";
+        return nullptr;
+    }
+    std::unique_ptr<Company> company(new Company());
+    company->m_Path = ":memory:";
+    CatalogueResult catalogue = LoadCatalogueText(catalogueText, sourceName);
+    CompanyFileResult file = catalogue.ok ? OpenInMemoryCompanyFile() : CompanyFileResult();
+    if (!catalogue.ok || !file.ok) {
+        problem->message = catalogue.ok ? file.message : catalogue.message;
+        return nullptr;
+    }
+    UseCompanyUserManager();
+    std::string why;
+    company->m_AdminUserId = AddCompanyUser(adminName, true, &why);
+    PM_InitComponent();
+    int result = company->m_AdminUserId == -1 ? PM_ERROR : company->Manager().SetDefaultRoles();
+    if (result != PM_OK) {
+        problem->message = "Cannot create a company in memory: " +
+                           (why.empty() ? "the factory defaults could not be written (result " +
+                                              std::to_string(result) + ")"
+                                        : why) +
+                           ".";
+        return nullptr;
+    }
+    company->m_CatalogueVersion = GetCatalogueInfo().permissionDataVersion;
+    company->m_FoundVersion = ReadVersionRecord();
+    return company;
+}
+
+bool Company::Commit(std::string* error) {
+    if (m_Committed || m_Change == nullptr) {
+        return true;
+    }
+    int rc = m_Change->Commit();
+    m_Change.reset();
+    if (rc != SQLITE_OK) {
+        *error = DescribeWriteFailure(rc);
+        return false;
+    }
+    if (!m_BuildPath.empty()) {
+        Manager().Term();
+        CompanyFileResult renamed = CloseAndRenameCompanyFile(m_Path);
+        if (!renamed.ok) {
+            *error = renamed.message.substr(renamed.message.find("': ") + 3);
+            error->pop_back(); // the full stop
+            return false;
+        }
+        m_BuildPath.clear();
+    }
+    m_Committed = true;
+    return true;
+}
+
+Company::~Company() {
+    m_Change.reset(); // takes back what was not committed
+    PM_UninitComponent();
+    CloseCompanyFile();
+    SetUserManager(nullptr);
+    UnloadCatalogue();
+    if (!m_BuildPath.empty()) {
+        RemoveWithSidecars(m_BuildPath);
+    }
+}
+
+} // namespace Host

@@ -1,0 +1,37 @@
+// Bank accounts as pmctl names them: entitlements that the library creates at
+// run time below "Bank Accounts" and knows by full names that start with
+// "Bank Registers". pmctl names an account by its path below that head:
+// "Checking", or "Checking:Payroll" for a sub-account of Checking.
+#pragma once
+
+#include "Session.h"
+
+#include <PM/EntitlementDef.h>
+
+#include <string>
+#include <vector>
+
+namespace Pmctl {
+
+extern char const kBankAccountsName[]; // the entitlement top-level accounts hang below
+
+struct Account {
+    int id;
+    int parent; // the entitlement id of the parent: an account or Bank Accounts
+    std::string path;
+};
+
+// The path up to the last ':', empty for a top-level account.
+std::string ParentPath(std::string const& path);
+std::string ShortName(std::string const& path);
+// A bank account's path below "Bank Registers" and the full name the
+// library knows it by.
+std::string BankFullName(std::string const& account);
+
+// A live account by path, its name compared without regard to case, as the
+// library compares names; its def has the full name.
+bool FindAccount(Session& session, std::string const& path, PM::EntitlementDef* def);
+// The live accounts, in path order.
+std::vector<Account> Accounts(Session& session);
+
+} // namespace Pmctl
