@@ -155,12 +155,12 @@ int BankListCommand(FileArgs const& args, Io io) {
 }
 
 int BankAddCommand(FileArgs const& args, std::string const& path, Io io) {
-    std::string error;
-    if (!CheckPath(path, &error)) {
-        Complain(io, args.file) << error << "\n";
-        return kExitBadInput;
-    }
     return RunChange(args, io, [&](Session& session, Io io) {
+        std::string error;
+        if (!CheckPath(path, &error)) {
+            Complain(io, args.file) << error << "\n";
+            return kExitBadInput;
+        }
         std::string parentName;
         PM::EntitlementDef existing;
         if (FindAccount(session, path, &existing)) {
@@ -200,12 +200,12 @@ int BankAddCommand(FileArgs const& args, std::string const& path, Io io) {
 
 int BankRenameCommand(FileArgs const& args, std::string const& path, std::string const& newPath,
                       Io io) {
-    std::string error;
-    if (!CheckPath(newPath, &error)) {
-        Complain(io, args.file) << error << "\n";
-        return kExitBadInput;
-    }
     return RunChange(args, io, [&](Session& session, Io io) {
+        std::string error;
+        if (!CheckPath(newPath, &error)) {
+            Complain(io, args.file) << error << "\n";
+            return kExitBadInput;
+        }
         std::string parentName;
         PM::EntitlementDef account;
         PM::EntitlementDef taken;
@@ -301,11 +301,12 @@ bool ReadAccountList(Session& session, std::string const& listFile, std::vector<
     std::map<std::string, int> listed; // folded path: its line
     std::string line;
     for (int number = 1; std::getline(in, line); ++number) {
-        if (!line.empty() && line.back() == '\r') {
-            line.pop_back();
-        }
-        std::size_t first = line.find_first_not_of(" \t");
-        if (first == std::string::npos || line[first] == '#') {
+        // Blanks around a line are layout; blanks around a name inside it
+        // ("Checking : Payroll") are refused by CheckPath.
+        std::size_t first = line.find_first_not_of(" \t\r");
+        std::size_t last = line.find_last_not_of(" \t\r");
+        line = first == std::string::npos ? "" : line.substr(first, last - first + 1);
+        if (line.empty() || line[0] == '#') {
             continue;
         }
         std::string where = listFile + ":" + std::to_string(number) + ": ";

@@ -263,12 +263,12 @@ int RolesEditCommand(FileArgs const& args, std::string const& roleText,
 
 int RolesCopyCommand(FileArgs const& args, std::string const& sourceText, std::string const& name,
                      Io io) {
-    std::string error;
-    if (!CheckName("role name", name, &error)) {
-        Complain(io, args.file) << error << "\n";
-        return kExitBadInput;
-    }
     return RunChange(args, io, [&](Session& session, Io io) {
+        std::string error;
+        if (!CheckName("role name", name, &error)) {
+            Complain(io, args.file) << error << "\n";
+            return kExitBadInput;
+        }
         int sourceId = -1;
         std::string sourceName;
         if (!FindRole(session, sourceText, &sourceId, &sourceName, io)) {

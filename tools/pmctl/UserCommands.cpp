@@ -59,12 +59,12 @@ int UsersListCommand(FileArgs const& args, Io io) {
 }
 
 int UsersAddCommand(FileArgs const& args, std::string const& name, bool isAdmin, Io io) {
-    std::string error;
-    if (!CheckName("user name", name, &error)) {
-        Complain(io, args.file) << error << "\n";
-        return kExitBadInput;
-    }
     return RunChange(args, io, [&](Session&, Io io) {
+        std::string error;
+        if (!CheckName("user name", name, &error)) {
+            Complain(io, args.file) << error << "\n";
+            return kExitBadInput;
+        }
         if (Host::FindCompanyUser(name) != -1) {
             Complain(io, args.file) << "there is a user named \"" << name << "\" already\n";
             return kExitBadInput;

@@ -66,20 +66,19 @@ TEST_F(BankCommandsTest, AccountsAreAddedRenamedMovedAndRemovedWithTheirParentsR
 TEST_F(BankCommandsTest, ImportChecksTheWholeListFirstThenAddsInBulk) {
     std::string list = Scratch("accounts.txt");
     std::ofstream(list)
-        << "# accounts\nChecking\n\nChecking:Sweep\n  Petty Cash  \nChecking:Sweep\n";
+        << "# accounts\nChecking\n\nChecking:Sweep\n  Petty Cash  \nchecking:SWEEP\n";
     std::string before = PmctlTesting::ReadBytes(m_File);
     auto import = [&](auto& f, Io io) { return BankImportCommand(f, list, true, io); };
     PmctlTesting::Result twice = Run(import);
     EXPECT_EQ(kExitBadInput, twice.code);
-    EXPECT_EQ("pmctl: " + list + ":6: there is a bank account \"Checking:Sweep\" already\n",
-              twice.err);
+    EXPECT_EQ("pmctl: " + list + ":6: \"checking:SWEEP\" is listed on line 4 already\n", twice.err);
     EXPECT_TRUE(before == PmctlTesting::ReadBytes(m_File));
 
     std::ofstream(list, std::ios::trunc) << "Checking\nChecking:Sweep\nPetty Cash\n";
     PmctlTesting::Result imported = Run(import);
     ASSERT_EQ(0, imported.code) << imported.err;
-    EXPECT_NE(std::string::npos, imported.out.find("] 3/3\nimported 3 bank accounts "
-                                                   "(entitlements 300000 to 300002)"));
+    EXPECT_NE(std::string::npos, imported.err.find("] 3/3\n"));
+    EXPECT_EQ(0u, imported.out.find("imported 3 bank accounts (entitlements 300000 to 300002)"));
     EXPECT_EQ("300000 Checking; 300001 Checking:Sweep; 300002 Petty Cash", Accounts());
     EXPECT_TRUE(Allowed("admin", "Checking:Sweep", "modify"));
     EXPECT_FALSE(Allowed("dave", "Petty Cash", "view"));

@@ -44,7 +44,7 @@ TEST_F(FileCommandsTest, CreateMakesTheDefaultsAndNeverOverwrites) {
     nlohmann::json info = Info(fresh);
     EXPECT_EQ(27, info["catalogue"]["version"]);
     EXPECT_EQ(27, info["storedVersion"]);
-    EXPECT_EQ(false, info["upgradedOnOpen"]);
+    EXPECT_EQ(false, info["upgradeOnNextChange"]);
     EXPECT_EQ(232, info["entitlements"]["catalogue"]);
     EXPECT_EQ(8, info["roles"]["total"]);
     EXPECT_EQ(1, info["users"]);
@@ -67,13 +67,22 @@ TEST_F(FileCommandsTest, OpeningWithANewerCatalogueUpgradesOnceAndAnOlderOneIsRe
     PmctlTesting::Result upgrade =
         Capture([&](Pmctl::Io io) { return Pmctl::UpgradeCommand(current, io); });
     EXPECT_EQ(0, upgrade.code) << upgrade.err;
-    EXPECT_EQ("upgraded " + old.file +
+    // A copy of the file as it was, then the upgrade and, in the same change,
+    // the check of what an upgrade can leave short.
+    std::string const copied = "saved a copy of the file as it was: " + old.file + ".";
+    ASSERT_EQ(0u, upgrade.out.find(copied)) << upgrade.out;
+    std::string const copy =
+        upgrade.out.substr(copied.size() - old.file.size() - 1,
+                           upgrade.out.find('\n') - copied.size() + old.file.size() + 1);
+    EXPECT_EQ(upgrade.out.substr(upgrade.out.find('\n') + 1),
+              "upgraded " + old.file +
                   " from version 26 (216 catalogue entitlements) to 27 (216 catalogue "
-                  "entitlements)\n",
-              upgrade.out);
+                  "entitlements)\nAdmin: in order\nExternal Accountant: in order\nbank "
+                  "accounts and assignments: in order\n");
+    EXPECT_EQ(26, Info(Pmctl::FileArgs{copy, CatalogueWithVersion(26), false})["storedVersion"]);
     nlohmann::json info = Info(current);
     EXPECT_EQ(27, info["storedVersion"]);
-    EXPECT_EQ(false, info["upgradedOnOpen"]);
+    EXPECT_EQ(false, info["upgradeOnNextChange"]);
 
     // Version 26 would merge the file back: refused, and nothing written.
     std::string before = ReadBytes(old.file);
@@ -88,7 +97,7 @@ TEST_F(FileCommandsTest, OpeningWithANewerCatalogueUpgradesOnceAndAnOlderOneIsRe
     ASSERT_EQ(0, Create(other));
     nlohmann::json opened = Info(Pmctl::FileArgs{other.file, "", false});
     EXPECT_EQ(26, opened["storedVersion"]);
-    EXPECT_EQ(true, opened["upgradedOnOpen"]);
+    EXPECT_EQ(true, opened["upgradeOnNextChange"]);
 }
 
 TEST_F(FileCommandsTest, ResetLeavesOnlyTheAdministratorWithARole) {

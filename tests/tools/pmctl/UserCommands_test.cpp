@@ -42,9 +42,14 @@ TEST_F(UserCommandsTest, EachStepChangesTheHoldingsAsTold) {
             {"add a second admin",
              [](auto& f, Io io) { return UsersAddCommand(f, "root", true, io); }, 0,
              "admin:Admin; dave:Payroll Clerk; erin:; root:"},
+            {"the last holder of Admin stays",
+             [](auto& f, Io io) { return UsersRemoveCommand(f, "admin", io); }, 2,
+             "admin:Admin; dave:Payroll Clerk; erin:; root:"},
+            {"give root Admin", [](auto& f, Io io) { return AssignCommand(f, "root", "0", io); }, 0,
+             "admin:Admin; dave:Payroll Clerk; erin:; root:Admin"},
             {"remove the first admin",
              [](auto& f, Io io) { return UsersRemoveCommand(f, "admin", io); }, 0,
-             "dave:Payroll Clerk; erin:; root:"},
+             "dave:Payroll Clerk; erin:; root:Admin"},
         },
         [this] { return Holdings(); });
 }
