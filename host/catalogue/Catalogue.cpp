@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <sys/stat.h>
 
 namespace Host {
 
@@ -36,11 +37,29 @@ CatalogueResult LoadCatalogueText(std::string const& json, std::string const& so
     return CatalogueResult{true, std::string()};
 }
 
+namespace {
+
+// The shipped catalogue is under 40 KB; a thousand times that is no catalogue.
+const long long kMaxCatalogueBytes = 64LL * 1024 * 1024;
+
+} // namespace
+
 CatalogueResult LoadCatalogueFile(std::string const& path) {
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
                                                          &std::fclose);
     if (!file) {
         return CatalogueResult{false, path + ": cannot open: " + std::strerror(errno)};
+    }
+    // A device or a pipe never ends, and a huge file is not a catalogue:
+    // both are refused before anything is read.
+    struct stat info;
+    if (::fstat(::fileno(file.get()), &info) != 0 || !S_ISREG(info.st_mode)) {
+        return CatalogueResult{false, path + ": not a regular file"};
+    }
+    if (info.st_size > kMaxCatalogueBytes) {
+        return CatalogueResult{false, path + ": " + std::to_string(info.st_size) +
+                                          " bytes, more than a catalogue's limit of " +
+                                          std::to_string(kMaxCatalogueBytes)};
     }
     std::string text;
     char buffer[65536];

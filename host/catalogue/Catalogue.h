@@ -19,6 +19,7 @@ struct CatalogueResult {
 
 // Reads and validates the file at path; on success it becomes the current
 // catalogue and the previous one is released (with every Defcat object of it).
+// What is not a regular file, or is larger than 64 MiB, is refused unread.
 CatalogueResult LoadCatalogueFile(std::string const& path);
 
 // The same for a text; sourceName stands for the file in messages.

@@ -272,8 +272,17 @@ bool Company::Commit(std::string* error) {
     if (m_Committed || m_Change == nullptr) {
         return true;
     }
-    int rc = m_Change->Commit();
+    // The library passes over some failed reads and writes; a change during
+    // which one failed is not written.
+    long failed = m_Change->FailedOperations();
+    int rc = failed > 0 ? SQLITE_ABORT : m_Change->Commit();
     m_Change.reset();
+    if (failed > 0) {
+        *error = std::to_string(failed) + " read" + (failed == 1 ? "" : "s") + " or write" +
+                 (failed == 1 ? "" : "s") +
+                 " of the company file failed on the way, so the change would not be whole";
+        return false;
+    }
     if (rc != SQLITE_OK) {
         *error = DescribeWriteFailure(rc);
         return false;

@@ -103,7 +103,9 @@ public:
     bool UpgradedOnOpen() const { return m_UpgradedOnOpen; }
 
     // Writes the change to the file: kOneChange commits the bracket, Create
-    // also gives the file its name. False, with what failed in *error in an
+    // also gives the file its name. A change during which a record operation
+    // failed is not written: the library passes over some failures, so it may
+    // not be whole. False, with what failed in *error in an
     // administrator's words ("the disk is full"), and then nothing of the
     // change is in the file. kSnapshot and kLive: true, nothing to do.
     bool Commit(std::string* error);

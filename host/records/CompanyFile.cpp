@@ -426,13 +426,13 @@ CompanyFileResult OpenCompanyFile(std::string const& path) {
     int rc = sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
     if (rc != SQLITE_OK) {
         reason = std::string("it cannot be opened for writing: ") + sqlite3_errmsg(db);
+    } else if (sqlite3_db_readonly(db, "main") != 0) {
+        // SQLite opens a file it may not write read-only, without a word.
+        reason = "it is read-only";
     } else {
         sqlite3_extended_result_codes(db, 1);
         sqlite3_busy_timeout(db, BusyTimeoutSetting());
         reason = detail::CheckContents(db);
-        if (reason.empty() && sqlite3_db_readonly(db, "main") != 0) {
-            reason = "it is read-only";
-        }
     }
     if (reason.empty()) {
         reason = Configure(db, false);

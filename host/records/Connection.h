@@ -36,6 +36,9 @@ int BeforeStatement(Connection& connection, sqlite3_stmt* statement);
 // Ends a read bracket's transaction, so that what follows runs by itself.
 void EndReadTransaction(Connection& connection);
 
+// Called by each record operation that fails: a write bracket counts them.
+void NoteFailedOperation();
+
 // Called when the connection closes: a write bracket that began on it can no
 // longer commit.
 void ConnectionClosing(Connection& connection);

@@ -2,6 +2,7 @@
 // plan first, then runs one cached statement that commits by itself; the
 // transaction argument is always null and is ignored.
 #include "CachedStatement.h"
+#include "Connection.h"
 #include "FaultPlan.h"
 
 #include <Records/DMUSREntitlement.h>
@@ -59,7 +60,10 @@ const char kRoleActionDeleteByEntitlement[] = "DELETE FROM role_actions WHERE en
 const char kRoleActionDeleteAll[] = "DELETE FROM role_actions";
 const char kRoleActionCountByRole[] = "SELECT count(*) FROM role_actions WHERE role_id = ?";
 
+// Every failed record operation ends here, so that a write bracket knows
+// that the change it holds is not whole.
 Util::Status Failure(int rc) {
+    Host::detail::NoteFailedOperation();
     return Util::Status(false, rc);
 }
 
@@ -71,8 +75,8 @@ public:
     RecordStatement(char const* operation, char const* sql) {
         Host::FaultPlan::Fault fault = Host::FaultPlan::kFail;
         if (Host::FaultPlan::Get().ShouldInject(operation, &fault)) {
-            m_Outcome = fault == Host::FaultPlan::kNotFound ? Util::Status::RecordNotFound()
-                                                            : Util::Status::GetFailed();
+            m_Outcome =
+                fault == Host::FaultPlan::kNotFound ? Util::Status::RecordNotFound() : Failure(-1);
             return;
         }
         int rc = SQLITE_OK;
@@ -123,7 +127,7 @@ public:
     // Runs a count query into *count.
     Util::Status Count(long* count) {
         if (count == nullptr) {
-            return Util::Status::GetFailed();
+            return Failure(SQLITE_MISUSE);
         }
         int rc = Step();
         if (rc != SQLITE_ROW) {

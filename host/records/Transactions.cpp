@@ -23,6 +23,8 @@ struct Brackets {
     // the outermost Commit fails with it: a begin that failed, or a
     // transaction that SQLite rolled back by itself.
     int writeFailure = SQLITE_OK;
+    // Record operations that failed while a write bracket lived.
+    long failedOperations = 0;
 };
 
 Brackets& State() {
@@ -83,6 +85,12 @@ int BeforeStatement(Connection& connection, sqlite3_stmt* statement) {
     return SQLITE_OK;
 }
 
+void NoteFailedOperation() {
+    if (State().writeActive) {
+        ++State().failedOperations;
+    }
+}
+
 void ConnectionClosing(Connection& connection) {
     Brackets& brackets = State();
     if (brackets.writeActive && brackets.writeDb == connection.db) {
@@ -107,7 +115,8 @@ ReadTransaction::~ReadTransaction() {
     }
 }
 
-WriteTransaction::WriteTransaction() : m_Begin(SQLITE_OK), m_Depth(0), m_Result(-1) {
+WriteTransaction::WriteTransaction()
+    : m_Begin(SQLITE_OK), m_Depth(0), m_Result(-1), m_FailedBefore(State().failedOperations) {
     Brackets& brackets = State();
     detail::Connection& connection = detail::CurrentConnection();
     m_Depth = ++brackets.writeDepth;
@@ -144,6 +153,10 @@ WriteTransaction::~WriteTransaction() {
         brackets.writeDb = nullptr;
         brackets.writeFailure = SQLITE_OK;
     }
+}
+
+long WriteTransaction::FailedOperations() const {
+    return State().failedOperations - m_FailedBefore;
 }
 
 int WriteTransaction::Commit() {

@@ -61,6 +61,11 @@ public:
     // timeout, SQLITE_MISUSE when no company file is open. Record operations
     // inside a bracket that did not begin fail with that code.
     int BeginResult() const { return m_Begin; }
+    // Record operations that failed inside the bracket so far. Each failed
+    // alone, but the library passes over some failures without a word, so a
+    // change during which one failed may not be whole: a host that wants the
+    // change whole or not at all does not commit it.
+    long FailedOperations() const;
     // Writes the bracket to the file (the outermost) or keeps it for the outer
     // bracket (an inner one). SQLITE_OK, or the code of what failed, and then
     // nothing of the bracket is in the file. A second call returns the first's
@@ -73,6 +78,7 @@ private:
     int m_Begin;
     int m_Depth;  // 1 for the outermost bracket
     int m_Result; // -1 until the bracket has ended
+    long m_FailedBefore;
 };
 
 // The text for a bracket's failure code, in the words an administrator reads:

@@ -1,0 +1,360 @@
+// What every command shares: reads work on a snapshot and never write; a
+// change is one write bracket, in the file whole or not at all; names and
+// output paths are checked; what is printed survives any stored text.
+#include "CommandSupport.h"
+#include "PmctlTesting.h"
+
+#include <host/records/CompanyFile.h>
+#include <host/records/FaultPlan.h>
+
+#include <PM/Constants.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sqlite3.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace Pmctl;
+using PmctlTesting::Capture;
+using PmctlTesting::ReadBytes;
+namespace fs = std::filesystem;
+
+// Runs sql on the file through a connection of its own; the first column of
+// each row, joined by ",".
+std::string Sql(std::string const& path, std::string const& sql) {
+    sqlite3* db = nullptr;
+    EXPECT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &db));
+    sqlite3_stmt* statement = nullptr;
+    EXPECT_EQ(SQLITE_OK, sqlite3_prepare_v2(db, sql.c_str(), -1, &statement, nullptr))
+        << sqlite3_errmsg(db);
+    std::string rows;
+    while (sqlite3_step(statement) == SQLITE_ROW) {
+        char const* text = reinterpret_cast<char const*>(sqlite3_column_text(statement, 0));
+        rows += (rows.empty() ? "" : ",") + std::string(text != nullptr ? text : "");
+    }
+    sqlite3_finalize(statement);
+    sqlite3_close(db);
+    return rows;
+}
+
+class CommandSupportTest : public PmctlTesting::CommandTest {
+protected:
+    // A company file made with the previous release's catalogue.
+    std::string OlderFile() {
+        std::string path = Scratch("older.pmco");
+        FileArgs args{path, PM_CATALOGUE_DIR "/catalogue-previous.json"};
+        EXPECT_EQ(0, Capture([&](Io io) { return CreateCommand(args, "admin", io); }).code);
+        return path;
+    }
+};
+
+TEST_F(CommandSupportTest, ReadsNeverWriteTheFile) {
+    std::string const older = OlderFile();
+    std::string const html = Scratch("page.html");
+    struct Case {
+        char const* what;
+        PmctlTesting::Command run;
+        int code;
+    } const cases[] = {
+        {"info", InfoCommand, 0},
+        {"check as an application, which makes its role",
+         [](auto& f, Io io) {
+             return CheckCommand(f, "admin", "Invoices", "view", "OrvaneConnect", io);
+         },
+         0},
+        {"explain", [](auto& f, Io io) { return ExplainCommand(f, "admin", "Invoices", io); }, 0},
+        {"users list", UsersListCommand, 0},
+        {"roles list", [](auto& f, Io io) { return RolesListCommand(f, true, io); }, 0},
+        {"roles show", [](auto& f, Io io) { return RolesShowCommand(f, "Admin", io); }, 0},
+        {"bank list", BankListCommand, 0},
+        {"verify: an upgrade leaves the predefined roles short",
+         [](auto& f, Io io) { return VerifyCommand(f, false, false, io); }, 1},
+        {"matrix", [&](auto& f, Io io) { return MatrixCommand(f, html, "", false, io); }, 0},
+    };
+    std::string const before = ReadBytes(older);
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.what);
+        PmctlTesting::Result result = Capture([&](Io io) { return c.run({older, ""}, io); });
+        EXPECT_EQ(c.code, result.code) << result.err;
+        EXPECT_TRUE(ReadBytes(older) == before) << "the file changed";
+        EXPECT_EQ("pmctl: " + older +
+                      ": note: this file will be upgraded from version 24 to 27 on the next "
+                      "change\n",
+                  result.err);
+    }
+    EXPECT_FALSE(fs::exists(older + "-wal"));
+    EXPECT_NE(std::string::npos, Capture([&](Io io) {
+                                     return InfoCommand({older, ""}, io);
+                                 }).out.find("upgrade         to version 27 on the next change"));
+
+    // A catalogue of a higher version that lacks most entitlements: read with
+    // it, the file would lose them; as a snapshot, it loses nothing.
+    nlohmann::json small = nlohmann::json::parse(ReadBytes(PmctlTesting::ShippedCatalogue()));
+    for (nlohmann::json& feature : small["features"]) {
+        if (feature["id"] == "0") {
+            feature["parameters"][2] = "28";
+        }
+    }
+    small["features"].erase(small["features"].begin() + 120, small["features"].end());
+    std::string const smallCatalogue = Scratch("small.json");
+    std::ofstream(smallCatalogue) << small.dump();
+    std::string const current = ReadBytes(m_File);
+    Capture([&](Io io) { return InfoCommand({m_File, smallCatalogue}, io); });
+    EXPECT_TRUE(ReadBytes(m_File) == current) << "a read with another catalogue wrote the file";
+}
+
+TEST_F(CommandSupportTest, AReadOnlyFileInAReadOnlyDirectoryCanBeRead) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "needs root to become another user";
+    }
+    std::string const dir = Scratch("auditor");
+    fs::create_directories(dir);
+    std::string const copy = dir + "/copy.pmco";
+    fs::copy_file(m_File, copy);
+    fs::permissions(copy, fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
+    fs::permissions(dir, fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
+                             fs::perms::others_read | fs::perms::others_exec);
+    pid_t child = ::fork();
+    if (child == 0) {
+        // An auditor: someone who may read the file and nothing else.
+        if (::setgid(65534) != 0 || ::setuid(65534) != 0) {
+            ::_exit(99);
+        }
+        PmctlTesting::Result users = Capture([&](Io io) {
+            return UsersListCommand({copy, ""}, io);
+        });
+        PmctlTesting::Result change = Capture([&](Io io) {
+            return UsersAddCommand({copy, ""}, "eve", false, io);
+        });
+        bool ok = users.code == 0 && users.out.find("carol") != std::string::npos &&
+                  change.code == kExitBadInput &&
+                  change.err.find("it is read-only") != std::string::npos;
+        ::_exit(ok ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+    EXPECT_EQ(ReadBytes(m_File), ReadBytes(copy));
+    EXPECT_EQ(std::vector<fs::path>{copy}, std::vector<fs::path>(fs::directory_iterator(dir), {}));
+}
+
+// A record operation that fails half-way through a change, as a full disk or
+// a crash would stop it: the command fails and the file is as it was.
+TEST_F(CommandSupportTest, AChangeThatFailsHalfWayLeavesTheFileAsItWas) {
+    std::string const older = OlderFile();
+    std::string const list = Scratch("accounts.txt");
+    std::ofstream(list) << "Checking\nChecking:Payroll\nSavings\n";
+    std::string const grants = Scratch("grants.json");
+    std::ofstream(grants) << R"({"Invoices": "full", "Bills": ["view"], "Employees": 3})";
+    struct Case {
+        char const* what;
+        std::string file;
+        PmctlTesting::Command run;
+    } const cases[] = {
+        {"upgrade", older, UpgradeCommand},
+        {"an upgrade by a change", older,
+         [](auto& f, Io io) { return AssignCommand(f, "admin", "Sales", io); }},
+        {"reset", m_File, ResetCommand},
+        {"bank import", m_File,
+         [&](auto& f, Io io) { return BankImportCommand(f, list, false, io); }},
+        {"unassign", m_File,
+         [](auto& f, Io io) { return UnassignCommand(f, "dave", "Purchasing", io); }},
+        {"roles edit", m_File,
+         [&](auto& f, Io io) { return RolesEditCommand(f, "Sales", {}, grants, io); }},
+        {"users remove", m_File, [](auto& f, Io io) { return UsersRemoveCommand(f, "dave", io); }},
+        {"roles copy", m_File,
+         [](auto& f, Io io) { return RolesCopyCommand(f, "Sales", "Sales East", io); }},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.what);
+        std::string const before = ReadBytes(c.file);
+        // Every record operation of a clean run, counted on a copy.
+        fs::create_directories(Scratch("clean"));
+        std::string const copy = Scratch("clean/copy.pmco");
+        fs::copy_file(c.file, copy, fs::copy_options::overwrite_existing);
+        Host::FaultPlan::Get().ResetCounts();
+        ASSERT_EQ(0, Capture([&](Io io) { return c.run({copy, ""}, io); }).code);
+        long const calls = Host::FaultPlan::Get().Calls("*");
+        for (long nth : {calls / 2, calls - 2}) {
+            Host::ScopedFault fault("*", nth, Host::FaultPlan::kFail, true);
+            PmctlTesting::Result failed = Capture([&](Io io) { return c.run({c.file, ""}, io); });
+            EXPECT_NE(0, failed.code) << "fault at " << nth << " of " << calls;
+            EXPECT_TRUE(ReadBytes(c.file) == before) << "fault at " << nth << " of " << calls;
+        }
+        std::vector<std::string> left;
+        for (auto const& entry : fs::directory_iterator(m_Dir)) {
+            if (entry.path().string().find(".bak") != std::string::npos) {
+                left.push_back(entry.path().filename());
+            }
+        }
+        EXPECT_EQ(std::vector<std::string>(), left) << "a copy of a change that was not made";
+    }
+}
+
+TEST_F(CommandSupportTest, AChangeWaitsForAnotherWriterAndThenWritesNothing) {
+    sqlite3* other = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(m_File.c_str(), &other));
+    ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr));
+    std::string const before = ReadBytes(m_File);
+    int const timeout = Host::GetCompanyFileBusyTimeout();
+    Host::SetCompanyFileBusyTimeout(100);
+    PmctlTesting::Result busy = Run([](auto& f, Io io) {
+        return RolesEditCommand(f, "Sales", {"Invoices=full", "Bills=view"}, "", io);
+    });
+    Host::SetCompanyFileBusyTimeout(timeout);
+    sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_close(other);
+    EXPECT_EQ(kExitFailed, busy.code);
+    EXPECT_EQ("pmctl: Cannot change company file '" + m_File +
+                  "': another program is writing this company file; try again.\n",
+              busy.err);
+    EXPECT_TRUE(ReadBytes(m_File) == before);
+}
+
+TEST_F(CommandSupportTest, ADryRunDoesItAllAndWritesNothing) {
+    std::string const before = ReadBytes(m_File);
+    FileArgs dry{m_File, ""};
+    dry.dryRun = true;
+    PmctlTesting::Result removed =
+        Capture([&](Io io) { return UsersRemoveCommand(dry, "carol", io); });
+    EXPECT_EQ(0, removed.code) << removed.err;
+    EXPECT_EQ("removed user carol (id 102)\n(dry run: nothing was written to " + m_File + ")\n",
+              removed.out);
+    PmctlTesting::Result reset = Capture([&](Io io) { return ResetCommand(dry, io); });
+    EXPECT_EQ(0, reset.code);
+    EXPECT_TRUE(ReadBytes(m_File) == before);
+    EXPECT_EQ(1u, std::distance(fs::directory_iterator(m_Dir), {})) << "no copy, no other file";
+
+    dry.file = Scratch("new.pmco");
+    PmctlTesting::Result created = Capture([&](Io io) { return CreateCommand(dry, "boss", io); });
+    EXPECT_EQ(0, created.code);
+    EXPECT_EQ(0u, created.out.find("would create " + dry.file));
+    EXPECT_FALSE(fs::exists(dry.file));
+}
+
+TEST_F(CommandSupportTest, AResetKeepsACopyOfTheFileAsItWas) {
+    std::string const before = Sql(m_File, "SELECT group_concat(name) FROM users");
+    PmctlTesting::Result reset = Run(ResetCommand);
+    ASSERT_EQ(0, reset.code) << reset.err;
+    std::string const said = "saved a copy of the file as it was: ";
+    ASSERT_EQ(0u, reset.out.find(said));
+    std::string const copy = reset.out.substr(said.size(), reset.out.find('\n') - said.size());
+    EXPECT_EQ(m_File + ".", copy.substr(0, m_File.size() + 1));
+    EXPECT_EQ(".bak", copy.substr(copy.size() - 4));
+    EXPECT_EQ("3", Sql(copy, "SELECT count(*) FROM user_roles WHERE role_id <> 0"));
+    EXPECT_EQ("0", Sql(m_File, "SELECT count(*) FROM user_roles WHERE role_id <> 0"));
+    EXPECT_EQ(before, Sql(copy, "SELECT group_concat(name) FROM users"));
+}
+
+TEST_F(CommandSupportTest, NothingIsWrittenOverTheCompanyFile) {
+    std::string const before = ReadBytes(m_File);
+    fs::create_symlink(m_File, Scratch("link.html"));
+    fs::create_hard_link(m_File, Scratch("hard.html"));
+    for (std::string const& out :
+         {m_File, m_File + "-wal", m_File + "-journal", Scratch("link.html"), Scratch("hard.html"),
+          m_Dir + "/./company.pmco"}) {
+        SCOPED_TRACE(out);
+        PmctlTesting::Result result =
+            Run([&](auto& f, Io io) { return MatrixCommand(f, "", out, false, io); });
+        EXPECT_EQ(kExitBadInput, result.code);
+        EXPECT_EQ(0u, result.err.find("pmctl: " + m_File + ": will not write " + out +
+                                      ": it is the company file"));
+    }
+    EXPECT_TRUE(ReadBytes(m_File) == before);
+    // Through a second name, SQLite can lose writes: refused for changes.
+    PmctlTesting::Result linked =
+        Run([](auto& f, Io io) { return AssignCommand(f, "carol", "Payroll Clerk", io); });
+    EXPECT_EQ(kExitBadInput, linked.code);
+    EXPECT_NE(std::string::npos, linked.err.find("it has 2 hard links"));
+    EXPECT_EQ(0, Run(InfoCommand).code);
+}
+
+TEST_F(CommandSupportTest, NamesThatCannotBeReadOrTypedAreRefused) {
+    struct Case {
+        std::string name;
+        char const* error; // empty: accepted
+    } const cases[] = {
+        {"Anna", ""},
+        {"Zoë Ødegård", ""},
+        {"", "a user name cannot be empty"},
+        {"ab\x01"
+         "c",
+         "the user name has a control character (U+0001) at character 3"},
+        {"tab\there", "the user name has a control character (U+0009) at character 4"},
+        {"Zoë\x7F", "the user name has a control character (U+007F) at character 4"},
+        {"Caf\xFF", "the user name has a byte that is not UTF-8 (0xFF) at character 4"},
+        {"\xC3", "the user name has a byte that is not UTF-8 (0xC3) at character 1"},
+        {"\xC0\xAF", "the user name has a byte that is not UTF-8 (0xC0) at character 1"},
+        {"\xED\xA0\x80", "the user name has a byte that is not UTF-8 (0xED) at character 1"},
+        {" Anna", "the user name \" Anna\" has a blank at its start"},
+        {"Anna ", "the user name \"Anna \" has a blank at its end"},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string error;
+        EXPECT_EQ(*c.error == '\0', CheckName("user name", c.name, &error));
+        EXPECT_EQ(c.error, error);
+    }
+}
+
+TEST_F(CommandSupportTest, JsonAndCsvCarryAnyStoredText) {
+    // Written by another program: pmctl itself refuses such names.
+    Sql(m_File, "UPDATE users SET name = CAST(X'6361FF726F6C' AS TEXT) WHERE user_id = 102");
+    nlohmann::json users = Json(UsersListCommand);
+    ASSERT_EQ(3u, users.size());
+    EXPECT_EQ("ca\xEF\xBF\xBDrol", users[1]["name"]);
+
+    ASSERT_EQ(
+        0, Run([](auto& f, Io io) { return RolesCopyCommand(f, "Sales", "=SUM(A1)", io); }).code);
+    std::string const csv = Scratch("roles.csv");
+    ASSERT_EQ(0, Run([&](auto& f, Io io) { return MatrixCommand(f, "", csv, false, io); }).code);
+    std::string const header = ReadBytes(csv).substr(0, ReadBytes(csv).find('\n'));
+    EXPECT_NE(std::string::npos, header.find(",'=SUM(A1)")) << header;
+}
+
+TEST_F(CommandSupportTest, ARemovedUsersRecordKeyIsNeverGivenAgain) {
+    std::string const keys = "SELECT record_key FROM users ORDER BY user_id";
+    EXPECT_EQ("1,2,3", Sql(m_File, keys));
+    // An assignment left behind by a removal that raced an assign.
+    Sql(m_File, "INSERT INTO user_roles (user_key, role_id) VALUES (3, 4)");
+    ASSERT_EQ(0, Run([](auto& f, Io io) { return UsersRemoveCommand(f, "dave", io); }).code);
+    Sql(m_File, "INSERT INTO user_roles (user_key, role_id) VALUES (3, 4)");
+    ASSERT_EQ(0, Run([](auto& f, Io io) { return UsersAddCommand(f, "erin", false, io); }).code);
+    EXPECT_EQ("1,2,4", Sql(m_File, keys));
+    EXPECT_EQ(nlohmann::json::array(), Json(UsersListCommand)[2]["roles"]) << "erin holds a role";
+
+    PmctlTesting::Result found =
+        Run([](auto& f, Io io) { return VerifyCommand(f, false, false, io); });
+    EXPECT_EQ(kExitFailed, found.code);
+    EXPECT_NE(std::string::npos,
+              found.out.find("assignments whose user or role is gone, to mend: 1\n  an assignment "
+                             "of record key 3 to role 4: no such user (role Sales)\n"))
+        << found.out;
+    EXPECT_EQ(0, Run([](auto& f, Io io) { return VerifyCommand(f, true, false, io); }).code);
+    EXPECT_EQ("", Sql(m_File, "SELECT role_id FROM user_roles WHERE user_key = 3"));
+}
+
+TEST_F(CommandSupportTest, ACreateThatRunsOutOfDiskLeavesNoFile) {
+    std::string const target = Scratch("full.pmco");
+    pid_t child = ::fork();
+    if (child == 0) {
+        // Files of this process may not grow past 40 KB: the disk is full
+        // half-way through the defaults.
+        ::signal(SIGXFSZ, SIG_IGN);
+        struct rlimit limit = {40 * 1024, 40 * 1024};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        int code = Capture([&](Io io) { return CreateCommand({target, ""}, "admin", io); }).code;
+        ::_exit(code);
+    }
+    int status = 0;
+    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == kExitFailed) << "status " << status;
+    std::vector<fs::path> const left(fs::directory_iterator(m_Dir), {});
+    EXPECT_EQ(std::vector<fs::path>{m_File}, left) << "the file, or a part of it, was left";
+}
+
+} // namespace
