@@ -180,82 +180,54 @@ TEST_F(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
     }
 }
 
-// Reads bracketed in one read transaction: one snapshot for the reads, and
-// every write still committed by itself, at once visible to another process.
-bool InTransaction() {
-    return sqlite3_get_autocommit(Host::CurrentCompanyFileHandle()) == 0;
-}
-
-// "ok 0" for a role that is there, "ok 6042" for one that is not.
-std::string LoadRole(long id) {
-    DMUSRRole role;
-    return StatusText(role.Load(id, nullptr));
-}
-
-Util::Status AddRole(long id) {
-    DMUSRRole role;
-    role.SetRoleId(id);
-    role.SetName(("Role " + std::to_string(id)).c_str());
-    role.SetDescription("");
-    return role.Add(nullptr);
-}
-
-// The number of roles another connection sees in the file.
-long RolesSeenByAnother(std::string const& path) {
-    sqlite3* db = nullptr;
-    sqlite3_open(path.c_str(), &db);
-    sqlite3_stmt* count = nullptr;
-    sqlite3_prepare_v2(db, "SELECT count(*) FROM roles", -1, &count, nullptr);
-    long roles = sqlite3_step(count) == SQLITE_ROW ? sqlite3_column_int64(count, 0) : -1;
-    sqlite3_finalize(count);
-    sqlite3_close(db);
-    return roles;
-}
-
-TEST_F(CompanyFileTest, ReadBracketsShareASnapshotAndEachWriteStillCommitsAlone) {
-    TempPath path("bracket");
+TEST_F(CompanyFileTest, ASnapshotIsTheFileInMemoryAndNothingReachesTheFile) {
+    TempPath path("snapshot");
     ASSERT_TRUE(Host::CreateCompanyFile(path).ok);
-    ASSERT_TRUE(AddRole(1).Succeeded());
-    {
-        Host::ReadTransaction reads;
-        EXPECT_FALSE(InTransaction()); // nothing read yet
-        EXPECT_EQ(LoadRole(1), "ok 0");
-        EXPECT_TRUE(InTransaction());
-        ExecOnFile(path, "INSERT INTO roles (role_id, category_type, is_visible, name, "
-                         "description) VALUES (2, 0, 1, 'B', '')");
-        EXPECT_EQ(LoadRole(2), "ok 6042"); // the snapshot of the first read
-
-        ASSERT_TRUE(AddRole(3).Succeeded());
-        EXPECT_FALSE(InTransaction());
-        EXPECT_EQ(RolesSeenByAnother(path), 3); // committed at once, by itself
-        EXPECT_EQ(LoadRole(2), "ok 0");         // a new snapshot after the write
-        EXPECT_TRUE(InTransaction());
-    }
-    EXPECT_FALSE(InTransaction());
-    EXPECT_EQ(LoadRole(2) + " " + LoadRole(3), "ok 0 ok 0");
-}
-
-TEST_F(CompanyFileTest, ReadBracketsEndAtTheOutermostAndSurviveAClose) {
-    TempPath path("nested");
-    ASSERT_TRUE(Host::CreateCompanyFile(path).ok);
-    {
-        Host::ReadTransaction outer;
-        {
-            Host::ReadTransaction inner;
-            EXPECT_EQ(LoadRole(1), "ok 6042");
-        }
-        EXPECT_TRUE(InTransaction());
-        // Closing inside a bracket lets its read go; the reopened file's reads
-        // join a new one, which the bracket ends.
-        Host::CloseCompanyFile();
-        ASSERT_TRUE(Host::OpenCompanyFile(path).ok);
-        EXPECT_FALSE(InTransaction());
-        EXPECT_EQ(LoadRole(1), "ok 6042");
-        EXPECT_TRUE(InTransaction());
-    }
-    EXPECT_FALSE(InTransaction());
+    AddSample();
     Host::CloseCompanyFile();
-    Host::ReadTransaction withoutAFile; // nothing to bracket, nothing to end
+    std::string const before = ReadBytes(path);
+    Host::CompanyFileResult opened = Host::OpenCompanyFileSnapshot(path);
+    ASSERT_TRUE(opened.ok) << opened.message;
+    EXPECT_TRUE(Host::IsCompanyFileSnapshot());
+    EXPECT_EQ(path.str(), Host::CurrentCompanyFilePath());
+    EXPECT_EQ(kSampleDump, Dump());
+    DMUSRRole role = With(&DMUSRRole::SetRoleId, 7);
+    EXPECT_TRUE(role.Add(nullptr).Succeeded());
+    EXPECT_FALSE(Host::CloseAndRenameCompanyFile(path.str() + ".x").ok);
+    Host::CloseCompanyFile();
+    EXPECT_FALSE(Host::IsCompanyFileSnapshot());
+    EXPECT_TRUE(ReadBytes(path) == before);
+    EXPECT_FALSE(Exists(path.str() + "-wal") || Exists(path.str() + "-shm"));
+}
+
+TEST_F(CompanyFileTest, ACopyHoldsWhatWasCommittedAndARenameNeverReplacesAFile) {
+    TempPath built("built");
+    TempPath copy("copy");
+    TempPath placed("placed");
+    ASSERT_TRUE(Host::CreateCompanyFile(built).ok);
+    AddSample();
+    {
+        Host::WriteTransaction change;
+        ASSERT_TRUE(With(&DMUSRRole::SetRoleId, 7).Add(nullptr).Succeeded());
+        ASSERT_TRUE(Host::BackupCompanyFile(copy).ok);
+        EXPECT_FALSE(Host::BackupCompanyFile(copy).ok) << "a copy over a copy";
+        ASSERT_EQ(SQLITE_OK, change.Commit());
+    }
+    std::string const withRole = Dump();
+    WriteBytes(placed, "taken");
+    Host::CompanyFileResult refused = Host::CloseAndRenameCompanyFile(placed);
+    EXPECT_EQ("Cannot create company file '" + placed.str() + "': the file already exists.",
+              refused.message);
+    EXPECT_EQ("taken", ReadBytes(placed));
+    ::unlink(placed.str().c_str());
+    ASSERT_TRUE(Host::OpenCompanyFile(built).ok);
+    ASSERT_TRUE(Host::CloseAndRenameCompanyFile(placed).ok);
+    EXPECT_FALSE(Exists(built));
+    ASSERT_TRUE(Host::OpenCompanyFile(placed).ok);
+    EXPECT_EQ(withRole, Dump());
+    Host::CloseCompanyFile();
+    ASSERT_TRUE(Host::OpenCompanyFile(copy).ok);
+    EXPECT_EQ(kSampleDump, Dump());
 }
 
 } // namespace
