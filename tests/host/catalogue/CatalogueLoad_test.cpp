@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <string>
 #include <utility>
@@ -138,6 +140,11 @@ TEST_F(catalogue_load, FilesAreNamedInMessages) {
     EXPECT_EQ(Host::LoadCatalogueFile(path).message,
               path + ":1:14: invalid JSON: syntax error while parsing object key - unexpected "
                      "','; expected string literal");
+    // What never ends or is far too large is refused before it is read.
+    EXPECT_EQ(Host::LoadCatalogueFile("/dev/zero").message, "/dev/zero: not a regular file");
+    ASSERT_EQ(0, ::truncate(path.c_str(), 64LL * 1024 * 1024 + 1));
+    EXPECT_EQ(Host::LoadCatalogueFile(path).message,
+              path + ": 67108865 bytes, more than a catalogue's limit of 67108864");
     std::remove(path.c_str());
 }
 

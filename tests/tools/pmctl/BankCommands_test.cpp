@@ -84,4 +84,38 @@ TEST_F(BankCommandsTest, ImportChecksTheWholeListFirstThenAddsInBulk) {
     EXPECT_FALSE(Allowed("dave", "Petty Cash", "view"));
 }
 
+// A sub-account, imported or added, starts with what each role holds on its
+// parent, not on Bank Accounts; verify finds an account on which a role holds
+// less than on its parent and mends it.
+TEST_F(BankCommandsTest, ASubAccountHoldsWhatItsParentHolds) {
+    auto viewOnly = [&](char const* account) {
+        return PmctlTesting::Sql(m_File,
+                                 "SELECT action_type FROM role_actions JOIN entitlements USING "
+                                 "(entitlement_id) WHERE role_id = 6 AND name = '" +
+                                     std::string(account) + "'");
+    };
+    ASSERT_EQ(0, Run([](auto& f, Io io) { return BankAddCommand(f, "Checking", io); }).code);
+    ASSERT_EQ(0, Run([](auto& f, Io io) {
+                     return RolesEditCommand(f, "View Only", {"Bank Registers:Checking=none"}, "",
+                                             io);
+                 }).code);
+    std::string list = Scratch("accounts.txt");
+    std::ofstream(list) << "Checking:Sweep\nSavings\nSavings:Reserve\n";
+    ASSERT_EQ(0, Run([&](auto& f, Io io) { return BankImportCommand(f, list, false, io); }).code);
+    EXPECT_EQ("1 0 0 1 1", viewOnly("Bank Accounts") + " " + viewOnly("Checking") + " " +
+                               viewOnly("Sweep") + " " + viewOnly("Savings") + " " +
+                               viewOnly("Reserve"));
+
+    PmctlTesting::Result found =
+        Run([](auto& f, Io io) { return VerifyCommand(f, false, false, io); });
+    EXPECT_EQ(kExitFailed, found.code);
+    EXPECT_NE(std::string::npos,
+              found.out.find("bank accounts where a role holds less than on the parent, to mend: "
+                             "1\n  Checking: View Only holds none, less than view on Bank "
+                             "Accounts\n"))
+        << found.out;
+    EXPECT_EQ(0, Run([](auto& f, Io io) { return VerifyCommand(f, true, false, io); }).code);
+    EXPECT_EQ("1", viewOnly("Checking"));
+}
+
 } // namespace

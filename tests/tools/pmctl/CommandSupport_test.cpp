@@ -23,23 +23,7 @@ using PmctlTesting::Capture;
 using PmctlTesting::ReadBytes;
 namespace fs = std::filesystem;
 
-// Runs sql on the file through a connection of its own; the first column of
-// each row, joined by ",".
-std::string Sql(std::string const& path, std::string const& sql) {
-    sqlite3* db = nullptr;
-    EXPECT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &db));
-    sqlite3_stmt* statement = nullptr;
-    EXPECT_EQ(SQLITE_OK, sqlite3_prepare_v2(db, sql.c_str(), -1, &statement, nullptr))
-        << sqlite3_errmsg(db);
-    std::string rows;
-    while (sqlite3_step(statement) == SQLITE_ROW) {
-        char const* text = reinterpret_cast<char const*>(sqlite3_column_text(statement, 0));
-        rows += (rows.empty() ? "" : ",") + std::string(text != nullptr ? text : "");
-    }
-    sqlite3_finalize(statement);
-    sqlite3_close(db);
-    return rows;
-}
+using PmctlTesting::Sql;
 
 class CommandSupportTest : public PmctlTesting::CommandTest {
 protected:

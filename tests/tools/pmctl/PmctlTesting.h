@@ -27,6 +27,9 @@ Result Capture(std::function<int(Pmctl::Io)> const& command);
 using Command = std::function<int(Pmctl::FileArgs const&, Pmctl::Io)>;
 
 std::string ReadBytes(std::string const& path);
+// Runs sql on the file through a connection of its own; the first column of
+// each row, joined by ",".
+std::string Sql(std::string const& path, std::string const& sql);
 std::string ShippedCatalogue();
 
 class CommandTest : public ::testing::Test {
