@@ -190,7 +190,7 @@ std::unique_ptr<Company> Company::Create(std::string const& path, CompanyOptions
     RemoveAbandonedBuilds(path);
     std::unique_ptr<Company> company(new Company());
     company->m_Path = path;
-    company->m_Access = CompanyAccess::kOneChange;
+    company->m_Access = options.access;
     if (!options.moduleDirectory.empty()) {
         SetModuleSearchPath(options.moduleDirectory);
     }
@@ -209,7 +209,9 @@ std::unique_ptr<Company> Company::Create(std::string const& path, CompanyOptions
         return nullptr;
     }
     company->m_BuildPath = build;
-    company->m_Change.reset(new WriteTransaction());
+    if (options.access != CompanyAccess::kLive) {
+        company->m_Change.reset(new WriteTransaction());
+    }
     std::string why;
     UseCompanyUserManager();
     company->m_AdminUserId = AddCompanyUser(adminName, true, &why);
@@ -269,13 +271,13 @@ std::unique_ptr<Company> Company::CreateInMemory(std::string const& catalogueTex
 }
 
 bool Company::Commit(std::string* error) {
-    if (m_Committed || m_Change == nullptr) {
+    if (m_Committed || (m_Change == nullptr && m_BuildPath.empty())) {
         return true;
     }
     // The library passes over some failed reads and writes; a change during
     // which one failed is not written.
-    long failed = m_Change->FailedOperations();
-    int rc = failed > 0 ? SQLITE_ABORT : m_Change->Commit();
+    long failed = m_Change == nullptr ? 0 : m_Change->FailedOperations();
+    int rc = failed > 0 || m_Change == nullptr ? SQLITE_OK : m_Change->Commit();
     m_Change.reset();
     if (failed > 0) {
         *error = std::to_string(failed) + " read" + (failed == 1 ? "" : "s") + " or write" +

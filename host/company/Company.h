@@ -70,7 +70,9 @@ public:
     // the schema, an administrator named adminName, and the catalogue's
     // factory defaults, which give the administrator the Admin role. Only
     // Commit puts it at path; destroying the Company before leaves no file.
-    // Refused when path exists. options.access is ignored.
+    // Refused when path exists. With kLive the record operations commit one
+    // by one into the file being built (for measuring what the bracket saves);
+    // otherwise they form one change.
     static std::unique_ptr<Company> Create(std::string const& path, CompanyOptions const& options,
                                            std::string const& adminName, CompanyProblem* problem);
     // In memory, from a catalogue given as text (sourceName stands for its

@@ -4,6 +4,7 @@
 // "Checking", or "Checking:Payroll" for a sub-account of Checking.
 #pragma once
 
+#include "Commands.h"
 #include "Session.h"
 
 #include <PM/EntitlementDef.h>
@@ -33,5 +34,12 @@ std::string BankFullName(std::string const& account);
 bool FindAccount(Session& session, std::string const& path, PM::EntitlementDef* def);
 // The live accounts, in path order.
 std::vector<Account> Accounts(Session& session);
+
+// Adds the accounts of a list file (one path a line; blank lines and lines
+// starting with '#' passed over) through the library's bulk path, then gives
+// each role on each what it holds on its parent and reloads. The whole list is
+// checked first: nothing is written for a list with a fault (exit 2, the line
+// and the fault on io.err). The caller brackets it as one change.
+int ImportAccountList(Session& session, std::string const& listFile, bool progress, Io io);
 
 } // namespace Pmctl

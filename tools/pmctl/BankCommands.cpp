@@ -345,8 +345,8 @@ bool ReadAccountList(Session& session, std::string const& listFile, std::vector<
 
 } // namespace
 
-int BankImportCommand(FileArgs const& args, std::string const& listFile, bool progress, Io io) {
-    return RunChange(args, io, [&](Session& session, Io io) {
+int ImportAccountList(Session& session, std::string const& listFile, bool progress, Io io) {
+    {
         std::vector<std::string> paths;
         if (!ReadAccountList(session, listFile, &paths, io)) {
             return kExitBadInput;
@@ -380,7 +380,7 @@ int BankImportCommand(FileArgs const& args, std::string const& listFile, bool pr
                 if (progress) {
                     io.err << "\n";
                 }
-                Complain(io, args.file)
+                Complain(io, session.Path())
                     << "the bank account \"" << path << "\" could not be added (result " << result
                     << "); nothing was changed\n";
                 return kExitFailed;
@@ -399,9 +399,9 @@ int BankImportCommand(FileArgs const& args, std::string const& listFile, bool pr
         int count = nextId - firstId;
         int result = manager.UpdateDynamicEntitlementForRolesInBatch(firstId, count);
         if (result != PM_OK || !CopyParentsMasks(session, added, bankAccounts.GetId())) {
-            Complain(io, args.file) << "the roles' rights on the new accounts could not be "
-                                       "written (result "
-                                    << result << "); nothing was changed\n";
+            Complain(io, session.Path()) << "the roles' rights on the new accounts could not be "
+                                            "written (result "
+                                         << result << "); nothing was changed\n";
             return kExitFailed;
         }
         if (!session.Reload(io.err)) {
@@ -410,6 +410,12 @@ int BankImportCommand(FileArgs const& args, std::string const& listFile, bool pr
         io.out << "imported " << count << " bank accounts (entitlements " << firstId << " to "
                << nextId - 1 << "); each role holds on each what it holds on its parent\n";
         return kExitOk;
+    }
+}
+
+int BankImportCommand(FileArgs const& args, std::string const& listFile, bool progress, Io io) {
+    return RunChange(args, io, [&](Session& session, Io io) {
+        return ImportAccountList(session, listFile, progress, io);
     });
 }
 
