@@ -19,7 +19,7 @@ public:
     Status(Status const& other);
     Status& operator=(Status const& other);
 
-    // Shared constants that live for the whole process.
+    // The first two are constants that live as long as the process.
     static Status const& GetSucceeded(); // success, code 0
     static Status const& GetFailed();    // failure, code -1
     static Status RecordNotFound();      // success with kRecordNotFound
