@@ -4,6 +4,10 @@
 // A load either succeeds whole or changes nothing: a refused catalogue leaves the
 // current one in place, and the message names the source, the place of the fault
 // (line and column for bad JSON, a JSON path otherwise) and the fault.
+//
+// Beyond the Defcat contract in hostapi: a Defcat list operation given a null
+// list does nothing, and the objects are released only with their catalogue
+// (UnloadCatalogue, or a load that replaces it).
 #pragma once
 
 #include <cstddef>

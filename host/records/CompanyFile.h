@@ -2,6 +2,15 @@
 // (roles, entitlements, user-role assignments, role-action masks) and the
 // host's users table. At most one company file is open at a time in a
 // process; the record classes (DMUSRRole and its siblings) work on it.
+//
+// What the record classes do beyond their contract in hostapi: each operation
+// is one statement on the open company file and commits by itself unless a
+// bracket is open (Transactions.h); the txn argument is ignored. A failed
+// Status carries the SQLite result code, extended: SQLITE_MISUSE when no
+// company file is open, SQLITE_TOOBIG for a Load whose text does not fit the
+// record layer's buffer, one of the SQLITE_CONSTRAINT family for an Add of a
+// stored key. The fault plan (FaultPlan.h) may fail an operation, or answer
+// not-found, before it runs.
 #pragma once
 
 #include "Transactions.h"

@@ -9,6 +9,7 @@ public:
     auto_init_ptr(T* object) : m_Object(object) {}
 
     T* get() const { return m_Object; }
+    // Both need a handle that is not null.
     T* operator->() const { return m_Object; }
     T& operator*() const { return *m_Object; }
     explicit operator bool() const { return m_Object != nullptr; }

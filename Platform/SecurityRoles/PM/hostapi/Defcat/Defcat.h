@@ -1,10 +1,15 @@
 // The definition catalogue as the library sees it: the product's roles, its
 // features (entitlements of the system), the integrated applications and the
 // product flavors. The host's catalogue provider builds and owns every object;
-// the library reaches them through FindByID / GetCurrent and list operations.
+// the library reaches them through FindByID / GetCurrent and list operations,
+// never constructs or deletes one, and keeps no handle past the operation it
+// works in. Handles stay valid while the host keeps the catalogue loaded.
 //
-// List operations take a flag: false empties the list before filling it, true
-// appends to what the list holds.
+// Look-ups answer a null handle when there is no such object (a null id
+// included), also when no catalogue is loaded; they never fail otherwise. List operations take a
+// list that is not null and a flag: false empties the list before filling it, true appends to what
+// the list holds. Lists are filled in catalogue order. Getters return copies of the catalogue's
+// texts.
 #pragma once
 
 #include <Defcat/AutoInitPtr.h>
@@ -20,6 +25,7 @@ class Object {
 public:
     explicit Object(TString const& id);
     virtual ~Object();
+    // The object's catalogue id; a feature's is its entitlement id in decimal.
     virtual TString GetID() const;
 
 private:
@@ -44,7 +50,7 @@ enum UserActionType {
 class Parameter : public Object {
 public:
     Parameter(TString const& id, TString const& data);
-    TString GetData() const;
+    TString GetData() const; // the data string, possibly empty
 
 private:
     TString m_Data;
@@ -53,7 +59,7 @@ private:
 class UserAction : public Object {
 public:
     UserAction(TString const& id, UserActionType type);
-    UserActionType GetType() const;
+    UserActionType GetType() const; // any value; the library maps unknown ones to no bit
 
 private:
     UserActionType m_Type;
@@ -66,9 +72,12 @@ class Feature : public Object {
 public:
     Feature(TString const& id, TString const& name, bool enabled,
             std::vector<Parameter*> const& parameters);
+    // The feature whose id is the text id, or null.
     static auto_init_ptr<Feature> FindByID(char const* id);
     TString GetName() const;
     bool GetEnabled() const;
+    // The parameters in the catalogue's order; a feature may have fewer than
+    // the library reads, and the library then takes empty data.
     void GetParameters(DefcatObjectPtrList<Parameter>* list, bool append) const;
 
 private:
@@ -82,6 +91,7 @@ class Entitlement : public Object {
 public:
     Entitlement(TString const& id, std::vector<UserAction*> const& actions,
                 std::vector<Feature*> const& features);
+    // The features the grant covers, and the user actions it grants on each.
     void GetFeatures(DefcatObjectPtrList<Feature>* list, bool append) const;
     void GetUserActions(DefcatObjectPtrList<UserAction>* list, bool append) const;
 
@@ -94,11 +104,14 @@ class Role : public Object {
 public:
     Role(TString const& id, TString const& name, TString const& description, bool visible,
          bool isPrivate, std::vector<Entitlement*> const& entitlements);
+    // The role whose catalogue id is id, or null. "BASE_ROLE" is the role
+    // whose first grant lists every feature of the product.
     static auto_init_ptr<Role> FindByID(char const* id);
     TString GetName() const;
     TString GetDescription() const;
     bool GetVisible() const;
     bool GetPrivate() const;
+    // The role's grants, in the catalogue's order.
     void GetEntitlements(DefcatObjectPtrList<Entitlement>* list, bool append) const;
 
 private:
@@ -114,6 +127,7 @@ private:
 class SDKApplication : public Object {
 public:
     SDKApplication(TString const& id, TString const& useRole);
+    // The application whose catalogue id is id, or null.
     static auto_init_ptr<SDKApplication> FindByID(char const* id);
     TString GetUseRole() const;
 
@@ -124,6 +138,7 @@ private:
 class DefaultRoleList : public Object {
 public:
     DefaultRoleList(TString const& id, std::vector<Role*> const& roles);
+    // The default roles in the flavor's order, which decides their role ids.
     void GetRoles(DefcatObjectPtrList<Role>* list, bool append) const;
 
 private:
@@ -135,6 +150,7 @@ public:
     ProductFlavor(TString const& id, DefaultRoleList* defaultRoles);
     // The flavor the running product is; null when the catalogue names none.
     static auto_init_ptr<ProductFlavor> GetCurrent();
+    // The flavor's default roles; null when it has none.
     virtual auto_init_ptr<DefaultRoleList> GetDefaultRoleList() const;
 
 private:

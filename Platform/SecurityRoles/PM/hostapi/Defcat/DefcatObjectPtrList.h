@@ -15,7 +15,7 @@ class DefcatObjectPtrListBase {
 public:
     std::size_t size() const { return m_Objects.size(); }
     bool empty() const { return m_Objects.empty(); }
-    void clear() { m_Objects.clear(); }
+    void clear() { m_Objects.clear(); } // forgets the pointers; deletes nothing
 
 protected:
     std::vector<Defcat::Object*> m_Objects;
@@ -23,7 +23,9 @@ protected:
 
 template <class T> class DefcatObjectPtrList : public DefcatObjectPtrListBase {
 public:
-    void push_back(T* object) { m_Objects.push_back(object); }
+    void push_back(T* object) { m_Objects.push_back(object); } // not owned
+    // The object at index, which must be below size(); a handle that does
+    // not own.
     auto_init_ptr<T> operator[](std::size_t index) const {
         return auto_init_ptr<T>(static_cast<T*>(m_Objects[index]));
     }

@@ -4,19 +4,27 @@
 #include <DBMgr/DMTransaction.h>
 #include <Util/Status.h>
 
+// The conventions of DMUSRRole.h.
 class DMUSRRoleAction {
 public:
     DMUSRRoleAction();
     virtual ~DMUSRRoleAction();
 
-    // kRecordNotFound when the pair does not exist.
+    // Fills the fields from the mask of the pair; kRecordNotFound when the
+    // pair has none.
     Util::Status Load(long roleId, long entitlementId, DBMgr::DMTransaction* txn);
+    // Stores the fields as a new mask; fails when the pair has one.
     Util::Status Add(DBMgr::DMTransaction* txn);
-    // kRecordNotFound when the pair does not exist; nothing is added then.
+    // Stores ActionType as the mask of the pair (RoleId, EntitlementId);
+    // kRecordNotFound when the pair has none, and nothing is added then.
     Util::Status Update(DBMgr::DMTransaction* txn);
-    Util::Status Delete(long roleId, DBMgr::DMTransaction* txn); // all masks of a role
+    // Delete every mask of the role, of the entitlement, or of the table;
+    // they succeed also when there is none.
+    Util::Status Delete(long roleId, DBMgr::DMTransaction* txn);
     Util::Status DeleteByEntitlementId(long entitlementId, DBMgr::DMTransaction* txn);
     Util::Status DeleteAll(DBMgr::DMTransaction* txn);
+    // Stores the number of the role's masks in *count (not null); on failure
+    // *count is left as it was.
     Util::Status GetRoleActionCountByRoleId(long* count, long roleId, DBMgr::DMTransaction* txn);
 
     void SetRoleId(long roleId) { m_RoleId = roleId; }

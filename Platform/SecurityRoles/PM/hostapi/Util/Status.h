@@ -9,19 +9,26 @@ const long kRecordNotFound = 6042;
 
 class Status {
 public:
-    // A status is built failed first and set to GetSucceeded() where the work
-    // is done, so every early way out reports failure.
+    // Failed, code -1. A status is built failed first and set to
+    // GetSucceeded() where the work is done, so every early way out reports
+    // failure.
     Status();
+    // The given outcome and code.
     Status(bool succeeded, long code);
+    // Copy outcome and code.
     Status(Status const& other);
     Status& operator=(Status const& other);
 
-    static Status const& GetSucceeded(); // code 0
-    static Status const& GetFailed();    // code -1
+    // The first two are constants that live as long as the process.
+    static Status const& GetSucceeded(); // success, code 0
+    static Status const& GetFailed();    // failure, code -1
     static Status RecordNotFound();      // success with kRecordNotFound
 
+    // Exactly one of the two holds.
     bool Succeeded() const { return m_Succeeded; }
     bool Failed() const { return !m_Succeeded; }
+    // 0 for plain success, kRecordNotFound for a missing record; for a
+    // failure the host's own code (-1 when it has none).
     long GetStatusCode() const { return m_Code; }
 
 private:

@@ -15,9 +15,13 @@ enum StringCompareResult {
     kStringGreater = 1,
 };
 
+// Compares two NUL-terminated strings; a null one reads as empty. The answers
+// must order strings strictly and consistently (the library sorts by
+// kStringLess), with kStringEqual exactly for strings that are equal under c.
 StringCompareResult CompareStrings(char const* a, char const* b, CaseSensitivity c);
 
-// The last occurrence of ch in s, or null (also for a null s).
+// The last occurrence of ch in s (either case of an ASCII letter under
+// kCaseInsensitive), or null: also for a null s. Points into s.
 char const* ReverseFindCharacter(char const* s, char ch, CaseSensitivity c);
 
 } // namespace Util

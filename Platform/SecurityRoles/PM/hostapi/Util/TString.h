@@ -7,10 +7,14 @@
 
 namespace Util {
 
-// Raw storage for string blocks. The host decides where blocks live.
+// Raw storage for string blocks. The host decides where blocks live; only
+// the host's TString calls these.
 template <class CharT> class TStringAllocator {
 public:
+    // At least bytes of storage, aligned for any object; never null: running
+    // out of memory throws std::bad_alloc.
     static void* Allocate(std::size_t bytes);
+    // Frees a block from Allocate.
     static void Deallocate(void* block);
 };
 
@@ -21,21 +25,32 @@ public:
 //   Append copies it if another string still holds it.
 // - Mid(start, count) and Right(n) never read past the end: Mid with start at
 //   or beyond the end is empty, Right(n) of a shorter string is empty.
+// - Running out of memory throws std::bad_alloc, and the string is left as it
+//   was; nothing else throws.
 template <class CharT, class Alloc> class TString {
 public:
     TString();
-    TString(CharT const* text); // null reads as empty
+    TString(CharT const* text); // a copy up to the terminator; null reads as empty
+    // A copy of the first length characters of text, which must hold that
+    // many; null reads as empty.
     TString(CharT const* text, std::size_t length);
     TString(TString const& other);
+    // Shares other's block and drops this one's share; self-assignment is safe.
     TString& operator=(TString const& other);
+    // A copy of text (null reads as empty); text may lie inside this string.
     TString& operator=(CharT const* text);
+    // Drops this string's share; the last holder's release frees the block.
     ~TString();
 
+    // The characters, terminated; never null. Valid until this string is
+    // next assigned, appended to or destroyed.
     operator CharT const*() const { return c_str(); }
     CharT const* c_str() const;
-    std::size_t GetLength() const;
-    bool IsEmpty() const;
+    std::size_t GetLength() const; // characters, the terminator not counted
+    bool IsEmpty() const;          // length 0
 
+    // Append a copy of text and return this string; null or empty text
+    // changes nothing. text may be this string or lie inside it.
     TString& Append(CharT const* text);
     TString& Append(TString const& text);
     TString& operator+=(CharT const* text) { return Append(text); }
@@ -64,7 +79,8 @@ private:
 // The one string type the library speaks.
 typedef Util::TString<char, Util::TStringAllocator<char>> TString;
 
-// Concatenation for building messages and names.
+// Concatenation for building messages and names: a new string; the operands
+// are not changed, and a null b reads as empty.
 TString operator+(TString const& a, char const* b);
 TString operator+(TString const& a, TString const& b);
 

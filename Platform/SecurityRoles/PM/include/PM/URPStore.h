@@ -10,78 +10,92 @@
 
 namespace PM {
 
-// Every record operation stands alone (null transaction) and commits by
-// itself, so nothing a failed multi-step caller wrote is undone. Codes of the
-// record layer never reach the caller: a failed record operation is PM_ERROR,
-// and "not found" becomes PM_ERR_NORECORD (roles), PM_ERR_NOENT (entitlements)
-// or a skipped id in a scan.
+// What this back end adds to the contract of URPStoreBase.
+//
+// Every record operation is passed a null transaction and is complete when it
+// returns; the store opens no transaction of its own, so only one the host
+// holds around a call can take back what a failed multi-step caller wrote.
+// Codes of the record layer never reach the caller: a failed record operation
+// is PM_ERROR. A name or description of kRecordTextBufferSize bytes or more is
+// stored empty.
+//
+// Masks pass through m_RoleEntitlementActionCache, which follows the mask
+// table on every single-mask write and is emptied when an entitlement changes.
 class PM_API URPStore : public URPStoreBase {
 public:
     URPStore(); // both cursors at -1, empty cache
     ~URPStore() override;
 
-    // Role scan by id: GetFirst counts the table (an empty table is PM_ERROR),
-    // GetNext skips missing ids and returns PM_ERROR once Count records have
-    // been delivered, the same code as a failure.
+    // Walks ids from 0 upward, skipping ids without a role, until as many
+    // roles as GetFirstRole counted have been delivered: a role stored under
+    // a negative id is counted but never reached, and the walk does not end.
     int URPSGetFirstRole(RoleObject& role) override;
     int URPSGetNextRole(RoleObject& role) override;
-    // Loads the role at m_RoleCursor.CurrentId, whatever id the object holds.
-    // PM_ERR_NORECORD leaves the object as it was; a failed text read leaves
-    // the fields copied before it. The object's entitlement list is untouched.
     int URPSGetRole(RoleObject& role) override;
-    // PM_ERR_NORECORD when there is no such role. The role's masks and
-    // assignments stay in their tables; its cached masks are dropped.
+    // PM_ERR_NORECORD when there is no such role. The role's cached masks are
+    // dropped.
     int URPSRemoveRoleFromDB(int roleId) override;
     int URPSAddRoleToDB(RoleDef& role) override;
     // Whole-list operations belong to the preference-index back end: PM_ERROR,
     // the vector untouched.
     int URPSGetRoleList(std::vector<RoleObject>* roles) override;
 
-    // Entitlement scan by id across the three id bands; an empty table is
-    // PM_ERR_EMPTYSTORE.
+    // Walks three id bands: the catalogue's from 0, then from 100000, then the
+    // dynamic one from 300000. The first missing id above
+    // m_StaticEntitlementLimit jumps to 100000, the first above 100000 jumps
+    // to 300000; from there ids go up without bound until the counted number
+    // has been delivered. An entitlement stored past such a gap within a band
+    // is skipped, and the walk then does not end.
     int URPSGetFirstEntitlement(EntitlementObject& entitlement) override;
     int URPSGetNextEntitlement(EntitlementObject& entitlement) override;
-    // Loads the entitlement at m_EntitlementCursor.CurrentId; PM_ERR_NOENT
-    // when there is none. The object's action is never written.
     int URPSGetEntitlement(EntitlementObject& entitlement) override;
     int URPSAddEntitlementToDB(EntitlementDef& entitlement) override;
-    // Both empty the whole mask cache on success; the mask table is untouched.
+    // An id that is not stored gives PM_OK and writes nothing. Both empty the
+    // whole mask cache on success; the mask table is untouched.
     int URPSUpdateEntitlementToDB(EntitlementDef& entitlement) override;
     int URPSDeleteEntitlementToDB(EntitlementDef& entitlement) override;
     int URPSGetEntitlementList(std::vector<EntitlementObject>* entitlements) override;
 
-    // -1 is a wildcard, for one side only: (-1, r) deletes role r's
-    // assignments, (u, -1) user u's. Two real values delete nothing.
+    // The wildcard works on one side only. Two real values delete nothing and
+    // give PM_OK; (-1, -1) deletes the assignments filed under role -1 and
+    // under user key -1, not all of them.
     int URPSDeleteUserRoleAssoc(int userKey, int roleId) override;
     int URPSAddUserRoleAssociation(int userKey, int roleId) override;
-    // Both append to the vector, which must not be null, and never clear it.
+    // Both count the assignments, then probe from 0 upward (role ids for a
+    // user, record keys for a role) until as many have been found: an
+    // assignment under a negative id or key keeps the walk from ending.
     int URPSGetRoleIdsForUser(int userKey, std::vector<int>* roleIds) override;
-    // Takes a role id and gives back host user ids, not record keys.
     int URPSGetUserIdsForRole(int roleId, std::vector<int>* userIds) override;
 
-    // Mask operations; the cache follows the table.
+    // Drops the role's cached masks as well.
     int URPSDeleteRoleActionAssociations(int roleId) override;
-    // Always PM_OK, and the whole cache is emptied.
+    // Always PM_OK, even when the delete failed, and the whole cache is
+    // emptied.
     int URPSDeleteRoleActionAssociationsByEntitlement(int eId) override;
     // The result reports the table; a cache conflict is raised, not returned.
     int URPSAddRoleActionAssociation(int roleId, int eId, long eAction) override;
-    // Gives eId to every role: 63 for role 0 (and the fixed exceptions), eAction
-    // for the rest. Uses the role cursor, so no role scan may be under way.
+    // 63 (full) for role 0, for every role when eId is 180, and for the roles
+    // named "External Accountant" or "OrvaneApp" (case ignored) when eId is
+    // 185; eAction for the rest. A store without roles gives PM_ERROR. Runs a
+    // role scan, so no other may be under way.
     int URPSAddRoleActionAssociationByEntitlement(int eId, long eAction) override;
-    // Updates the mask, or adds it when the pair is not stored.
     int URPSUpdateRoleActionAssociation(int roleId, int eId, long eAction) override;
-    // PM_OK with the mask, or PM_ERROR with -1 for no record and a failed load
-    // alike. Hits cost no record access; misses are not remembered.
+    // PM_ERROR with -1 in *eAction for no record and a failed load alike.
+    // Hits cost no record access; misses are not remembered.
     int URPSReadRoleActionAssociation(int roleId, int entitlementId, long* eAction) override;
-    // Sets the action of each listed entitlement that the role has a mask for;
-    // entries is neither read nor written. Does not use the cache.
+    // entries is neither read nor written, and the cache is not used. The
+    // walk over the role's masks jumps bands as the entitlement scan does but
+    // stops at the first missing id above 300000; masks it did not reach are
+    // logged, not set, and the result is still PM_OK.
     int URPSReadRoleActionAssociations(int roleId, std::vector<EntitlementObject>* entitlements,
                                        std::vector<RoleEntActionAssocCacheEntry>* entries) override;
+    // PM_ERROR, the vector untouched, as for the other whole-list operations.
     int URPSBuildRoleActionAssociationsCache(
         std::vector<RoleEntActionAssocCacheEntry>* entries) override;
 
-    // Whole-table deletes. None of them touches the cache, which goes stale
-    // until a role is removed, an entitlement changes or the store is replaced.
+    // None of the whole-table deletes touches the cache, which goes stale until
+    // an entitlement changes or the store is replaced (removing a role drops
+    // only that role's masks).
     int URPSRemoveAllRoleFromDB() override;
     int URPSDeleteAllEntitlementToDB() override;
     int URPSDeleteAllUserRoleAssoc() override;

@@ -10,11 +10,21 @@ class URPStoreCIndex;
 
 namespace PM {
 
-// Passes arguments and results through to m_CIndexStore unchanged. The
-// preference-index store has no cursors, so the six cursor operations report
-// success and deliver nothing (a GetFirst/GetNext loop over this store never
-// ends: read it through the whole-list operations). The four operations it
-// does not offer report PM_ERROR.
+// Passes arguments and results through to m_CIndexStore unchanged, so where
+// URPStoreBase leaves a result to the back end it is the one URPStoreCIndex.h
+// states: a missing entitlement fails update and delete, two real values
+// delete one assignment and (-1, -1) all of them, and
+// URPSReadRoleActionAssociations also appends an entry per mask. Every
+// forward gives PM_ERROR when m_CIndexStore is null.
+//
+// The preference-index store has no cursors, so the six cursor operations
+// report success and deliver nothing (a GetFirst/GetNext loop over this store
+// never ends, URPSGetEntitlementListFromTable's included: read it through the
+// whole-list operations). The four operations it does not offer
+// (URPSDeleteRoleActionAssociationsByEntitlement,
+// URPSAddRoleActionAssociationByEntitlement, URPSReadRoleActionAssociation,
+// which leaves *eAction untouched, and URPSCountrySpecificUpdate) report
+// PM_ERROR.
 class PM_API URPStoreCIndexAdaptor : public URPStoreBase {
 public:
     URPStoreCIndexAdaptor();           // m_CIndexStore stays null when it cannot be allocated
