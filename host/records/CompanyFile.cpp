@@ -77,6 +77,14 @@ CompanyFileJournal& JournalSetting() {
     return journal;
 }
 
+// Extended result codes, and the host's busy timeout: how long a statement
+// waits for a lock that another program holds before it fails with
+// SQLITE_BUSY.
+void Patient(sqlite3* db) {
+    sqlite3_extended_result_codes(db, 1);
+    sqlite3_busy_timeout(db, BusyTimeoutSetting());
+}
+
 CompanyFileResult Refused(char const* verb, std::string const& path, std::string const& reason) {
     CompanyFileResult result;
     result.message =
@@ -158,8 +166,7 @@ std::string CheckBesideAJournal(std::string const& path) {
     sqlite3* probe = nullptr;
     std::string reason;
     if (sqlite3_open_v2(path.c_str(), &probe, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
-        sqlite3_extended_result_codes(probe, 1);
-        sqlite3_busy_timeout(probe, BusyTimeoutSetting());
+        Patient(probe);
         reason = detail::CheckContents(probe);
     } else {
         reason = std::string("it cannot be read as a database: ") + sqlite3_errmsg(probe);
@@ -188,8 +195,7 @@ sqlite3* OpenForSnapshot(std::string const& path, bool logWasBeside, std::string
     sqlite3* db = nullptr;
     int rc = sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
     if (rc == SQLITE_OK) {
-        sqlite3_extended_result_codes(db, 1);
-        sqlite3_busy_timeout(db, BusyTimeoutSetting());
+        Patient(db);
         *reason = detail::CheckContents(db);
     } else {
         *reason = std::string("it cannot be read as a database: ") + sqlite3_errmsg(db);
@@ -254,8 +260,7 @@ void Adopt(sqlite3* db, std::string const& path, bool snapshot) {
 // Journal, sync and busy settings of a read-write connection; the error text,
 // empty on success.
 std::string Configure(sqlite3* db, bool inMemory) {
-    sqlite3_extended_result_codes(db, 1);
-    sqlite3_busy_timeout(db, BusyTimeoutSetting());
+    Patient(db);
     if (inMemory) {
         return std::string();
     }
@@ -430,8 +435,7 @@ CompanyFileResult OpenCompanyFile(std::string const& path) {
         // SQLite opens a file it may not write read-only, without a word.
         reason = "it is read-only";
     } else {
-        sqlite3_extended_result_codes(db, 1);
-        sqlite3_busy_timeout(db, BusyTimeoutSetting());
+        Patient(db);
         reason = detail::CheckContents(db);
     }
     if (reason.empty()) {
@@ -536,7 +540,7 @@ CompanyFileResult BackupCompanyFile(std::string const& destination) {
     ::unlink(partial.c_str());
     int rc = sqlite3_open_v2(file.path.c_str(), &source, SQLITE_OPEN_READONLY, nullptr);
     if (rc == SQLITE_OK) {
-        sqlite3_busy_timeout(source, BusyTimeoutSetting());
+        Patient(source);
         rc = sqlite3_open_v2(partial.c_str(), &copy, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
                              nullptr);
     }

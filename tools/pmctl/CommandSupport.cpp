@@ -17,6 +17,7 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <strings.h>
@@ -389,22 +390,28 @@ bool CheckName(std::string const& what, std::string const& name, std::string* er
     return true;
 }
 
+namespace {
+
+// The path with links, "." and ".." resolved as far as it exists.
+std::string Resolved(std::string const& path) {
+    std::error_code error;
+    std::filesystem::path resolved = std::filesystem::weakly_canonical(path, error);
+    return error ? path : resolved.string();
+}
+
+} // namespace
+
 bool CheckOutputPath(FileArgs const& args, std::string const& output, Io io) {
-    auto same = [](struct stat const& a, struct stat const& b) {
-        return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-    };
     struct stat out;
     bool exists = ::stat(output.c_str(), &out) == 0;
-    char* resolved = ::realpath(output.c_str(), nullptr);
-    std::string outName = resolved != nullptr ? resolved : output;
-    std::free(resolved);
+    std::string const outName = Resolved(output);
     for (char const* suffix : {"", "-wal", "-shm", "-journal"}) {
+        // SQLite keeps its log beside the file that a link leads to.
         std::string companion = args.file + suffix;
         struct stat file;
-        bool clash = exists && ::stat(companion.c_str(), &file) == 0 && same(out, file);
-        char* real = ::realpath(companion.c_str(), nullptr);
-        clash = clash || (real != nullptr && outName == real) || output == companion;
-        std::free(real);
+        bool clash = exists && ::stat(companion.c_str(), &file) == 0 && out.st_dev == file.st_dev &&
+                     out.st_ino == file.st_ino;
+        clash = clash || outName == Resolved(companion) || outName == Resolved(args.file) + suffix;
         if (clash) {
             Complain(io, args.file)
                 << "will not write " << output << ": it is the company file"
