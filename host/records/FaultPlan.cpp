@@ -9,8 +9,11 @@ const char kAnyOperation[] = "*";
 
 } // namespace
 
+FaultPlan* FaultPlan::s_Installed = nullptr;
+
 FaultPlan& FaultPlan::Get() {
     static FaultPlan plan;
+    s_Installed = &plan;
     return plan;
 }
 

@@ -1,6 +1,6 @@
 // A fault plan for tests on the record layer: make the Nth call of a chosen
 // record operation fail, or answer not-found, and count the calls of every
-// operation. Operations are named "Class::Operation", for example
+// operation. Record operations consult it only once a test has installed it. Operations are named "Class::Operation", for example
 // "DMUSRRoleAction::Load"; "*" stands for every operation, counted together.
 #pragma once
 
@@ -16,8 +16,13 @@ public:
         kNotFound, // the operation succeeds with Util::kRecordNotFound and does nothing
     };
 
-    // The process's one plan, consulted by every record operation.
+    // The process's one plan. The first call installs it, and from then on
+    // every record operation consults it and is counted; until then (in
+    // production, which never calls this) a record operation only finds that
+    // no plan is installed: one pointer test.
     static FaultPlan& Get();
+    // The installed plan; null until Get() is first called.
+    static FaultPlan* Installed() { return s_Installed; }
 
     // Arms a fault at the nth call (1 = the next call; less than 1 counts as 1)
     // of operation, counted from now; it replaces any fault armed before. Once
@@ -40,12 +45,14 @@ public:
     // Counts from zero again; an armed fault still fires at the same call.
     void ResetCounts();
 
-    // Called by each record operation that reaches the database, before it
-    // does: counts the call and answers whether a fault is to be injected, and
-    // which. The field setters do not ask.
+    // Called, once a plan is installed, by each record operation that reaches
+    // the database, before it does: counts the call and answers whether a
+    // fault is to be injected, and which. The field setters do not ask.
     bool ShouldInject(char const* operation, Fault* fault);
 
 private:
+    static FaultPlan* s_Installed;
+
     std::map<std::string, long> m_Calls;
     long m_TotalCalls = 0;
     std::string m_ArmedOperation;

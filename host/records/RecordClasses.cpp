@@ -1,6 +1,7 @@
 // The record classes over the open company file. Each operation asks the fault
-// plan first, then runs one cached statement that commits by itself; the
-// transaction argument is always null and is ignored.
+// plan first, when a test has installed one, then runs one cached statement
+// (which commits by itself unless a bracket is open); the transaction
+// argument is always null and is ignored.
 #include "CachedStatement.h"
 #include "Connection.h"
 #include "FaultPlan.h"
@@ -74,7 +75,8 @@ class RecordStatement {
 public:
     RecordStatement(char const* operation, char const* sql) {
         Host::FaultPlan::Fault fault = Host::FaultPlan::kFail;
-        if (Host::FaultPlan::Get().ShouldInject(operation, &fault)) {
+        Host::FaultPlan* plan = Host::FaultPlan::Installed();
+        if (plan != nullptr && plan->ShouldInject(operation, &fault)) {
             m_Outcome =
                 fault == Host::FaultPlan::kNotFound ? Util::Status::RecordNotFound() : Failure(-1);
             return;
