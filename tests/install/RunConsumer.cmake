@@ -12,9 +12,10 @@ run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${STAGE})
 run(${CMAKE_COMMAND} -S ${CONSUMER_SOURCE} -B ${CONSUMER_BUILD} -DCMAKE_PREFIX_PATH=${STAGE}
   "-DCMAKE_CXX_FLAGS=${CONSUMER_FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${CONSUMER_FLAGS}")
 run(${CMAKE_COMMAND} --build ${CONSUMER_BUILD})
-run(${CONSUMER_BUILD}/consumer)
+file(REMOVE ${CONSUMER_BUILD}/books.pmco)
+run(${CONSUMER_BUILD}/consumer ${CONSUMER_BUILD}/books.pmco)
 message(STATUS "${output}")
-if(NOT output MATCHES "allowed before login: yes")
+if(NOT output MATCHES "before login: yes; carol may view invoices: yes, modify them: no")
   message(FATAL_ERROR "unexpected output of the consumer:\n${output}")
 endif()
 
