@@ -2,12 +2,9 @@
 // every benchmark that asks for that count.
 #include "BenchCompany.h"
 
-#include <host/catalogue/Catalogue.h>
-#include <host/loader/ModuleLoaderHooks.h>
-#include <host/records/CompanyFile.h>
-#include <host/records/CompanyFileJournal.h>
+#include <host/company/Company.h>
+#include <host/records/Transactions.h>
 #include <host/users/CompanyUsers.h>
-#include <host/users/UserManagerHooks.h>
 
 #include <PM/Constants.h>
 #include <PM/RoleDef.h>
@@ -25,6 +22,7 @@ namespace Bench {
 namespace {
 
 std::map<int, std::string> g_Made; // bank-account count: path
+std::unique_ptr<Host::Company> g_Company;
 
 std::string PathFor(int bankAccounts) {
     char const* directory = std::getenv("TMPDIR");
@@ -43,16 +41,15 @@ PM::PermissionManager& Manager() {
     return PM::PermissionManager::GetThePermissionManager();
 }
 
-// The catalogue, the module and its document, as a host sets them up before
-// it opens a company file.
-bool LoadHostSetup(std::string* error) {
-    Host::SetModuleSearchPath(PM_BENCH_MODULE_DIR);
+// The catalogue and the module, as a host opens a company; the module serves
+// its sample document.
+Host::CompanyOptions Options(Host::CompanyAccess access) {
     ::setenv("SPHERE_MGMT_CONNECTED_ROLES", PM_BENCH_CONNECTED_ROLES, 1);
-    Host::CatalogueResult catalogue = Host::LoadCatalogueFile(PM_BENCH_CATALOGUE);
-    if (!catalogue.ok) {
-        *error = catalogue.message;
-    }
-    return catalogue.ok;
+    Host::CompanyOptions options;
+    options.catalogue = PM_BENCH_CATALOGUE;
+    options.moduleDirectory = PM_BENCH_MODULE_DIR;
+    options.access = access;
+    return options;
 }
 
 // A new role named name with the masks that the role from holds.
@@ -83,28 +80,19 @@ bool Assign(int user, char const* roleName, std::string* error) {
     return true;
 }
 
-// Fills a new company file. Made under the cheaper journal setting: its
-// cost is not what is measured, and the file is reopened under the default.
+// Makes a new company file, all of it one change.
 bool Make(std::string const& path, int bankAccounts, std::string* error) {
     RemoveFile(path);
-    Host::CompanyFileJournal const kept = Host::GetCompanyFileJournal();
-    Host::SetCompanyFileJournal(Host::CompanyFileJournal::kWalNormal);
-    Host::CompanyFileResult created = Host::CreateCompanyFile(path);
-    Host::SetCompanyFileJournal(kept);
-    if (!created.ok) {
-        *error = created.message;
+    Host::CompanyProblem problem;
+    g_Company =
+        Host::Company::Create(path, Options(Host::CompanyAccess::kOneChange), "admin", &problem);
+    if (g_Company == nullptr) {
+        *error = problem.message;
         return false;
     }
-    Host::UseCompanyUserManager();
-    int admin = Host::AddCompanyUser("admin", true, error);
     int one = Host::AddCompanyUser("clerk", false, error);
     int three = Host::AddCompanyUser("manager", false, error);
-    if (admin < 0 || one < 0 || three < 0) {
-        return false;
-    }
-    PM_InitComponent();
-    if (Manager().SetDefaultRoles() != PM_OK) {
-        *error = "the factory defaults could not be written";
+    if (one < 0 || three < 0) {
         return false;
     }
     // The shipped defaults hold eight roles; two more make ten.
@@ -130,17 +118,15 @@ bool Make(std::string const& path, int bankAccounts, std::string* error) {
             return false;
         }
     }
+    bool committed = g_Company->Commit(error);
     CloseCompany();
-    return true;
+    return committed;
 }
 
 } // namespace
 
 bool OpenCompany(int bankAccounts, Users* users, std::string* error) {
     CloseCompany();
-    if (!LoadHostSetup(error)) {
-        return false;
-    }
     std::string const path = PathFor(bankAccounts);
     if (g_Made.count(bankAccounts) == 0) {
         if (!Make(path, bankAccounts, error)) {
@@ -149,32 +135,21 @@ bool OpenCompany(int bankAccounts, Users* users, std::string* error) {
             return false;
         }
         g_Made[bankAccounts] = path;
-        if (!LoadHostSetup(error)) {
-            return false;
-        }
     }
-    Host::CompanyFileResult opened = Host::OpenCompanyFile(path);
-    if (!opened.ok) {
-        *error = opened.message;
+    Host::CompanyProblem problem;
+    g_Company = Host::Company::Open(path, Options(Host::CompanyAccess::kLive), &problem);
+    if (g_Company == nullptr) {
+        *error = problem.message;
         return false;
     }
-    Host::UseCompanyUserManager();
     users->admin = Host::FindCompanyUser("admin");
     users->oneRole = Host::FindCompanyUser("clerk");
     users->threeRoles = Host::FindCompanyUser("manager");
-    PM_InitComponent();
-    if (Manager().Init() != PM_OK) {
-        *error = "Init failed on " + path;
-        return false;
-    }
     return true;
 }
 
 void CloseCompany() {
-    PM_UninitComponent();
-    Host::CloseCompanyFile();
-    Host::SetUserManager(nullptr);
-    Host::UnloadCatalogue();
+    g_Company.reset();
 }
 
 void RemoveCompanyFiles() {
