@@ -55,7 +55,6 @@ public:
 
     std::string const& Path() const { return m_Path; }
     std::string Path(char const* key) const { return Member(m_Path, key); }
-    Value const& Get() const { return m_Value; }
 
     Value const* Find(char const* key) const; // null when absent
     Value const& Require(char const* key) const;
