@@ -2,25 +2,32 @@
 // handed out. The first fault ends the read; its message names the source, the
 // place and the fault. The layout is described in docs/catalogue-format.md.
 #include <host/catalogue/CatalogueModel.h>
+#include <host/json/StrictJson.h>
 
 #include <Records/RecordText.h>
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
-#include <initializer_list>
 #include <set>
 #include <string>
-#include <utility>
 
 namespace Host {
 namespace detail {
 
 namespace {
 
-using Json = nlohmann::json;
+using Json = StrictJson::Value;
+using StrictJson::ArrayOf;
+using StrictJson::Describe;
+using StrictJson::Element;
+using StrictJson::Fail;
+using StrictJson::Object;
+using StrictJson::OptionalFlag;
+using StrictJson::OptionalText;
+using StrictJson::Quoted;
+using StrictJson::RequireText;
+using StrictJson::TextOf;
 
 char const kBaseRoleId[] = "BASE_ROLE";
 int const kFormat = 1;
@@ -31,211 +38,7 @@ long const kEntitlementRootId = 100000;
 // The manager refuses longer role names, so a catalogue role must not have one.
 std::size_t const kMaxRoleNameLength = 29;
 
-// A fault at a place in the document; caught by ParseCatalogue.
-struct Fault {
-    std::string place;
-    std::string text;
-};
-
-[[noreturn]] void Fail(std::string place, std::string text) {
-    throw Fault{std::move(place), std::move(text)};
-}
-
-std::string Quoted(std::string const& text) {
-    return "\"" + text + "\"";
-}
-
-bool IsIdentifier(std::string const& key) {
-    if (key.empty() || (key[0] >= '0' && key[0] <= '9')) {
-        return false;
-    }
-    for (char ch : key) {
-        bool const ok = (ch >= 'a' && ch <= 'z') || (ch >= 'A' && ch <= 'Z') ||
-                        (ch >= '0' && ch <= '9') || ch == '_';
-        if (!ok) {
-            return false;
-        }
-    }
-    return true;
-}
-
-std::string Member(std::string const& path, std::string const& key) {
-    return IsIdentifier(key) ? path + "." + key : path + "[" + Quoted(key) + "]";
-}
-
-std::string Element(std::string const& path, std::size_t index) {
-    return path + "[" + std::to_string(index) + "]";
-}
-
-std::string Describe(Json const& value) {
-    switch (value.type()) {
-    case Json::value_t::object:
-        return "an object";
-    case Json::value_t::array:
-        return "an array";
-    case Json::value_t::string:
-        return "a string";
-    case Json::value_t::boolean:
-        return "a boolean";
-    case Json::value_t::null:
-        return "null";
-    case Json::value_t::number_float:
-        return "a floating-point number";
-    default:
-        return "a number";
-    }
-}
-
-// Follows the parser's events to know the path of the value being read, and
-// refuses an object that repeats a key (the parser would keep only the last).
-class PathTracker {
-public:
-    bool operator()(int /*depth*/, Json::parse_event_t event, Json& parsed) {
-        switch (event) {
-        case Json::parse_event_t::object_start:
-            StartValue();
-            m_Frames.push_back(Frame{false, 0, std::string(), {}});
-            break;
-        case Json::parse_event_t::array_start:
-            StartValue();
-            m_Frames.push_back(Frame{true, 0, std::string(), {}});
-            break;
-        case Json::parse_event_t::object_end:
-        case Json::parse_event_t::array_end:
-            m_Frames.pop_back();
-            break;
-        case Json::parse_event_t::key: {
-            Frame& frame = m_Frames.back();
-            std::string const key = parsed.get<std::string>();
-            if (!frame.keys.insert(key).second) {
-                Fail(ContainerPath(), "duplicate key " + Quoted(key));
-            }
-            frame.key = key;
-            break;
-        }
-        case Json::parse_event_t::value:
-            StartValue();
-            break;
-        }
-        return true;
-    }
-
-    // The path of the value that the parser is reading or has just begun.
-    std::string PendingPath() const {
-        if (m_Frames.empty()) {
-            return "$";
-        }
-        Frame const& top = m_Frames.back();
-        std::string const path = ContainerPath();
-        return top.isArray ? Element(path, top.count) : Member(path, top.key);
-    }
-
-private:
-    struct Frame {
-        bool isArray;
-        std::size_t count; // elements begun, for arrays
-        std::string key;   // the current key, for objects
-        std::set<std::string> keys;
-    };
-
-    void StartValue() {
-        if (!m_Frames.empty() && m_Frames.back().isArray) {
-            ++m_Frames.back().count;
-        }
-    }
-
-    // The path of the innermost open container.
-    std::string ContainerPath() const {
-        std::string path = "$";
-        for (std::size_t i = 0; i + 1 < m_Frames.size(); ++i) {
-            Frame const& frame = m_Frames[i];
-            path = frame.isArray ? Element(path, frame.count - 1) : Member(path, frame.key);
-        }
-        return path;
-    }
-
-    std::vector<Frame> m_Frames;
-};
-
-// One JSON object of the layout: only the listed keys are allowed.
-class ObjectReader {
-public:
-    ObjectReader(Json const& value, std::string path, std::initializer_list<char const*> allowed)
-        : m_Value(value), m_Path(std::move(path)) {
-        if (!value.is_object()) {
-            Fail(m_Path, "expected an object, found " + Describe(value));
-        }
-        for (auto const& item : value.items()) {
-            bool known = false;
-            for (char const* key : allowed) {
-                known = known || item.key() == key;
-            }
-            if (!known) {
-                Fail(m_Path, "unknown key " + Quoted(item.key()));
-            }
-        }
-    }
-
-    std::string const& Path() const { return m_Path; }
-    std::string Path(char const* key) const { return Member(m_Path, key); }
-
-    Json const* Find(char const* key) const {
-        auto const found = m_Value.find(key);
-        return found == m_Value.end() ? nullptr : &*found;
-    }
-
-    Json const& Require(char const* key) const {
-        Json const* value = Find(key);
-        if (value == nullptr) {
-            Fail(m_Path, "missing key " + Quoted(key));
-        }
-        return *value;
-    }
-
-private:
-    Json const& m_Value;
-    std::string m_Path;
-};
-
-std::string TextOf(Json const& value, std::string const& path) {
-    if (!value.is_string()) {
-        Fail(path, "expected a string, found " + Describe(value));
-    }
-    std::string const& text = value.get_ref<std::string const&>();
-    if (text.find('\0') != std::string::npos) {
-        Fail(path, "text contains a NUL character");
-    }
-    return text;
-}
-
-std::string RequireText(ObjectReader const& object, char const* key) {
-    return TextOf(object.Require(key), object.Path(key));
-}
-
-std::string OptionalText(ObjectReader const& object, char const* key) {
-    Json const* value = object.Find(key);
-    return value == nullptr ? std::string() : TextOf(*value, object.Path(key));
-}
-
-bool OptionalFlag(ObjectReader const& object, char const* key, bool fallback) {
-    Json const* value = object.Find(key);
-    if (value == nullptr) {
-        return fallback;
-    }
-    if (!value->is_boolean()) {
-        Fail(object.Path(key), "expected a boolean, found " + Describe(*value));
-    }
-    return value->get<bool>();
-}
-
-Json const& ArrayOf(Json const& value, std::string const& path) {
-    if (!value.is_array()) {
-        Fail(path, "expected an array, found " + Describe(value));
-    }
-    return value;
-}
-
-std::string RequireId(ObjectReader const& object, char const* what) {
+std::string RequireId(Object const& object, char const* what) {
     std::string id = RequireText(object, "id");
     if (id.empty()) {
         Fail(object.Path("id"), std::string("empty ") + what + " id");
@@ -269,7 +72,7 @@ public:
     explicit Builder(Catalogue& catalogue) : m_Catalogue(catalogue) {}
 
     void Read(Json const& document) {
-        ObjectReader const root(
+        Object const root(
             document, "$",
             {"format", "product", "features", "roles", "applications", "flavors", "currentFlavor"});
         Json const& format = root.Require("format");
@@ -296,7 +99,7 @@ public:
 private:
     using FirstSeen = std::map<std::string, std::string>; // id -> path of its object
 
-    static std::string UniqueId(ObjectReader const& object, char const* what, FirstSeen& seen) {
+    static std::string UniqueId(Object const& object, char const* what, FirstSeen& seen) {
         std::string const id = RequireId(object, what);
         auto const first = seen.emplace(id, object.Path());
         if (!first.second) {
@@ -306,7 +109,7 @@ private:
         return id;
     }
 
-    static std::string RequireName(ObjectReader const& object) {
+    static std::string RequireName(Object const& object) {
         std::string name = RequireText(object, "name");
         if (name.empty()) {
             Fail(object.Path("name"), "empty name");
@@ -323,12 +126,12 @@ private:
         return text;
     }
 
-    void ReadFeatures(ObjectReader const& root) {
+    void ReadFeatures(Object const& root) {
         Json const& features = ArrayOf(root.Require("features"), root.Path("features"));
         FirstSeen seen;
         for (std::size_t i = 0; i < features.size(); ++i) {
-            ObjectReader const object(features[i], Element(root.Path("features"), i),
-                                      {"id", "name", "enabled", "parameters"});
+            Object const object(features[i], Element(root.Path("features"), i),
+                                {"id", "name", "enabled", "parameters"});
             std::string const id = UniqueId(object, "feature", seen);
             if (!IsDecimal(id, false) || std::atol(id.c_str()) >= kFirstDynamicId) {
                 Fail(object.Path("id"), "feature id " + Quoted(id) +
@@ -373,8 +176,8 @@ private:
         }
     }
 
-    std::vector<Defcat::Parameter*> ReadParameters(ObjectReader const& object,
-                                                   std::string const& id, std::size_t needed) {
+    std::vector<Defcat::Parameter*> ReadParameters(Object const& object, std::string const& id,
+                                                   std::size_t needed) {
         std::string const path = object.Path("parameters");
         Json const& list = ArrayOf(object.Require("parameters"), path);
         if (list.size() < needed) {
@@ -401,13 +204,12 @@ private:
         return parameters;
     }
 
-    void ReadRoles(ObjectReader const& root) {
+    void ReadRoles(Object const& root) {
         Json const& roles = ArrayOf(root.Require("roles"), root.Path("roles"));
         FirstSeen seen;
         for (std::size_t i = 0; i < roles.size(); ++i) {
-            ObjectReader const object(
-                roles[i], Element(root.Path("roles"), i),
-                {"id", "name", "description", "visible", "private", "grants"});
+            Object const object(roles[i], Element(root.Path("roles"), i),
+                                {"id", "name", "description", "visible", "private", "grants"});
             std::string const id = UniqueId(object, "role", seen);
             std::string const name = RequireName(object);
             if (name.size() > kMaxRoleNameLength) {
@@ -432,8 +234,7 @@ private:
         }
     }
 
-    std::vector<Defcat::Entitlement*> ReadGrants(ObjectReader const& role,
-                                                 std::string const& roleId) {
+    std::vector<Defcat::Entitlement*> ReadGrants(Object const& role, std::string const& roleId) {
         std::vector<Defcat::Entitlement*> grants;
         Json const* list = role.Find("grants");
         if (list == nullptr) {
@@ -442,8 +243,8 @@ private:
         ArrayOf(*list, role.Path("grants"));
         std::set<Defcat::Feature*> granted; // a feature has one mask per role
         for (std::size_t i = 0; i < list->size(); ++i) {
-            ObjectReader const object((*list)[i], Element(role.Path("grants"), i),
-                                      {"id", "actions", "features"});
+            Object const object((*list)[i], Element(role.Path("grants"), i),
+                                {"id", "actions", "features"});
             std::string id = OptionalText(object, "id");
             if (id.empty()) {
                 id = roleId + "/" + std::to_string(i);
@@ -480,7 +281,7 @@ private:
         return grants;
     }
 
-    std::vector<Defcat::UserAction*> ReadActions(ObjectReader const& grant) {
+    std::vector<Defcat::UserAction*> ReadActions(Object const& grant) {
         std::string const path = grant.Path("actions");
         Json const& list = ArrayOf(grant.Require("actions"), path);
         std::vector<Defcat::UserAction*> actions;
@@ -501,7 +302,7 @@ private:
 
     // The first grant of BASE_ROLE is the list of entitlements the product has:
     // every feature, in ascending id order.
-    void CheckBaseRole(ObjectReader const& role, std::vector<Defcat::Entitlement*> const& grants) {
+    void CheckBaseRole(Object const& role, std::vector<Defcat::Entitlement*> const& grants) {
         if (grants.empty()) {
             Fail(role.Path(),
                  std::string("role ") + Quoted(kBaseRoleId) + " has no grant listing the features");
@@ -535,7 +336,7 @@ private:
         return found->second;
     }
 
-    void ReadApplications(ObjectReader const& root) {
+    void ReadApplications(Object const& root) {
         Json const* list = root.Find("applications");
         if (list == nullptr) {
             return;
@@ -543,8 +344,8 @@ private:
         ArrayOf(*list, root.Path("applications"));
         FirstSeen seen;
         for (std::size_t i = 0; i < list->size(); ++i) {
-            ObjectReader const object((*list)[i], Element(root.Path("applications"), i),
-                                      {"id", "useRole"});
+            Object const object((*list)[i], Element(root.Path("applications"), i),
+                                {"id", "useRole"});
             std::string const id = UniqueId(object, "application", seen);
             std::string const useRole = OptionalText(object, "useRole");
             if (!useRole.empty()) {
@@ -557,12 +358,11 @@ private:
         }
     }
 
-    void ReadFlavors(ObjectReader const& root) {
+    void ReadFlavors(Object const& root) {
         Json const& list = ArrayOf(root.Require("flavors"), root.Path("flavors"));
         FirstSeen seen;
         for (std::size_t i = 0; i < list.size(); ++i) {
-            ObjectReader const object(list[i], Element(root.Path("flavors"), i),
-                                      {"id", "defaultRoles"});
+            Object const object(list[i], Element(root.Path("flavors"), i), {"id", "defaultRoles"});
             std::string const id = UniqueId(object, "flavor", seen);
             std::string const path = object.Path("defaultRoles");
             Json const& named = ArrayOf(object.Require("defaultRoles"), path);
@@ -588,62 +388,16 @@ private:
     std::map<long, Defcat::Feature*> m_ById; // ascending id order
 };
 
-// Line and column (both from 1) of the character at the 1-based byte position.
-std::pair<std::size_t, std::size_t> LineAndColumn(std::string const& text, std::size_t byte) {
-    std::size_t line = 1;
-    std::size_t column = 1;
-    std::size_t const end = byte == 0 ? 0 : std::min(byte - 1, text.size());
-    for (std::size_t i = 0; i < end; ++i) {
-        if (text[i] == '\n') {
-            ++line;
-            column = 1;
-        } else {
-            ++column;
-        }
-    }
-    return {line, column};
-}
-
-// The parser's own words for the fault, without its prefix and position.
-std::string ParserDetail(char const* what) {
-    std::string const text(what);
-    std::size_t const column = text.find(", column ");
-    std::size_t const start = column == std::string::npos ? column : text.find(": ", column);
-    if (start != std::string::npos) {
-        return text.substr(start + 2);
-    }
-    std::size_t const bracket = text.find("] ");
-    return bracket == std::string::npos ? text : text.substr(bracket + 2);
-}
-
 } // namespace
 
 std::unique_ptr<Catalogue> ParseCatalogue(std::string const& json, std::string const& sourceName,
                                           std::string& error) {
-    Json document;
-    PathTracker tracker;
-    try {
-        document = Json::parse(json, std::ref(tracker));
-    } catch (Fault const& fault) {
-        error = sourceName + ": " + fault.place + ": " + fault.text;
-        return nullptr;
-    } catch (Json::parse_error const& e) {
-        std::pair<std::size_t, std::size_t> const at = LineAndColumn(json, e.byte);
-        error = sourceName + ":" + std::to_string(at.first) + ":" + std::to_string(at.second) +
-                ": invalid JSON: " + ParserDetail(e.what());
-        return nullptr;
-    } catch (Json::exception const& e) {
-        error =
-            sourceName + ": " + tracker.PendingPath() + ": invalid JSON: " + ParserDetail(e.what());
-        return nullptr;
-    }
-
     std::unique_ptr<Catalogue> catalogue(new Catalogue);
     catalogue->sourceName = sourceName;
     try {
-        Builder(*catalogue).Read(document);
-    } catch (Fault const& fault) {
-        error = sourceName + ": " + fault.place + ": " + fault.text;
+        Builder(*catalogue).Read(StrictJson::Parse(json));
+    } catch (StrictJson::Fault const& fault) {
+        error = fault.Message(sourceName);
         return nullptr;
     }
     return catalogue;

@@ -3,6 +3,8 @@
 #include "Actions.h"
 #include "CommandSupport.h"
 
+#include <host/json/StrictJson.h>
+
 #include <PM/Constants.h>
 #include <PM/PermissionManager.h>
 
@@ -10,11 +12,12 @@
 #include <iomanip>
 #include <iterator>
 #include <map>
-#include <set>
 
 namespace Pmctl {
 
 namespace {
+
+namespace StrictJson = Host::StrictJson;
 
 // One grant asked for: the entitlement as it was named, and the new mask.
 struct Grant {
@@ -22,9 +25,39 @@ struct Grant {
     long mask;
 };
 
+// The mask that value at where stands for: an array of action words, a string
+// of words or a mask from 0 to 127.
+long ReadMask(StrictJson::Value const& value, std::string const& where) {
+    if (value.is_number_integer() && value.get<long>() >= 0 && value.get<long>() <= 127) {
+        return value.get<long>();
+    }
+    if (value.is_number()) {
+        StrictJson::Fail(where, "mask " + value.dump() +
+                                    " is not an action (masks are whole numbers from 0 to 127)");
+    }
+    std::string words;
+    if (value.is_string()) {
+        words = StrictJson::TextOf(value, where);
+    } else if (value.is_array()) {
+        for (std::size_t i = 0; i < value.size(); ++i) {
+            words +=
+                (i == 0 ? "" : ",") + StrictJson::TextOf(value[i], StrictJson::Element(where, i));
+        }
+        words = value.empty() ? "none" : words;
+    }
+    long mask = 0;
+    std::string error;
+    if (!ParseActions(words, &mask, &error)) {
+        StrictJson::Fail(where, error);
+    }
+    return mask;
+}
+
 // The grants of a JSON file: either {"ENTITLEMENT": ACTIONS, ...} with ACTIONS
 // an array of words, a string of words or a mask, or the output of roles show
-// --json, {"entitlements": [{"id" or "name", "actions" or "mask"}, ...]}.
+// --json, {"entitlements": [{"id" or "name", "actions" or "mask"}, ...]}, whose
+// other keys are ignored. A key given twice is refused: the later grant would
+// win without a word.
 bool ReadJsonGrants(std::string const& path, std::vector<Grant>* grants, Io io) {
     std::ifstream in(path, std::ios::binary);
     if (!in) {
@@ -32,96 +65,42 @@ bool ReadJsonGrants(std::string const& path, std::vector<Grant>* grants, Io io) 
         return false;
     }
     std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    // A key named twice in one object would let the later grant win without
-    // a word: refused, with the first one found.
-    std::vector<std::set<std::string>> keys;
-    std::string duplicate;
-    Json::parser_callback_t noteDuplicates = [&](int, Json::parse_event_t event, Json& parsed) {
-        if (event == Json::parse_event_t::object_start) {
-            keys.emplace_back();
-        } else if (event == Json::parse_event_t::object_end && !keys.empty()) {
-            keys.pop_back();
-        } else if (event == Json::parse_event_t::key && !keys.empty() && duplicate.empty() &&
-                   !keys.back().insert(parsed.get<std::string>()).second) {
-            duplicate = parsed.get<std::string>();
-        }
-        return true;
-    };
-    Json json = Json::parse(text, noteDuplicates, false);
-    if (json.is_discarded() || !json.is_object()) {
-        io.err << "pmctl: " << path << ": not a JSON object of grants\n";
-        return false;
-    }
-    if (!duplicate.empty()) {
-        io.err << "pmctl: " << path << ": the key \"" << duplicate
-               << "\" is given twice in one object\n";
-        return false;
-    }
-    auto actions = [&](Json const& value, std::string const& where, long* mask) {
-        std::string error;
-        if (value.is_number_integer() && value.get<long>() >= 0 && value.get<long>() <= 127) {
-            *mask = value.get<long>();
-            return true;
-        }
-        if (value.is_number()) {
-            io.err << "pmctl: " << path << ": " << where << ": mask " << value.dump()
-                   << " is not an action (masks are whole numbers from 0 to 127)\n";
-            return false;
-        }
-        std::string words;
-        if (value.is_string()) {
-            words = value.get<std::string>();
-        } else if (value.is_array() && !value.empty()) {
-            for (Json const& word : value) {
-                words += (words.empty() ? "" : ",") +
-                         (word.is_string() ? word.get<std::string>() : std::string("?"));
+    try {
+        StrictJson::Value const json = StrictJson::Parse(text);
+        StrictJson::Object const root(json, "$");
+        StrictJson::Value const* rows = root.Find("entitlements");
+        if (rows == nullptr) {
+            for (auto const& item : json.items()) {
+                grants->push_back(
+                    {item.key(), ReadMask(item.value(), StrictJson::Member("$", item.key()))});
             }
-        } else if (value.is_array()) {
-            words = "none";
-        }
-        if (ParseActions(words, mask, &error)) {
             return true;
         }
-        io.err << "pmctl: " << path << ": " << where << ": "
-               << (error.empty() ? "expected action words or a mask from 0 to 127" : error) << "\n";
-        return false;
-    };
-    if (json.contains("entitlements")) {
-        if (!json["entitlements"].is_array()) {
-            io.err << "pmctl: " << path << ": $.entitlements: expected an array\n";
-            return false;
-        }
-        std::size_t index = 0;
-        for (Json const& row : json["entitlements"]) {
-            std::string where = "$.entitlements[" + std::to_string(index++) + "]";
+        StrictJson::ArrayOf(*rows, root.Path("entitlements"));
+        for (std::size_t i = 0; i < rows->size(); ++i) {
+            StrictJson::Object const row((*rows)[i],
+                                         StrictJson::Element(root.Path("entitlements"), i));
+            StrictJson::Value const* id = row.Find("id");
+            StrictJson::Value const* name = row.Find("name");
             Grant grant{"", 0};
-            if (row.is_object() && row.contains("id") && row["id"].is_number_integer()) {
-                grant.named = std::to_string(row["id"].get<long>());
-            } else if (row.is_object() && row.contains("name") && row["name"].is_string()) {
-                grant.named = row["name"].get<std::string>();
+            if (id != nullptr && id->is_number_integer()) {
+                grant.named = std::to_string(id->get<long>());
+            } else if (name != nullptr && name->is_string()) {
+                grant.named = name->get<std::string>();
             } else {
-                io.err << "pmctl: " << path << ": " << where
-                       << ": expected an \"id\" or a \"name\"\n";
-                return false;
+                StrictJson::Fail(row.Path(), "expected an \"id\" or a \"name\"");
             }
-            Json const& value = row.contains("actions") ? row["actions"]
-                                : row.contains("mask")  ? row["mask"]
-                                                        : Json();
-            if (!actions(value, where, &grant.mask)) {
-                return false;
-            }
+            char const* key = row.Find("actions") != nullptr ? "actions" : "mask";
+            StrictJson::Value const* value = row.Find(key);
+            grant.mask = value != nullptr ? ReadMask(*value, row.Path(key))
+                                          : ReadMask(StrictJson::Value(), row.Path());
             grants->push_back(grant);
         }
         return true;
+    } catch (StrictJson::Fault const& fault) {
+        io.err << "pmctl: " << fault.Message(path) << "\n";
+        return false;
     }
-    for (auto const& [name, value] : json.items()) {
-        Grant grant{name, 0};
-        if (!actions(value, "$[\"" + name + "\"]", &grant.mask)) {
-            return false;
-        }
-        grants->push_back(grant);
-    }
-    return true;
 }
 
 } // namespace

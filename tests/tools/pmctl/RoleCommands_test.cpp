@@ -78,26 +78,25 @@ TEST_F(RoleCommandsTest, EditSetsTheNamedMasksFromGrantsAndJsonAndSlavesFollowTh
 
 TEST_F(RoleCommandsTest, GrantsThatCannotBeMeantAreRefused) {
     std::string const grants = Scratch("grants.json");
-    struct Case {
-        char const* json;
-        std::string error; // after "pmctl: FILE: "
-    } const cases[] = {
-        {R"({"Bills": "view", "Bills": "none"})", "the key \"Bills\" is given twice in one object"},
+    std::pair<char const*, std::string> const cases[] = {
+        // the document, and what follows "pmctl: FILE: "
+        {R"({"Bills": "view", "Bills": "none"})", "$: duplicate key \"Bills\""},
         {R"({"entitlements": [{"id": 6, "mask": 1, "mask": 3}]})",
-         "the key \"mask\" is given twice in one object"},
-        {R"({"Bills": 128})",
-         "$[\"Bills\"]: mask 128 is not an action (masks are whole numbers from 0 to 127)"},
-        {R"({"Bills": 1.5})",
-         "$[\"Bills\"]: mask 1.5 is not an action (masks are whole numbers from 0 to 127)"},
+         "$.entitlements[0]: duplicate key \"mask\""},
+        {R"({"entitlements": [{"name": "Bills", "mask": 128}]})",
+         "$.entitlements[0].mask: mask 128 is not an action (masks are whole numbers from 0 to "
+         "127)"},
+        {R"({"Journal Entries": 1.5})", "$[\"Journal Entries\"]: mask 1.5 is not an action (masks "
+                                        "are whole numbers from 0 to 127)"},
     };
     std::string const before = PmctlTesting::ReadBytes(m_File);
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.json);
-        std::ofstream(grants, std::ios::trunc) << c.json;
+    for (auto const& [json, error] : cases) {
+        SCOPED_TRACE(json);
+        std::ofstream(grants, std::ios::trunc) << json;
         PmctlTesting::Result result =
             Run([&](auto& f, Io io) { return RolesEditCommand(f, "Sales", {}, grants, io); });
         EXPECT_EQ(kExitBadInput, result.code);
-        EXPECT_EQ("pmctl: " + grants + ": " + c.error + "\n", result.err);
+        EXPECT_EQ("pmctl: " + grants + ": " + error + "\n", result.err);
     }
     EXPECT_TRUE(PmctlTesting::ReadBytes(m_File) == before);
 }
