@@ -7,11 +7,8 @@
 // purpose, so every malformed input leaks its block.
 #include "support/PermissionManagerTestAccess.h"
 
-#include <host/catalogue/Catalogue.h>
+#include <host/company/Company.h>
 #include <host/loader/ModuleLoaderHooks.h>
-#include <host/records/CompanyFile.h>
-#include <host/users/CompanyUsers.h>
-#include <host/users/UserManagerHooks.h>
 #include <host/util/OpsHooks.h>
 
 #include <PM/PermissionManager.h>
@@ -20,6 +17,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 
@@ -67,15 +66,14 @@ void SetUpOnce() {
         g_ReadErrorLogged = g_ReadErrorLogged || record.text == kReadError;
     });
     Host::SetVerifyHandler([](Host::VerifyReport const&) { return false; });
-    Require(Host::LoadCatalogueFile(PM_FUZZ_CATALOGUE).ok);
-    Require(Host::OpenInMemoryCompanyFile().ok);
-    Host::UseCompanyUserManager();
-    std::string error;
-    Require(Host::AddCompanyUser("admin", true, &error) != -1);
     Host::RegisterModule("SphereMgmt.DLL", {{"GetConnectedRolesListFromDCE",
                                              reinterpret_cast<void*>(&ServeDocument)}});
-    PM_InitComponent();
-    Require(Manager().SetDefaultRoles() == PM_OK);
+    std::ifstream in(PM_FUZZ_CATALOGUE);
+    std::string catalogue((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    Host::CompanyProblem problem;
+    static std::unique_ptr<Host::Company> company =
+        Host::Company::CreateInMemory(catalogue, PM_FUZZ_CATALOGUE, "admin", &problem);
+    Require(company != nullptr);
 }
 
 } // namespace
