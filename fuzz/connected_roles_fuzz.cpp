@@ -17,8 +17,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 
@@ -68,11 +66,11 @@ void SetUpOnce() {
     Host::SetVerifyHandler([](Host::VerifyReport const&) { return false; });
     Host::RegisterModule("SphereMgmt.DLL", {{"GetConnectedRolesListFromDCE",
                                              reinterpret_cast<void*>(&ServeDocument)}});
-    std::ifstream in(PM_FUZZ_CATALOGUE);
-    std::string catalogue((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    Host::CompanyOptions options;
+    options.catalogue = PM_FUZZ_CATALOGUE;
     Host::CompanyProblem problem;
     static std::unique_ptr<Host::Company> company =
-        Host::Company::CreateInMemory(catalogue, PM_FUZZ_CATALOGUE, "admin", &problem);
+        Host::Company::CreateInMemory(options, "admin", &problem);
     Require(company != nullptr);
 }
 

@@ -90,6 +90,12 @@ void RemoveAbandonedBuilds(std::string const& path) {
     }
 }
 
+CatalogueResult LoadCatalogue(CompanyOptions const& options) {
+    return options.catalogueText.empty() ? LoadCatalogueFile(options.catalogue)
+                                         : LoadCatalogueText(options.catalogueText,
+                                                             options.catalogue);
+}
+
 } // namespace
 
 VersionRecord ReadVersionRecord() {
@@ -123,7 +129,7 @@ std::unique_ptr<Company> Company::Open(std::string const& path, CompanyOptions c
     if (!options.moduleDirectory.empty()) {
         SetModuleSearchPath(options.moduleDirectory);
     }
-    CatalogueResult catalogue = LoadCatalogueFile(options.catalogue);
+    CatalogueResult catalogue = LoadCatalogue(options);
     if (!catalogue.ok) {
         problem->message = catalogue.message;
         return nullptr;
@@ -194,7 +200,7 @@ std::unique_ptr<Company> Company::Create(std::string const& path, CompanyOptions
     if (!options.moduleDirectory.empty()) {
         SetModuleSearchPath(options.moduleDirectory);
     }
-    CatalogueResult catalogue = LoadCatalogueFile(options.catalogue);
+    CatalogueResult catalogue = LoadCatalogue(options);
     if (!catalogue.ok) {
         problem->message = catalogue.message;
         return nullptr;
@@ -235,10 +241,9 @@ std::unique_ptr<Company> Company::Create(std::string const& path, CompanyOptions
     return company;
 }
 
-std::unique_ptr<Company> Company::CreateInMemory(std::string const& catalogueText,
-                                                 std::string const& sourceName,
+std::unique_ptr<Company> Company::CreateInMemory(CompanyOptions const& options,
                                                  std::string const& adminName,
-                                                 CompanyProblem* problem) {
+                                                 CompanyProblem* problem, bool factoryDefaults) {
     if (IsCompanyFileOpen()) {
         problem->message = "Cannot create a company in memory: the company file '" +
                            CurrentCompanyFilePath() + "' is open.";
@@ -246,7 +251,10 @@ std::unique_ptr<Company> Company::CreateInMemory(std::string const& catalogueTex
     }
     std::unique_ptr<Company> company(new Company());
     company->m_Path = ":memory:";
-    CatalogueResult catalogue = LoadCatalogueText(catalogueText, sourceName);
+    if (!options.moduleDirectory.empty()) {
+        SetModuleSearchPath(options.moduleDirectory);
+    }
+    CatalogueResult catalogue = LoadCatalogue(options);
     CompanyFileResult file = catalogue.ok ? OpenInMemoryCompanyFile() : CompanyFileResult();
     if (!catalogue.ok || !file.ok) {
         problem->message = catalogue.ok ? file.message : catalogue.message;
@@ -256,8 +264,11 @@ std::unique_ptr<Company> Company::CreateInMemory(std::string const& catalogueTex
     std::string why;
     company->m_AdminUserId = AddCompanyUser(adminName, true, &why);
     PM_InitComponent();
-    int result = company->m_AdminUserId == -1 ? PM_ERROR : company->Manager().SetDefaultRoles();
+    int result = company->m_AdminUserId == -1 ? PM_ERROR
+                 : factoryDefaults            ? company->Manager().SetDefaultRoles()
+                                              : PM_OK;
     if (result != PM_OK) {
+        problem->refused = false;
         problem->message = "Cannot create a company in memory: " +
                            (why.empty() ? "the factory defaults could not be written (result " +
                                               std::to_string(result) + ")"

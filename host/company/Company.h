@@ -50,7 +50,8 @@ struct CompanyProblem {
 };
 
 struct CompanyOptions {
-    std::string catalogue;       // the catalogue file
+    std::string catalogue;       // the catalogue file, or the name its text goes by
+    std::string catalogueText;   // the catalogue itself; empty: read the file
     std::string moduleDirectory; // where modules are found; empty: as set before
     CompanyAccess access = CompanyAccess::kOneChange;
 };
@@ -75,13 +76,14 @@ public:
     // otherwise they form one change.
     static std::unique_ptr<Company> Create(std::string const& path, CompanyOptions const& options,
                                            std::string const& adminName, CompanyProblem* problem);
-    // In memory, from a catalogue given as text (sourceName stands for its
-    // file in messages): the schema, an administrator named adminName and the
-    // factory defaults. For tests, benchmarks and fuzzing.
-    static std::unique_ptr<Company> CreateInMemory(std::string const& catalogueText,
-                                                   std::string const& sourceName,
+    // In memory: the schema, an administrator named adminName, a manager and,
+    // with factoryDefaults, the catalogue's defaults (SetDefaultRoles, which
+    // ends with Init); without, an empty company whose manager has not run
+    // Init. options.access is ignored. For tests, benchmarks and fuzzing.
+    static std::unique_ptr<Company> CreateInMemory(CompanyOptions const& options,
                                                    std::string const& adminName,
-                                                   CompanyProblem* problem);
+                                                   CompanyProblem* problem,
+                                                   bool factoryDefaults = true);
     // Takes back what was not committed, terminates the manager, closes the
     // file, and unloads the user manager and the catalogue.
     ~Company();
