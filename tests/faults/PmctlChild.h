@@ -1,8 +1,8 @@
 // The real pmctl as a child process of a fault test: started on files in a
 // scratch directory of the test's own, waited for under a time limit (and
 // killed when it outlives it), or killed at a chosen moment; and a company
-// file read back as its four permission tables without folding its log in,
-// so that pmctl afterwards meets the file as the child left it.
+// file read back without folding its log in, so that pmctl afterwards meets
+// the file as the child left it.
 //
 // PM_PMCTL_PATH, a compile definition, names the pmctl binary.
 #pragma once
@@ -108,7 +108,7 @@ struct Ended {
 };
 
 // Waits for the child to end, at most limit seconds after it started; then
-// kills it.
+// kills it. (A process descriptor to wait on: Linux 5.3 or later.)
 inline Ended WaitFor(Child const& child, double limit) {
     Ended ended;
     if (child.pid == -1) {
@@ -165,10 +165,10 @@ inline std::string Describe(std::vector<std::string> const& args) {
     return text;
 }
 
-// Runs a query on the company file at path and passes each row's columns,
-// joined by "|", to each; the connection leaves the file's log as it is
-// (SQLite reads it, but neither folds it into the file nor removes it).
-// Also gives the file's integrity check; "" when the file is absent.
+// Opens the company file at path, hands the connection to read, and gives
+// the file's integrity check: "ok" when it is sound, "" when there is no
+// file. The connection leaves the file's log as it is: SQLite reads it, but
+// neither folds it into the file nor removes it.
 inline std::string ReadCompany(std::string const& path,
                                std::function<void(sqlite3*)> const& read = nullptr) {
     if (::access(path.c_str(), F_OK) != 0) {
