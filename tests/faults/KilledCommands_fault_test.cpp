@@ -1,0 +1,256 @@
+// pmctl's write commands killed outright (SIGKILL) at moments spread from
+// before the command starts to past its end. Each command is one change: a
+// kill leaves the company file exactly as it was before or exactly as an
+// uninterrupted run leaves it, sound, and accepted by pmctl verify; a create
+// killed leaves no file or a whole one, and the next create clears what the
+// killed one left beside it.
+#include "PmctlChild.h"
+
+#include <algorithm>
+#include <iostream>
+#include <map>
+#include <thread>
+
+namespace {
+
+using namespace PMFault;
+
+std::string const kCatalogue = std::string(PM_CATALOGUE_DIR) + "/catalogue.json";
+std::string const kPrevious = std::string(PM_CATALOGUE_DIR) + "/catalogue-previous.json";
+
+// Kills per round, the last one kSpan times the command's normal duration
+// after its start; at most kRounds rounds.
+int const kKills = 20;
+double const kSpan = 1.3;
+int const kRounds = 3;
+
+// A command killed in turn. In args, FILE stands for the company file and
+// LIST and GRANTS for the account list and the grants the suite writes.
+struct KillCase {
+    char const* name;
+    char const* start; // the suite's company file the command starts from; "" for none
+    std::vector<std::string> args;
+    std::string beforeCatalogue = kCatalogue; // what verify reads the file before with
+};
+
+void PrintTo(KillCase const& c, std::ostream* out) {
+    *out << c.name;
+}
+
+class KilledCommandTest : public ::testing::TestWithParam<KillCase> {
+protected:
+    // The company files the commands start from: "base" with alice
+    // (Bookkeeper) and bob (four roles), "edited" with View Only given every
+    // grant of Admin, "old" made from the previous catalogue; and the grants
+    // and a list of 2,000 accounts, every fifth below an earlier one.
+    static void SetUpTestSuite() {
+        dir = new ScratchDir();
+        std::string base = *dir / "base.pmco";
+        std::vector<std::vector<std::string>> steps = {
+            {"create", base},
+            {"create", *dir / "old.pmco", "--catalogue", kPrevious},
+            {"users", "add", base, "alice"},
+            {"users", "add", base, "bob"},
+            {"assign", base, "alice", "Bookkeeper"},
+        };
+        for (char const* role : {"Sales", "Purchasing", "Payroll Clerk", "View Only"}) {
+            steps.push_back({"assign", base, "bob", role});
+        }
+        for (std::vector<std::string> const& step : steps) {
+            Pmctl(step);
+        }
+        std::ofstream(*dir / "grants.json")
+            << Pmctl({"roles", "show", base, "Admin", "--json"}).out;
+        std::filesystem::copy_file(base, *dir / "edited.pmco");
+        Pmctl({"roles", "edit", *dir / "edited.pmco", "View Only", "--from-json",
+               *dir / "grants.json"});
+        std::ofstream list(*dir / "accounts.txt");
+        for (int i = 0; i < 2000; ++i) {
+            list << "Account " << (i % 5 == 4 ? std::to_string(i - 4) + ":Sub " : "") << i << "\n";
+        }
+    }
+    static void TearDownTestSuite() {
+        delete dir;
+        dir = nullptr;
+    }
+    static PmctlRun Pmctl(std::vector<std::string> const& args) {
+        PmctlRun run = RunPmctl(args, *dir / "setup");
+        EXPECT_EQ(0, run.code) << Describe(args) << "\n" << run.err;
+        return run;
+    }
+
+    // The four permission tables of the file, in key order; "" when there
+    // is no file. The file must pass its integrity check.
+    static std::string Render(std::string const& file) {
+        std::string rows;
+        std::string integrity =
+            ReadCompany(file, [&rows](sqlite3* db) { rows = StoreRows(nullptr, db); });
+        EXPECT_TRUE(integrity == "ok" || integrity.empty()) << file << ": " << integrity;
+        return rows;
+    }
+
+    std::string const run = *dir / "run";
+    std::string const file = run + "/company.pmco";
+    std::string const buildPrefix = ".company.pmco.creating-";
+
+    // The run directory with the command's starting file and nothing else,
+    // except what killed creates left: the next create is to clear that.
+    void Fresh(KillCase const& c) const {
+        std::filesystem::create_directories(run);
+        for (auto const& entry : std::filesystem::directory_iterator(run)) {
+            if (entry.path().filename().string().rfind(buildPrefix, 0) != 0) {
+                std::filesystem::remove(entry.path());
+            }
+        }
+        if (*c.start != '\0') {
+            std::filesystem::copy_file(*dir / c.start, file);
+        }
+    }
+    // The files of the run directory whose names hold part.
+    std::vector<std::string> Named(std::string const& part) const {
+        std::vector<std::string> found;
+        for (auto const& entry : std::filesystem::directory_iterator(run)) {
+            if (entry.path().filename().string().find(part) != std::string::npos) {
+                found.push_back(entry.path().string());
+            }
+        }
+        return found;
+    }
+    std::vector<std::string> Args(KillCase const& c) const {
+        std::map<std::string, std::string> const stand = {
+            {"FILE", file}, {"LIST", *dir / "accounts.txt"}, {"GRANTS", *dir / "grants.json"}};
+        std::vector<std::string> args = c.args;
+        for (std::string& arg : args) {
+            arg = stand.count(arg) != 0 ? stand.at(arg) : arg;
+        }
+        return args;
+    }
+
+    static ScratchDir* dir;
+};
+
+ScratchDir* KilledCommandTest::dir = nullptr;
+
+TEST_P(KilledCommandTest, LeavesTheFileAsBeforeOrAsAnUninterruptedRun) {
+    KillCase const& c = GetParam();
+    std::vector<std::string> const args = Args(c);
+    std::string const outputs = *dir / "command";
+    Fresh(c);
+    std::string const before = Render(file);
+    std::string after;
+
+    int asBefore = 0;
+    int asAfter = 0;
+    int midChange = 0;   // killed with the file (or the one it builds) open, uncommitted
+    int afterCommit = 0; // killed, and yet the change is whole
+    int kills = 0;
+    double normal = 0;
+    // Rounds of kills spread over the command as long as it takes now: a
+    // machine that grows busier or idler after the command was timed can
+    // leave an outcome unseen in one round.
+    for (int round = 0; round < kRounds && (asBefore == 0 || asAfter == 0 || midChange == 0);
+         ++round) {
+        // Uninterrupted runs: what the command leaves, the same each time,
+        // and the slowest of their durations.
+        normal = 0;
+        for (int i = 0; i < 3; ++i) {
+            Fresh(c);
+            PmctlRun done = RunPmctl(args, outputs);
+            ASSERT_EQ(0, done.code) << Describe(args) << "\n" << done.err;
+            std::string state = Render(file);
+            ASSERT_TRUE(after.empty() || state == after) << "uninterrupted runs left other files";
+            after = state;
+            normal = std::max(normal, done.seconds);
+        }
+        ASSERT_NE(before, after) << "the command changes nothing";
+
+        for (int kill = 0; kill < kKills; ++kill, ++kills) {
+            Fresh(c);
+            double const delay = normal * kSpan * kill / (kKills - 1);
+            Child child = StartPmctl(args, outputs + ".out", outputs + ".err");
+            ASSERT_NE(-1, child.pid) << Describe(args);
+            std::this_thread::sleep_until(child.started + std::chrono::duration<double>(delay));
+            ::kill(child.pid, SIGKILL);
+            int status = 0;
+            ::waitpid(child.pid, &status, 0);
+            bool const killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+            ASSERT_TRUE(killed || (WIFEXITED(status) && WEXITSTATUS(status) == 0))
+                << Describe(args) << " ended with status " << status << "\n"
+                << ReadText(outputs + ".err");
+            std::string const ownBuild = buildPrefix + std::to_string(child.pid);
+            bool const open = !Named("company.pmco-wal").empty() || !Named(ownBuild).empty();
+
+            std::string const state = Render(file);
+            bool const whole = state == after;
+            std::string const when =
+                "killed " + std::to_string(delay * 1000) + " ms into " + Describe(args);
+            if (!whole && state != before) {
+                ADD_FAILURE() << when << ", the file is neither as before nor as after.\n"
+                              << "Not as before:\n"
+                              << Missing(state, before) << "Not as after:\n"
+                              << Missing(state, after);
+                continue;
+            }
+            (whole ? asAfter : asBefore) += 1;
+            midChange += killed && open && !whole;
+            afterCommit += killed && whole;
+            if (!state.empty()) {
+                PmctlRun verified = RunPmctl(
+                    {"verify", file, "--catalogue", whole ? kCatalogue : c.beforeCatalogue},
+                    outputs);
+                EXPECT_EQ(0, verified.code) << when << ":\n" << verified.out << verified.err;
+            }
+            // A copy of the file as it was is whole once it has its name.
+            for (std::string const& copy : Named(".bak")) {
+                if (copy.compare(copy.size() - 4, 4, ".bak") == 0) {
+                    EXPECT_EQ(before, Render(copy)) << when << ": " << copy;
+                }
+            }
+        }
+    }
+
+    // An uninterrupted run clears the files that killed creates built in.
+    // Only those files themselves: a create killed while it cleared an
+    // earlier build's files can leave that build's journal alone, under a
+    // name the clearing does not look for.
+    Fresh(c);
+    ASSERT_EQ(0, RunPmctl(args, outputs).code) << Describe(args);
+    std::vector<std::string> builds;
+    for (std::string const& name : Named(buildPrefix)) {
+        std::string const pid = name.substr(name.rfind(buildPrefix) + buildPrefix.size());
+        if (pid.find_first_not_of("0123456789") == std::string::npos) {
+            builds.push_back(name);
+        }
+    }
+    EXPECT_EQ(std::vector<std::string>(), builds);
+
+    std::cout << "[  killed  ] " << c.name << ": " << kills << " kills over 0-"
+              << static_cast<int>(normal * kSpan * 1000) << " ms (uninterrupted "
+              << static_cast<int>(normal * 1000) << " ms): " << asBefore << " as before, "
+              << asAfter << " as after; " << midChange << " killed inside the change, "
+              << afterCommit << " after its commit\n";
+    RecordProperty("as before", asBefore);
+    RecordProperty("as after", asAfter);
+    RecordProperty("killed inside the change", midChange);
+    RecordProperty("uninterrupted ms", static_cast<int>(normal * 1000));
+    // The kills spanned the command: some landed before the commit, some
+    // after, and some inside the change, with the file open.
+    EXPECT_GT(asBefore, 0);
+    EXPECT_GT(asAfter, 0);
+    EXPECT_GT(midChange, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Commands, KilledCommandTest,
+    ::testing::Values(
+        KillCase{"BankImport", "base.pmco", {"bank", "import", "FILE", "LIST"}},
+        KillCase{"Upgrade", "old.pmco", {"upgrade", "FILE", "--catalogue", kCatalogue}, kPrevious},
+        KillCase{"Unassign", "base.pmco", {"unassign", "FILE", "bob", "Sales"}},
+        KillCase{"RolesEdit",
+                 "base.pmco",
+                 {"roles", "edit", "FILE", "View Only", "--from-json", "GRANTS"}},
+        KillCase{"Reset", "edited.pmco", {"reset", "FILE", "--yes"}},
+        KillCase{"Create", "", {"create", "FILE"}}),
+    [](::testing::TestParamInfo<KillCase> const& info) { return std::string(info.param.name); });
+
+} // namespace
