@@ -14,9 +14,11 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <dirent.h>
 #include <sstream>
 #include <sys/stat.h>
@@ -58,16 +60,39 @@ std::string BuildPrefix(std::string const& path) {
 }
 
 void RemoveWithSidecars(std::string const& path) {
-    for (char const* suffix : {"", "-wal", "-shm", "-journal"}) {
+    // The file last: a process stopped half-way leaves a file that the next
+    // sweep finds, not a journal without it.
+    for (char const* suffix : {"-journal", "-wal", "-shm", ""}) {
         ::unlink((path + suffix).c_str());
     }
 }
 
-// Removes what a create killed outright (SIGKILL, a power cut) left beside
-// path: build files whose process is gone.
-void RemoveAbandonedBuilds(std::string const& path) {
+// Whether name, less a log, shared-memory or journal suffix, ends with
+// "-PID" of a process that is gone.
+bool LeftByAGoneProcess(std::string name) {
+    for (char const* suffix : {"-journal", "-wal", "-shm"}) {
+        std::size_t const length = std::strlen(suffix);
+        if (name.size() > length && name.compare(name.size() - length, length, suffix) == 0) {
+            name.erase(name.size() - length);
+            break;
+        }
+    }
+    std::size_t dash = name.rfind('-');
+    if (dash == std::string::npos || dash + 1 == name.size() ||
+        name.find_first_not_of("0123456789", dash + 1) != std::string::npos) {
+        return false;
+    }
+    long pid = std::strtol(name.c_str() + dash + 1, nullptr, 10);
+    return pid > 0 && ::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH;
+}
+
+// Removes what a process killed outright (SIGKILL, a power cut) left beside
+// path: the hidden files named after it (".NAME." ...) that end with the id of
+// a process that is gone, such as a company file being built or a copy being
+// written, each with its log and journal.
+void RemoveAbandonedFiles(std::string const& path) {
     std::string directory = DirectoryOf(path);
-    std::string prefix = BuildPrefix(path);
+    std::string prefix = "." + BaseName(path) + ".";
     DIR* dir = ::opendir(directory.c_str());
     if (dir == nullptr) {
         return;
@@ -75,25 +100,23 @@ void RemoveAbandonedBuilds(std::string const& path) {
     std::vector<std::string> abandoned;
     while (dirent* entry = ::readdir(dir)) {
         std::string name = entry->d_name;
-        if (name.compare(0, prefix.size(), prefix) != 0) {
-            continue;
-        }
-        char* end = nullptr;
-        long pid = std::strtol(name.c_str() + prefix.size(), &end, 10);
-        if (pid > 0 && *end == '\0' && ::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH) {
+        if (name.compare(0, prefix.size(), prefix) == 0 && LeftByAGoneProcess(name)) {
             abandoned.push_back(directory + "/" + name);
         }
     }
     ::closedir(dir);
-    for (std::string const& build : abandoned) {
-        RemoveWithSidecars(build);
+    // Longer names first: a journal goes before its file.
+    std::sort(abandoned.begin(), abandoned.end(),
+              [](std::string const& a, std::string const& b) { return a.size() > b.size(); });
+    for (std::string const& file : abandoned) {
+        ::unlink(file.c_str());
     }
 }
 
 CatalogueResult LoadCatalogue(CompanyOptions const& options) {
-    return options.catalogueText.empty() ? LoadCatalogueFile(options.catalogue)
-                                         : LoadCatalogueText(options.catalogueText,
-                                                             options.catalogue);
+    return options.catalogueText.empty()
+               ? LoadCatalogueFile(options.catalogue)
+               : LoadCatalogueText(options.catalogueText, options.catalogue);
 }
 
 } // namespace
@@ -133,6 +156,11 @@ std::unique_ptr<Company> Company::Open(std::string const& path, CompanyOptions c
     if (!catalogue.ok) {
         problem->message = catalogue.message;
         return nullptr;
+    }
+    if (options.access != CompanyAccess::kSnapshot) {
+        // A create killed between naming its file and dropping the build's
+        // name leaves the file with two names, which a change refuses.
+        RemoveAbandonedFiles(path);
     }
     CompanyFileResult file = options.access == CompanyAccess::kSnapshot
                                  ? OpenCompanyFileSnapshot(path)
@@ -193,7 +221,7 @@ std::unique_ptr<Company> Company::Create(std::string const& path, CompanyOptions
                            CurrentCompanyFilePath() + "' is open.";
         return nullptr;
     }
-    RemoveAbandonedBuilds(path);
+    RemoveAbandonedFiles(path);
     std::unique_ptr<Company> company(new Company());
     company->m_Path = path;
     company->m_Access = options.access;

@@ -536,7 +536,12 @@ CompanyFileResult BackupCompanyFile(std::string const& destination) {
     // bracket, the file as it was before the bracket.
     sqlite3* source = nullptr;
     sqlite3* copy = nullptr;
-    std::string partial = destination + ".partial";
+    // Hidden beside the copy, and named after this process, so that the host
+    // can tell one left by a process that was killed.
+    std::string::size_type slash = destination.rfind('/');
+    std::string partial = (slash == std::string::npos ? "" : destination.substr(0, slash + 1)) +
+                          "." + destination.substr(slash == std::string::npos ? 0 : slash + 1) +
+                          ".partial-" + std::to_string(::getpid());
     ::unlink(partial.c_str());
     int rc = sqlite3_open_v2(file.path.c_str(), &source, SQLITE_OPEN_READONLY, nullptr);
     if (rc == SQLITE_OK) {

@@ -2,6 +2,7 @@
 #include "CommandSupport.h"
 
 #include "Actions.h"
+#include "Verification.h"
 
 #include <PM/ActionMask.h>
 #include <PM/PermissionManager.h>
@@ -86,6 +87,21 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
         return code;
     }
     std::ostringstream held;
+    if (session->UpgradedOnOpen() && !options.saysUpgrade) {
+        // An upgrade can leave the predefined roles short of an entitlement
+        // it added: mended in the same change, as upgrade itself does.
+        Findings mended = RepairAll(*session);
+        if (!mended.InOrder()) {
+            PrintFindings(mended, false, Io{held, io.err});
+            io.out << held.str();
+            Complain(io, args.file) << "the upgrade could not be completed; nothing was changed\n";
+            return kExitFailed;
+        }
+        if (mended.adminShort || mended.accountantShort || !mended.accounts.empty() ||
+            !mended.orphans.empty()) {
+            PrintFindings(mended, false, Io{held, io.err});
+        }
+    }
     code = body(*session, Io{held, io.err});
     if (code != kExitOk) {
         io.out << held.str();
