@@ -1,7 +1,7 @@
 // Every kind of bad input: exit code 2, a message that names the fault and
 // the file, and the company file byte for byte as it was. A file that is not
 // a company file is refused before any of them is looked at, untouched.
-#include "PmctlTesting.h"
+#include "support/PmctlTesting.h"
 
 #include <filesystem>
 #include <fstream>
@@ -12,7 +12,7 @@ using namespace Pmctl;
 
 struct Case {
     char const* what;
-    PmctlTesting::Command run;
+    PMTest::Command run;
     char const* message; // after "pmctl: FILE: "
 };
 
@@ -108,28 +108,28 @@ Case const kCases[] = {
      "no bank account \"Nope:A\""},
 };
 
-class BadInputTest : public PmctlTesting::CommandTest {};
+class BadInputTest : public PMTest::CommandTest {};
 
 TEST_F(BadInputTest, ExitsWithTwoAndLeavesTheFileAsItWas) {
-    std::string const before = PmctlTesting::ReadBytes(m_File);
+    std::string const before = PMTest::ReadBytes(m_File);
     std::string const notes = Scratch("notes.pmco");
     std::ofstream(notes) << "not a company file\n";
     for (Case const& c : kCases) {
         SCOPED_TRACE(c.what);
-        PmctlTesting::Result result = Run(c.run);
+        PMTest::Result result = Run(c.run);
         EXPECT_EQ(kExitBadInput, result.code);
         EXPECT_EQ("pmctl: " + m_File + ": " + c.message + "\n", result.err);
         EXPECT_EQ("", result.out);
         EXPECT_FALSE(std::filesystem::exists(m_File + "-wal"));
-        EXPECT_TRUE(before == PmctlTesting::ReadBytes(m_File));
+        EXPECT_TRUE(before == PMTest::ReadBytes(m_File));
 
-        result = PmctlTesting::Capture([&](Io io) { return c.run({notes, "", false}, io); });
+        result = PMTest::Capture([&](Io io) { return c.run({notes, "", false}, io); });
         EXPECT_EQ(kExitBadInput, result.code);
         EXPECT_EQ("pmctl: Cannot open company file '" + notes +
                       "': it is not an SQLite database (its first 16 bytes are not \"SQLite "
                       "format 3\").\n",
                   result.err);
-        EXPECT_EQ("not a company file\n", PmctlTesting::ReadBytes(notes));
+        EXPECT_EQ("not a company file\n", PMTest::ReadBytes(notes));
     }
 }
 

@@ -1,20 +1,20 @@
 // The command line as a person types it: each command's options reach the
 // command, what does not parse exits 2, destructive commands ask first.
 #include "CommandLine.h"
-#include "PmctlTesting.h"
+#include "support/PmctlTesting.h"
 
 #include <sqlite3.h>
 
 namespace {
 
 using namespace Pmctl;
-using PmctlTesting::Capture;
+using PMTest::Capture;
 
-class CommandLineTest : public PmctlTesting::CommandTest {
+class CommandLineTest : public PMTest::CommandTest {
 protected:
     // Runs pmctl with the arguments; "F" stands for the company file. The
     // prompt answers with answer; without one, there is no terminal.
-    PmctlTesting::Result Pmctl(std::vector<std::string> args, char const* answer = nullptr) {
+    PMTest::Result Pmctl(std::vector<std::string> args, char const* answer = nullptr) {
         args.insert(args.begin(), "pmctl");
         for (std::string& arg : args) {
             arg = arg == "F" ? m_File : arg;
@@ -40,13 +40,13 @@ TEST_F(CommandLineTest, WhatDoesNotParseExitsTwoWithAHint) {
                                                  {"roles", "list", "F", "--grant", "x"},
                                                  {"users", "remove", "F", "--force"}}) {
         SCOPED_TRACE(::testing::PrintToString(args));
-        PmctlTesting::Result result = Pmctl(args);
+        PMTest::Result result = Pmctl(args);
         EXPECT_EQ(kExitBadInput, result.code);
         EXPECT_EQ(0u, result.err.find("pmctl: "));
         EXPECT_EQ("(pmctl --help lists the commands)\n",
                   result.err.substr(result.err.find('\n') + 1));
     }
-    PmctlTesting::Result help = Pmctl({"--help"});
+    PMTest::Result help = Pmctl({"--help"});
     EXPECT_EQ(0, help.code);
     EXPECT_NE(std::string::npos, help.out.find("unassign"));
 }
@@ -65,33 +65,33 @@ TEST_F(CommandLineTest, EachOptionReachesItsCommand) {
     EXPECT_EQ(0, Pmctl({"check", "F", "carol", "Invoices", "view"}).code);
 
     std::string const log = Scratch("pm.log");
-    PmctlTesting::Result acting =
+    PMTest::Result acting =
         Pmctl({"--log", log, "check", "F", "carol", "Invoices", "view", "--as", "OrvaneConnect"});
     EXPECT_EQ(0u, acting.out.find("allowed: OrvaneConnect for carol may view Invoices"));
     EXPECT_EQ("", acting.err) << "the library's log stays off the terminal";
-    EXPECT_NE(std::string::npos, PmctlTesting::ReadBytes(log).find(
-                                     "Platform\\SecurityRoles\\PM\\src\\permissionmanager"));
+    EXPECT_NE(std::string::npos,
+              PMTest::ReadBytes(log).find("Platform\\SecurityRoles\\PM\\src\\permissionmanager"));
     EXPECT_EQ(kExitBadInput, Pmctl({"--log", m_Dir + "/none/pm.log", "info", "F"}).code);
 
-    std::string const before = PmctlTesting::ReadBytes(m_File);
-    PmctlTesting::Result dry = Pmctl({"users", "add", "F", "erin", "--admin", "--dry-run"});
+    std::string const before = PMTest::ReadBytes(m_File);
+    PMTest::Result dry = Pmctl({"users", "add", "F", "erin", "--admin", "--dry-run"});
     EXPECT_EQ("added user erin (id 104, administrator); the user holds no role yet\n(dry run: "
               "nothing was written to " +
                   m_File + ")\n",
               dry.out);
-    EXPECT_TRUE(PmctlTesting::ReadBytes(m_File) == before);
+    EXPECT_TRUE(PMTest::ReadBytes(m_File) == before);
 }
 
 TEST_F(CommandLineTest, DestructiveCommandsAskFirstAndProtectWhatTheOfficeNeeds) {
-    std::string const before = PmctlTesting::ReadBytes(m_File);
-    PmctlTesting::Result unasked = Pmctl({"reset", "F"});
+    std::string const before = PMTest::ReadBytes(m_File);
+    PMTest::Result unasked = Pmctl({"reset", "F"});
     EXPECT_EQ(kExitBadInput, unasked.code);
     EXPECT_NE(std::string::npos, unasked.err.find("not on a terminal, it needs --yes"));
-    PmctlTesting::Result declined = Pmctl({"users", "remove", "F", "carol"}, "n");
+    PMTest::Result declined = Pmctl({"users", "remove", "F", "carol"}, "n");
     EXPECT_EQ(kExitFailed, declined.code);
     EXPECT_EQ("Remove the user carol from " + m_File + "? [y/N] ", asked);
     EXPECT_EQ("pmctl: nothing was changed\n", declined.err);
-    EXPECT_TRUE(PmctlTesting::ReadBytes(m_File) == before);
+    EXPECT_TRUE(PMTest::ReadBytes(m_File) == before);
 
     struct Step {
         std::vector<std::string> args;
@@ -108,7 +108,7 @@ TEST_F(CommandLineTest, DestructiveCommandsAskFirstAndProtectWhatTheOfficeNeeds)
     };
     for (Step const& step : steps) {
         SCOPED_TRACE(::testing::PrintToString(step.args));
-        PmctlTesting::Result result = Pmctl(step.args, step.answer);
+        PMTest::Result result = Pmctl(step.args, step.answer);
         EXPECT_EQ(step.code, result.code) << result.err;
     }
     nlohmann::json users = Json(UsersListCommand);

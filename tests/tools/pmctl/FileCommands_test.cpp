@@ -1,19 +1,18 @@
 // pmctl create, info, upgrade and reset on real company files.
-#include "PmctlTesting.h"
+#include "support/PmctlTesting.h"
 
 #include <fstream>
 
 namespace {
 
-using PmctlTesting::Capture;
-using PmctlTesting::ReadBytes;
+using PMTest::Capture;
+using PMTest::ReadBytes;
 
-class FileCommandsTest : public PmctlTesting::CommandTest {
+class FileCommandsTest : public PMTest::CommandTest {
 protected:
     nlohmann::json Info(Pmctl::FileArgs args) {
         args.json = true;
-        PmctlTesting::Result info =
-            Capture([&](Pmctl::Io io) { return Pmctl::InfoCommand(args, io); });
+        PMTest::Result info = Capture([&](Pmctl::Io io) { return Pmctl::InfoCommand(args, io); });
         EXPECT_EQ(0, info.code) << info.err;
         return nlohmann::json::parse(info.out);
     }
@@ -22,8 +21,7 @@ protected:
     }
     // The shipped catalogue with another permission data version.
     std::string CatalogueWithVersion(int version) {
-        nlohmann::json catalogue =
-            nlohmann::json::parse(ReadBytes(PmctlTesting::ShippedCatalogue()));
+        nlohmann::json catalogue = nlohmann::json::parse(ReadBytes(PMTest::ShippedCatalogue()));
         for (nlohmann::json& feature : catalogue["features"]) {
             if (feature["id"] == "0") {
                 feature["parameters"][2] = std::to_string(version);
@@ -37,7 +35,7 @@ protected:
 
 TEST_F(FileCommandsTest, CreateMakesTheDefaultsAndNeverOverwrites) {
     Pmctl::FileArgs fresh{Scratch("new.pmco"), "", false};
-    PmctlTesting::Result created =
+    PMTest::Result created =
         Capture([&](Pmctl::Io io) { return Pmctl::CreateCommand(fresh, "boss", io); });
     ASSERT_EQ(0, created.code) << created.err;
     EXPECT_NE(std::string::npos, created.out.find("administrator boss (user 101) holds Admin"));
@@ -50,7 +48,7 @@ TEST_F(FileCommandsTest, CreateMakesTheDefaultsAndNeverOverwrites) {
     EXPECT_EQ(1, info["users"]);
 
     std::string before = ReadBytes(fresh.file);
-    PmctlTesting::Result again =
+    PMTest::Result again =
         Capture([&](Pmctl::Io io) { return Pmctl::CreateCommand(fresh, "boss", io); });
     EXPECT_EQ(Pmctl::kExitBadInput, again.code);
     EXPECT_EQ("pmctl: " + fresh.file +
@@ -64,7 +62,7 @@ TEST_F(FileCommandsTest, OpeningWithANewerCatalogueUpgradesOnceAndAnOlderOneIsRe
     ASSERT_EQ(0, Create(old));
     Pmctl::FileArgs current{old.file, "", false};
 
-    PmctlTesting::Result upgrade =
+    PMTest::Result upgrade =
         Capture([&](Pmctl::Io io) { return Pmctl::UpgradeCommand(current, io); });
     EXPECT_EQ(0, upgrade.code) << upgrade.err;
     // A copy of the file as it was, then the upgrade and, in the same change,
@@ -86,8 +84,7 @@ TEST_F(FileCommandsTest, OpeningWithANewerCatalogueUpgradesOnceAndAnOlderOneIsRe
 
     // Version 26 would merge the file back: refused, and nothing written.
     std::string before = ReadBytes(old.file);
-    PmctlTesting::Result refused =
-        Capture([&](Pmctl::Io io) { return Pmctl::InfoCommand(old, io); });
+    PMTest::Result refused = Capture([&](Pmctl::Io io) { return Pmctl::InfoCommand(old, io); });
     EXPECT_EQ(Pmctl::kExitBadInput, refused.code);
     EXPECT_NE(std::string::npos,
               refused.err.find("its permission data is version 27, newer than version 26"));
@@ -100,12 +97,20 @@ TEST_F(FileCommandsTest, OpeningWithANewerCatalogueUpgradesOnceAndAnOlderOneIsRe
     EXPECT_EQ(true, opened["upgradeOnNextChange"]);
 }
 
-TEST_F(FileCommandsTest, ResetLeavesOnlyTheAdministratorWithARole) {
-    PmctlTesting::Result reset = Run(Pmctl::ResetCommand);
+// A reset copies the file as it was beside it, then leaves only the
+// administrator with a role.
+TEST_F(FileCommandsTest, ResetKeepsACopyAndLeavesOnlyTheAdministratorWithARole) {
+    PMTest::Result reset = Run(Pmctl::ResetCommand);
     ASSERT_EQ(0, reset.code) << reset.err;
+    std::string const said = "saved a copy of the file as it was: " + m_File + ".";
+    ASSERT_EQ(0u, reset.out.find(said)) << reset.out;
+    std::string const copy = reset.out.substr(
+        said.size() - m_File.size() - 1, reset.out.find('\n') - said.size() + m_File.size() + 1);
+    EXPECT_EQ(".bak", copy.substr(copy.size() - 4));
     EXPECT_NE(std::string::npos,
-              reset.out.find("  admin: Admin\n  carol: no role\n  dave: no role\n"))
-        << reset.out;
+              reset.out.find("  admin: Admin\n  carol: no role\n  dave: no role\n"));
+    std::string const held = "SELECT count(*) FROM user_roles WHERE role_id <> 0";
+    EXPECT_EQ("3 0", PMTest::Sql(copy, held) + " " + PMTest::Sql(m_File, held));
     nlohmann::json info = Info(File());
     EXPECT_EQ(8, info["roles"]["total"]);
     EXPECT_EQ(3, info["users"]);

@@ -1,6 +1,5 @@
-// pmctl roles: the tree drawing, show, delete, list, edit and copy.
-#include "EntitlementTree.h"
-#include "PmctlTesting.h"
+// pmctl roles: show, delete, list, edit and copy.
+#include "support/PmctlTesting.h"
 
 #include <fstream>
 #include <map>
@@ -9,19 +8,7 @@ namespace {
 
 using namespace Pmctl;
 
-TEST(TreePrefixesTest, EachRowHangsFromItsParentAndTheLastChildClosesTheBranch) {
-    // depths: A, A1, A1a, A2, B, B1
-    std::vector<TreeRow> rows;
-    for (int depth : {0, 1, 2, 1, 0, 1}) {
-        rows.push_back({0, 0, depth, "", 0});
-    }
-    std::vector<std::string> expected = {
-        "├── ", "│   ├── ", "│   │   └── ", "│   └── ", "└── ", "    └── ",
-    };
-    EXPECT_EQ(expected, TreePrefixes(rows));
-}
-
-class RoleCommandsTest : public PmctlTesting::CommandTest {};
+class RoleCommandsTest : public PMTest::CommandTest {};
 
 TEST_F(RoleCommandsTest, ShowListsTheVisibleTreeParentsFirstWithTheRolesActions) {
     nlohmann::json json = Json([](auto& f, Io io) { return RolesShowCommand(f, "Sales", io); });
@@ -39,14 +26,14 @@ TEST_F(RoleCommandsTest, ShowListsTheVisibleTreeParentsFirstWithTheRolesActions)
     EXPECT_EQ(0, maskOf["Bills"]);
     EXPECT_EQ(0u, maskOf.count("PermissionData")); // invisible
 
-    PmctlTesting::Result text = Run([](auto& f, Io io) { return RolesShowCommand(f, "4", io); });
+    PMTest::Result text = Run([](auto& f, Io io) { return RolesShowCommand(f, "4", io); });
     ASSERT_EQ(0, text.code) << text.err;
     EXPECT_EQ(0u, text.out.find("Sales (role 4)\n├── Accounting "));
     EXPECT_EQ(json["entitlements"].size() + 1, std::count(text.out.begin(), text.out.end(), '\n'));
 }
 
 TEST_F(RoleCommandsTest, DeleteTakesTheRoleFromItsUsers) {
-    PmctlTesting::Result deleted =
+    PMTest::Result deleted =
         Run([](auto& f, Io io) { return RolesDeleteCommand(f, "Purchasing", io); });
     EXPECT_EQ(0, deleted.code) << deleted.err;
     EXPECT_EQ("deleted the role Purchasing (role 5); it was taken from dave\n", deleted.out);
@@ -59,7 +46,7 @@ TEST_F(RoleCommandsTest, DeleteTakesTheRoleFromItsUsers) {
 TEST_F(RoleCommandsTest, EditSetsTheNamedMasksFromGrantsAndJsonAndSlavesFollowTheirMaster) {
     std::string grants = Scratch("grants.json");
     std::ofstream(grants) << R"({"Bills": ["view", "print"], "Journal Entries": 63, "9": "none"})";
-    PmctlTesting::Result edit = Run([&](auto& f, Io io) {
+    PMTest::Result edit = Run([&](auto& f, Io io) {
         return RolesEditCommand(f, "Sales", {"Estimates=view,create", "Invoices=view"}, grants, io);
     });
     ASSERT_EQ(0, edit.code) << edit.err;
@@ -89,20 +76,20 @@ TEST_F(RoleCommandsTest, GrantsThatCannotBeMeantAreRefused) {
         {R"({"Journal Entries": 1.5})", "$[\"Journal Entries\"]: mask 1.5 is not an action (masks "
                                         "are whole numbers from 0 to 127)"},
     };
-    std::string const before = PmctlTesting::ReadBytes(m_File);
+    std::string const before = PMTest::ReadBytes(m_File);
     for (auto const& [json, error] : cases) {
         SCOPED_TRACE(json);
         std::ofstream(grants, std::ios::trunc) << json;
-        PmctlTesting::Result result =
+        PMTest::Result result =
             Run([&](auto& f, Io io) { return RolesEditCommand(f, "Sales", {}, grants, io); });
         EXPECT_EQ(kExitBadInput, result.code);
         EXPECT_EQ("pmctl: " + grants + ": " + error + "\n", result.err);
     }
-    EXPECT_TRUE(PmctlTesting::ReadBytes(m_File) == before);
+    EXPECT_TRUE(PMTest::ReadBytes(m_File) == before);
 }
 
 TEST_F(RoleCommandsTest, CopyMakesANewRoleWithTheSameMasksAndListShowsIt) {
-    PmctlTesting::Result copy =
+    PMTest::Result copy =
         Run([](auto& f, Io io) { return RolesCopyCommand(f, "Sales", "Sales East", io); });
     ASSERT_EQ(0, copy.code) << copy.err;
     EXPECT_EQ("copied Sales to Sales East (role 8)\n", copy.out);

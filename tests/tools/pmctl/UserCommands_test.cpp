@@ -1,11 +1,11 @@
 // pmctl users, assign, unassign, check and explain.
-#include "PmctlTesting.h"
+#include "support/PmctlTesting.h"
 
 namespace {
 
 using namespace Pmctl;
 
-class UserCommandsTest : public PmctlTesting::CommandTest {
+class UserCommandsTest : public PMTest::CommandTest {
 protected:
     // "name:Role,Role" for each user, in id order, joined by "; ".
     std::string Holdings() const {
@@ -74,7 +74,7 @@ TEST_F(UserCommandsTest, CheckAnswersAsTheHostDoesAndExplainShowsWhichRoleGrants
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(std::string(c.user) + " " + c.entitlement + " " + c.action);
-        PmctlTesting::Result result = Run([&](auto& f, Io io) {
+        PMTest::Result result = Run([&](auto& f, Io io) {
             return CheckCommand(f, c.user, c.entitlement, c.action, c.application, io);
         });
         EXPECT_EQ(c.code, result.code) << result.err;

@@ -1,41 +1,55 @@
-// pmctl verify: the report and the repair of the two predefined roles.
-#include "PmctlTesting.h"
+// pmctl verify: the predefined roles whole, no bank account on which a role
+// holds less than on its parent, no assignment whose user or role is gone;
+// found on a snapshot, mended all in one change.
+#include "support/PmctlTesting.h"
 
 namespace {
 
 using namespace Pmctl;
+using PMTest::Sql;
 
-class VerifyCommandTest : public PmctlTesting::CommandTest {};
+class VerifyCommandTest : public PMTest::CommandTest {};
 
-TEST_F(VerifyCommandTest, VerifyReportsInOrderThenAfterARepairWritesTheFullMask) {
+TEST_F(VerifyCommandTest, FindsEachFaultAndMendsThemAllInOneChange) {
     auto verify = [](bool repair) {
         return [repair](auto& f, Io io) { return VerifyCommand(f, repair, false, io); };
     };
-    PmctlTesting::Result clean = Run(verify(false));
-    EXPECT_EQ(0, clean.code) << clean.err;
-    EXPECT_EQ("Admin: in order\nExternal Accountant: in order\nbank accounts and assignments: in "
-              "order\n",
-              clean.out);
-    // External Accountant is not protected like Admin: take a right away.
+    EXPECT_EQ(0, Run(verify(false)).code);
+    // External Accountant is not protected like Admin: an edit takes a right away.
     ASSERT_EQ(0, Run([](auto& f, Io io) {
                      return RolesEditCommand(f, "External Accountant", {"Bank Registers=view"}, "",
                                              io);
                  }).code);
-    PmctlTesting::Result report = Run(verify(false));
-    EXPECT_EQ(1, report.code);
-    EXPECT_EQ(
-        "Admin: in order\nExternal Accountant: short\n  Permissions: The external "
-        "accountant role is lacking permissions to one or more entitlements.\nbank accounts and "
-        "assignments: in order\n",
-        report.out);
-    PmctlTesting::Result repair = Run(verify(true));
-    EXPECT_EQ(0, repair.code) << repair.out;
-    EXPECT_EQ(
-        "Admin: in order\nExternal Accountant: repaired\n  Permissions: Corrected external "
-        "accountant entitlement permissions on Bank Registers\nbank accounts and assignments: in "
-        "order\n",
-        repair.out);
-    EXPECT_EQ(63, RoleMask("External Accountant", "Bank Registers"));
+    ASSERT_EQ(0, Run([](auto& f, Io io) { return BankAddCommand(f, "Checking", io); }).code);
+    // Written by another program: View Only holds less on Checking than on
+    // Bank Accounts, Sales more (no fault), and an assignment of a gone user.
+    for (char const* sql : {"UPDATE role_actions SET action_type = 0 WHERE role_id = 6 AND "
+                            "entitlement_id = 300000",
+                            "UPDATE role_actions SET action_type = 1 WHERE role_id = 4 AND "
+                            "entitlement_id = 300000",
+                            "INSERT INTO user_roles VALUES (9, 4)"}) {
+        Sql(m_File, sql);
+    }
+    PMTest::Result found = Run(verify(false));
+    EXPECT_EQ(kExitFailed, found.code);
+    EXPECT_EQ("Admin: in order\nExternal Accountant: short\n  Permissions: The external accountant "
+              "role is lacking permissions to one or more entitlements.\nbank accounts where a "
+              "role holds less than on the parent, to mend: 1\n  Checking: View Only holds none, "
+              "less than view on Bank Accounts\nassignments whose user or role is gone, to mend: "
+              "1\n  an assignment of record key 9 to role 4: no such user (role Sales)\n",
+              found.out);
+    PMTest::Result repaired = Run(verify(true));
+    EXPECT_EQ(0, repaired.code) << repaired.out;
+    EXPECT_EQ(0u, repaired.out.find("Admin: in order\nExternal Accountant: repaired\n  "
+                                    "Permissions: Corrected external accountant entitlement "
+                                    "permissions on Bank Registers\n"));
+    EXPECT_EQ("63 1 ", Sql(m_File, "SELECT action_type FROM role_actions WHERE role_id = 2 AND "
+                                   "entitlement_id = 81") +
+                           " " +
+                           Sql(m_File, "SELECT action_type FROM role_actions WHERE role_id "
+                                       "= 6 AND entitlement_id = 300000") +
+                           " " + Sql(m_File, "SELECT role_id FROM user_roles WHERE user_key = 9"));
+    EXPECT_EQ(0, Run(verify(false)).code);
 }
 
 } // namespace

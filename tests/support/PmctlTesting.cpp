@@ -1,5 +1,5 @@
 // Scratch files and captured runs for the pmctl tests.
-#include "PmctlTesting.h"
+#include "support/PmctlTesting.h"
 
 #include <host/records/CompanyFileJournal.h>
 
@@ -11,7 +11,7 @@
 
 namespace fs = std::filesystem;
 
-namespace PmctlTesting {
+namespace PMTest {
 
 namespace {
 
@@ -130,4 +130,4 @@ void CommandTest::TearDown() {
     fs::remove_all(m_Dir);
 }
 
-} // namespace PmctlTesting
+} // namespace PMTest

@@ -12,7 +12,7 @@
 #include <sstream>
 #include <string>
 
-namespace PmctlTesting {
+namespace PMTest {
 
 // What one command printed and returned.
 struct Result {
@@ -65,4 +65,4 @@ protected:
     std::string m_File;
 };
 
-} // namespace PmctlTesting
+} // namespace PMTest
