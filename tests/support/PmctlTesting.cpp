@@ -1,6 +1,8 @@
 // Scratch files and captured runs for the pmctl tests.
 #include "support/PmctlTesting.h"
 
+#include "CommandLine.h"
+
 #include <host/records/CompanyFileJournal.h>
 
 #include <filesystem>
@@ -104,11 +106,36 @@ nlohmann::json CommandTest::Json(Command const& command) const {
     return result.code == 0 ? nlohmann::json::parse(result.out) : nlohmann::json();
 }
 
+Result CommandTest::Pmctl(std::string const& line, std::string const& file) const {
+    std::vector<std::string> args = {"pmctl"};
+    bool quoted = false;
+    bool inWord = false;
+    for (char c : line) {
+        if (c == ' ' && !quoted) {
+            inWord = false;
+            continue;
+        }
+        if (!inWord) {
+            args.emplace_back();
+            inWord = true;
+        }
+        if (c == '"') {
+            quoted = !quoted;
+        } else {
+            args.back() += c;
+        }
+    }
+    for (std::string& arg : args) {
+        arg = arg == "F" ? file : arg;
+    }
+    return Capture([&](Pmctl::Io io) { return Pmctl::RunCommandLine(args, io, nullptr); });
+}
+
 void CommandTest::RunSteps(std::vector<Step> const& steps,
                            std::function<std::string()> const& state) const {
     for (Step const& step : steps) {
-        SCOPED_TRACE(step.what);
-        Result result = Run(step.run);
+        SCOPED_TRACE(step.line);
+        Result result = Pmctl(step.line);
         EXPECT_EQ(step.code, result.code) << result.err;
         EXPECT_EQ(step.state, state());
     }

@@ -45,17 +45,21 @@ protected:
     Pmctl::FileArgs File(bool json = false) const { return {m_File, "", json}; }
     // Runs the command on the company file, with --json when asked for.
     Result Run(Command const& command, bool json = false) const;
+    // Runs a pmctl command line as a person types it: words split at blanks,
+    // "double quotes" keep blanks, F stands for the company file (or file). No
+    // terminal: destructive commands need --yes.
+    Result Pmctl(std::string const& line) const { return Pmctl(line, m_File); }
+    Result Pmctl(std::string const& line, std::string const& file) const;
     // Runs the command with --json; a failure unless it exits 0; its output parsed.
     nlohmann::json Json(Command const& command) const;
     // The role's mask on the entitlement as roles show gives it; -1 (and a
     // failure) when the entitlement is not in the role's tree.
     long RoleMask(char const* role, char const* entitlement) const;
 
-    // Runs each step in turn on the company file; after each, its exit code
-    // and what state() then renders of the file.
+    // Runs each step's command line in turn; after each, its exit code and
+    // what state() then renders of the file.
     struct Step {
-        char const* what;
-        Command run;
+        char const* line;
         int code;
         char const* state;
     };

@@ -8,104 +8,60 @@
 
 namespace {
 
-using namespace Pmctl;
+using Pmctl::kExitBadInput;
 
+// A command line, and what follows "pmctl: FILE: " in its one line on
+// standard error.
 struct Case {
-    char const* what;
-    PMTest::Command run;
-    char const* message; // after "pmctl: FILE: "
+    char const* line;
+    char const* message;
 };
 
 Case const kCases[] = {
-    {"unknown user", [](auto& f, Io io) { return AssignCommand(f, "zoe", "Sales", io); },
-     "no user named \"zoe\""},
-    {"unknown role", [](auto& f, Io io) { return AssignCommand(f, "carol", "Clerk", io); },
-     "no role named \"Clerk\""},
-    {"unknown role id", [](auto& f, Io io) { return AssignCommand(f, "carol", "99", io); },
-     "no role named \"99\""},
-    {"role not held", [](auto& f, Io io) { return UnassignCommand(f, "carol", "Admin", io); },
-     "carol does not hold the role Admin"},
-    {"unknown entitlement",
-     [](auto& f, Io io) { return CheckCommand(f, "carol", "Invoicez", "view", "", io); },
-     "no entitlement named \"Invoicez\""},
-    {"unknown entitlement id",
-     [](auto& f, Io io) { return ExplainCommand(f, "carol", "299999", io); },
-     "no entitlement named \"299999\""},
-    {"unknown action",
-     [](auto& f, Io io) { return CheckCommand(f, "carol", "Invoices", "viw", "", io); },
+    {"assign F zoe Sales", "no user named \"zoe\""},
+    {"assign F carol Clerk", "no role named \"Clerk\""},
+    {"assign F carol 99", "no role named \"99\""},
+    {"unassign F carol Admin", "carol does not hold the role Admin"},
+    {"check F carol Invoicez view", "no entitlement named \"Invoicez\""},
+    {"explain F carol 299999", "no entitlement named \"299999\""},
+    {"check F carol Invoices viw",
      "unknown action \"viw\" (actions: view, create, modify, delete, print, viewbal, custom, "
      "none, full)"},
-    {"two actions",
-     [](auto& f, Io io) { return CheckCommand(f, "carol", "Invoices", "view,create", "", io); },
-     "check asks about one action, not \"view,create\""},
-    {"unknown application",
-     [](auto& f, Io io) { return CheckCommand(f, "carol", "Invoices", "view", "Nope", io); },
+    {"check F carol Invoices view,create", "check asks about one action, not \"view,create\""},
+    {"check F carol Invoices view --as Nope",
      "no integrated application named \"Nope\" in the catalogue (applications: OrvaneConnect, "
      "TimeClockBridge)"},
-    {"unknown role to show", [](auto& f, Io io) { return RolesShowCommand(f, "Nope", io); },
-     "no role named \"Nope\""},
-    {"protected role", [](auto& f, Io io) { return RolesDeleteCommand(f, "admin", io); },
+    {"roles show F Nope", "no role named \"Nope\""},
+    {"roles delete F admin --yes",
      "the role Admin is one of the two predefined roles that the office needs; --force deletes "
      "it anyway"},
-    {"taken user name", [](auto& f, Io io) { return UsersAddCommand(f, "dave", false, io); },
-     "there is a user named \"dave\" already"},
-    {"empty user name", [](auto& f, Io io) { return UsersAddCommand(f, "", false, io); },
-     "a user name cannot be empty"},
-    {"Admin is not edited",
-     [](auto& f, Io io) { return RolesEditCommand(f, "Admin", {"Invoices=view"}, "", io); },
-     "the role Admin holds every action on everything and cannot be edited"},
-    {"grant without actions",
-     [](auto& f, Io io) { return RolesEditCommand(f, "Sales", {"Invoices"}, "", io); },
-     "a grant is ENTITLEMENT=ACTIONS, not \"Invoices\""},
-    {"unknown action in a grant",
-     [](auto& f, Io io) { return RolesEditCommand(f, "Sales", {"Bills=view,fly"}, "", io); },
-     "in \"Bills=view,fly\": unknown action \"fly\" (actions: view, create, modify, delete, "
-     "print, viewbal, custom, none, full)"},
-    {"grant on an unknown entitlement",
-     [](auto& f, Io io) {
-         return RolesEditCommand(f, "Sales", {"Bills=view", "Billz=view"}, "", io);
-     },
-     "no entitlement named \"Billz\""},
-    {"granted twice",
-     [](auto& f, Io io) {
-         return RolesEditCommand(f, "Sales", {"Invoices=view", "6=none"}, "", io);
-     },
-     "Invoices is granted twice"},
-    {"copy to a taken name",
-     [](auto& f, Io io) { return RolesCopyCommand(f, "Sales", "purchasing", io); },
-     "there is a role named \"purchasing\" already"},
-    {"copy to a long name",
-     [](auto& f, Io io) { return RolesCopyCommand(f, "Sales", std::string(30, 'x'), io); },
-     "a role name has 1 to 29 characters: \"xxxxxxxxxxxxxxxxxxxxxxxxxxxxxx\""},
-    {"a control character in a name",
-     [](auto& f, Io io) { return UsersAddCommand(f, "ab\x01", false, io); },
-     "the user name has a control character (U+0001) at character 3"},
-    {"a role name that is not UTF-8",
-     [](auto& f, Io io) { return RolesCopyCommand(f, "Sales", "Caf\xE9", io); },
-     "the role name has a byte that is not UTF-8 (0xE9) at character 4"},
-    {"a blank around an account's name",
-     [](auto& f, Io io) { return BankAddCommand(f, "Checking :Payroll", io); },
-     "the account name \"Checking \" has a blank at its end"},
-    {"the version record granted",
-     [](auto& f, Io io) { return RolesEditCommand(f, "Sales", {"0=view"}, "", io); },
-     "\"0\" is the version record, not an entitlement"},
-    {"the last holder of Admin", [](auto& f, Io io) { return UnassignCommand(f, "admin", "", io); },
-     "admin is the last holder of Admin, and without one nobody can manage the rights; --force "
-     "does it anyway"},
-    {"a predefined role",
-     [](auto& f, Io io) { return RolesDeleteCommand(f, "External Accountant", io); },
+    {"roles delete F \"External Accountant\" --yes",
      "the role External Accountant is one of the two predefined roles that the office needs; "
      "--force deletes it anyway"},
-    {"only administrator", [](auto& f, Io io) { return UsersRemoveCommand(f, "admin", io); },
-     "admin is the only administrator and cannot be removed"},
-    {"account under an unknown one",
-     [](auto& f, Io io) { return BankAddCommand(f, "Nope:Sub", io); },
-     "no bank account \"Nope\" to hold \"Sub\""},
-    {"unknown account to remove", [](auto& f, Io io) { return BankRemoveCommand(f, "Nope", io); },
-     "no bank account \"Nope\""},
-    {"unknown account to rename",
-     [](auto& f, Io io) { return BankRenameCommand(f, "Nope:A", "Nope:B", io); },
-     "no bank account \"Nope:A\""},
+    {"users add F dave", "there is a user named \"dave\" already"},
+    {"users add F \"\"", "a user name cannot be empty"},
+    {"users add F ab\x01", "the user name has a control character (U+0001) at character 3"},
+    {"roles copy F Sales Caf\xE9",
+     "the role name has a byte that is not UTF-8 (0xE9) at character 4"},
+    {"bank add F \"Checking :Payroll\"", "the account name \"Checking \" has a blank at its end"},
+    {"roles edit F Admin --grant Invoices=view",
+     "the role Admin holds every action on everything and cannot be edited"},
+    {"roles edit F Sales --grant Invoices", "a grant is ENTITLEMENT=ACTIONS, not \"Invoices\""},
+    {"roles edit F Sales --grant Bills=view,fly",
+     "in \"Bills=view,fly\": unknown action \"fly\" (actions: view, create, modify, delete, "
+     "print, viewbal, custom, none, full)"},
+    {"roles edit F Sales --grant Bills=view --grant Billz=view", "no entitlement named \"Billz\""},
+    {"roles edit F Sales --grant Invoices=view --grant 6=none", "Invoices is granted twice"},
+    {"roles edit F Sales --grant 0=view", "\"0\" is the version record, not an entitlement"},
+    {"roles copy F Sales purchasing", "there is a role named \"purchasing\" already"},
+    {"roles copy F Sales xxxxxxxxxxxxxxxxxxxxxxxxxxxxxx",
+     "a role name has 1 to 29 characters: \"xxxxxxxxxxxxxxxxxxxxxxxxxxxxxx\""},
+    {"unassign F admin", "admin is the last holder of Admin, and without one nobody can manage "
+                         "the rights; --force does it anyway"},
+    {"users remove F admin --yes", "admin is the only administrator and cannot be removed"},
+    {"bank add F Nope:Sub", "no bank account \"Nope\" to hold \"Sub\""},
+    {"bank remove F Nope --yes", "no bank account \"Nope\""},
+    {"bank rename F Nope:A Nope:B", "no bank account \"Nope:A\""},
 };
 
 class BadInputTest : public PMTest::CommandTest {};
@@ -115,15 +71,15 @@ TEST_F(BadInputTest, ExitsWithTwoAndLeavesTheFileAsItWas) {
     std::string const notes = Scratch("notes.pmco");
     std::ofstream(notes) << "not a company file\n";
     for (Case const& c : kCases) {
-        SCOPED_TRACE(c.what);
-        PMTest::Result result = Run(c.run);
+        SCOPED_TRACE(c.line);
+        PMTest::Result result = Pmctl(c.line);
         EXPECT_EQ(kExitBadInput, result.code);
         EXPECT_EQ("pmctl: " + m_File + ": " + c.message + "\n", result.err);
         EXPECT_EQ("", result.out);
         EXPECT_FALSE(std::filesystem::exists(m_File + "-wal"));
         EXPECT_TRUE(before == PMTest::ReadBytes(m_File));
 
-        result = PMTest::Capture([&](Io io) { return c.run({notes, "", false}, io); });
+        result = Pmctl(c.line, notes);
         EXPECT_EQ(kExitBadInput, result.code);
         EXPECT_EQ("pmctl: Cannot open company file '" + notes +
                       "': it is not an SQLite database (its first 16 bytes are not \"SQLite "

@@ -28,34 +28,21 @@ protected:
 TEST_F(BankCommandsTest, AccountsAreAddedRenamedMovedAndRemovedWithTheirParentsRights) {
     RunSteps(
         {
-            {"add", [](auto& f, Io io) { return BankAddCommand(f, "Checking", io); }, 0,
-             "300000 Checking"},
-            {"add a sub-account",
-             [](auto& f, Io io) { return BankAddCommand(f, "Checking:Payroll", io); }, 0,
-             "300000 Checking; 300001 Checking:Payroll"},
-            {"add another", [](auto& f, Io io) { return BankAddCommand(f, "Savings", io); }, 0,
-             "300000 Checking; 300001 Checking:Payroll; 300002 Savings"},
-            {"rename a sub-account",
-             [](auto& f, Io io) {
-                 return BankRenameCommand(f, "Checking:Payroll", "Checking:Wages", io);
-             },
-             0, "300000 Checking; 300001 Checking:Wages; 300002 Savings"},
-            {"move it",
-             [](auto& f, Io io) {
-                 return BankRenameCommand(f, "Checking:Wages", "Savings:Wages", io);
-             },
-             0, "300000 Checking; 300002 Savings; 300001 Savings:Wages"},
-            {"a top-level account stays where it is",
-             [](auto& f, Io io) { return BankRenameCommand(f, "Checking", "Current", io); }, 2,
+            {"bank add F Checking", 0, "300000 Checking"},
+            {"bank add F Checking:Payroll", 0, "300000 Checking; 300001 Checking:Payroll"},
+            {"bank add F Savings", 0, "300000 Checking; 300001 Checking:Payroll; 300002 Savings"},
+            {"bank rename F Checking:Payroll Checking:Wages", 0,
+             "300000 Checking; 300001 Checking:Wages; 300002 Savings"},
+            {"bank rename F Checking:Wages Savings:Wages", 0,
              "300000 Checking; 300002 Savings; 300001 Savings:Wages"},
-            {"a parent with a sub-account stays",
-             [](auto& f, Io io) { return BankRemoveCommand(f, "Savings", io); }, 2,
+            // A top-level account stays where it is; a parent keeps its sub-accounts.
+            {"bank rename F Checking Current", 2,
              "300000 Checking; 300002 Savings; 300001 Savings:Wages"},
-            {"remove", [](auto& f, Io io) { return BankRemoveCommand(f, "Savings:Wages", io); }, 0,
-             "300000 Checking; 300002 Savings"},
-            {"ids are not used again",
-             [](auto& f, Io io) { return BankAddCommand(f, "Wages", io); }, 0,
-             "300000 Checking; 300002 Savings; 300003 Wages"},
+            {"bank remove F Savings --yes", 2,
+             "300000 Checking; 300002 Savings; 300001 Savings:Wages"},
+            {"bank remove F Savings:Wages --yes", 0, "300000 Checking; 300002 Savings"},
+            {"bank add F Wages", 0,
+             "300000 Checking; 300002 Savings; 300003 Wages"}, // ids stay used
         },
         [this] { return Accounts(); });
     // admin (Admin) holds everything on Bank Accounts, carol (Sales) nothing.
