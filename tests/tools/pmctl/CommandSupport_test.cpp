@@ -30,40 +30,31 @@ protected:
     // A company file made with the previous release's catalogue.
     std::string OlderFile() {
         std::string path = Scratch("older.pmco");
-        FileArgs args{path, PM_CATALOGUE_DIR "/catalogue-previous.json"};
-        EXPECT_EQ(0, Capture([&](Io io) { return CreateCommand(args, "admin", io); }).code);
+        EXPECT_EQ(
+            0,
+            Pmctl("create F --catalogue " PM_CATALOGUE_DIR "/catalogue-previous.json", path).code);
         return path;
     }
 };
 
 TEST_F(CommandSupportTest, ReadsNeverWriteTheFile) {
     std::string const older = OlderFile();
-    std::string const html = Scratch("page.html");
-    struct Case {
-        char const* what;
-        PMTest::Command run;
-        int code;
-    } const cases[] = {
-        {"info", InfoCommand, 0},
-        {"check as an application, which makes its role",
-         [](auto& f, Io io) {
-             return CheckCommand(f, "admin", "Invoices", "view", "OrvaneConnect", io);
-         },
-         0},
-        {"explain", [](auto& f, Io io) { return ExplainCommand(f, "admin", "Invoices", io); }, 0},
-        {"users list", UsersListCommand, 0},
-        {"roles list", [](auto& f, Io io) { return RolesListCommand(f, true, io); }, 0},
-        {"roles show", [](auto& f, Io io) { return RolesShowCommand(f, "Admin", io); }, 0},
-        {"bank list", BankListCommand, 0},
-        {"verify: an upgrade leaves the predefined roles short",
-         [](auto& f, Io io) { return VerifyCommand(f, false, false, io); }, 1},
-        {"matrix", [&](auto& f, Io io) { return MatrixCommand(f, html, "", false, io); }, 0},
-    };
     std::string const before = ReadBytes(older);
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.what);
-        PMTest::Result result = Capture([&](Io io) { return c.run({older, ""}, io); });
-        EXPECT_EQ(c.code, result.code) << result.err;
+    std::pair<std::string, int> const reads[] = {
+        {"info F", 0},
+        {"check F admin Invoices view --as OrvaneConnect", 0}, // makes the application's role
+        {"explain F admin Invoices", 0},
+        {"users list F", 0},
+        {"roles list F --all", 0},
+        {"roles show F Admin", 0},
+        {"bank list F", 0},
+        {"verify F", 1}, // the upgrade, in the snapshot, leaves a predefined role short
+        {"matrix F --html " + Scratch("page.html"), 0},
+    };
+    for (auto const& [line, code] : reads) {
+        SCOPED_TRACE(line);
+        PMTest::Result result = Pmctl(line, older);
+        EXPECT_EQ(code, result.code) << result.err;
         EXPECT_TRUE(ReadBytes(older) == before) << "the file changed";
         EXPECT_EQ("pmctl: " + older +
                       ": note: this file will be upgraded from version 24 to 27 on the next "
@@ -71,9 +62,8 @@ TEST_F(CommandSupportTest, ReadsNeverWriteTheFile) {
                   result.err);
     }
     EXPECT_FALSE(fs::exists(older + "-wal"));
-    EXPECT_NE(std::string::npos, Capture([&](Io io) {
-                                     return InfoCommand({older, ""}, io);
-                                 }).out.find("upgrade         to version 27 on the next change"));
+    EXPECT_NE(std::string::npos,
+              Pmctl("info F", older).out.find("upgrade         to version 27 on the next change"));
 
     // A catalogue of a higher version that lacks most entitlements: read with
     // it, the file would lose them; as a snapshot, it loses nothing.
@@ -87,7 +77,7 @@ TEST_F(CommandSupportTest, ReadsNeverWriteTheFile) {
     std::string const smallCatalogue = Scratch("small.json");
     std::ofstream(smallCatalogue) << small.dump();
     std::string const current = ReadBytes(m_File);
-    Capture([&](Io io) { return InfoCommand({m_File, smallCatalogue}, io); });
+    Pmctl("info F --catalogue " + smallCatalogue);
     EXPECT_TRUE(ReadBytes(m_File) == current) << "a read with another catalogue wrote the file";
 }
 
@@ -108,10 +98,8 @@ TEST_F(CommandSupportTest, AReadOnlyFileInAReadOnlyDirectoryCanBeRead) {
         if (::setgid(65534) != 0 || ::setuid(65534) != 0) {
             ::_exit(99);
         }
-        PMTest::Result users = Capture([&](Io io) { return UsersListCommand({copy, ""}, io); });
-        PMTest::Result change = Capture([&](Io io) {
-            return UsersAddCommand({copy, ""}, "eve", false, io);
-        });
+        PMTest::Result users = Pmctl("users list F", copy);
+        PMTest::Result change = Pmctl("users add F eve", copy);
         bool ok = users.code == 0 && users.out.find("carol") != std::string::npos &&
                   change.code == kExitBadInput &&
                   change.err.find("it is read-only") != std::string::npos;
@@ -132,40 +120,30 @@ TEST_F(CommandSupportTest, AChangeThatFailsHalfWayLeavesTheFileAsItWas) {
     std::ofstream(list) << "Checking\nChecking:Payroll\nSavings\n";
     std::string const grants = Scratch("grants.json");
     std::ofstream(grants) << R"({"Invoices": "full", "Bills": ["view"], "Employees": 3})";
-    struct Case {
-        char const* what;
-        std::string file;
-        PMTest::Command run;
-    } const cases[] = {
-        {"upgrade", older, UpgradeCommand},
-        {"an upgrade by a change", older,
-         [](auto& f, Io io) { return AssignCommand(f, "admin", "Sales", io); }},
-        {"reset", m_File, ResetCommand},
-        {"bank import", m_File,
-         [&](auto& f, Io io) { return BankImportCommand(f, list, false, io); }},
-        {"unassign", m_File,
-         [](auto& f, Io io) { return UnassignCommand(f, "dave", "Purchasing", io); }},
-        {"roles edit", m_File,
-         [&](auto& f, Io io) { return RolesEditCommand(f, "Sales", {}, grants, io); }},
-        {"users remove", m_File, [](auto& f, Io io) { return UsersRemoveCommand(f, "dave", io); }},
-        {"roles copy", m_File,
-         [](auto& f, Io io) { return RolesCopyCommand(f, "Sales", "Sales East", io); }},
+    std::pair<std::string, std::string> const changes[] = {
+        {older, "upgrade F --catalogue " + PMTest::ShippedCatalogue()},
+        {older, "assign F admin Sales"}, // upgrades on the way
+        {m_File, "reset F --yes"},
+        {m_File, "bank import F " + list},
+        {m_File, "unassign F dave Purchasing"},
+        {m_File, "roles edit F Sales --from-json " + grants},
+        {m_File, "users remove F dave --yes"},
+        {m_File, "roles copy F Sales \"Sales East\""},
     };
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.what);
-        std::string const before = ReadBytes(c.file);
+    for (auto const& [file, line] : changes) {
+        SCOPED_TRACE(line);
+        std::string const before = ReadBytes(file);
         // Every record operation of a clean run, counted on a copy.
         fs::create_directories(Scratch("clean"));
         std::string const copy = Scratch("clean/copy.pmco");
-        fs::copy_file(c.file, copy, fs::copy_options::overwrite_existing);
+        fs::copy_file(file, copy, fs::copy_options::overwrite_existing);
         Host::FaultPlan::Get().ResetCounts();
-        ASSERT_EQ(0, Capture([&](Io io) { return c.run({copy, ""}, io); }).code);
+        ASSERT_EQ(0, Pmctl(line, copy).code);
         long const calls = Host::FaultPlan::Get().Calls("*");
         for (long nth : {calls / 2, calls - 2}) {
             Host::ScopedFault fault("*", nth, Host::FaultPlan::kFail, true);
-            PMTest::Result failed = Capture([&](Io io) { return c.run({c.file, ""}, io); });
-            EXPECT_NE(0, failed.code) << "fault at " << nth << " of " << calls;
-            EXPECT_TRUE(ReadBytes(c.file) == before) << "fault at " << nth << " of " << calls;
+            EXPECT_NE(0, Pmctl(line, file).code) << "fault at " << nth << " of " << calls;
+            EXPECT_TRUE(ReadBytes(file) == before) << "fault at " << nth << " of " << calls;
         }
         std::vector<std::string> left;
         for (auto const& entry : fs::directory_iterator(m_Dir)) {
@@ -184,9 +162,7 @@ TEST_F(CommandSupportTest, AChangeWaitsForAnotherWriterAndThenWritesNothing) {
     std::string const before = ReadBytes(m_File);
     int const timeout = Host::GetCompanyFileBusyTimeout();
     Host::SetCompanyFileBusyTimeout(100);
-    PMTest::Result busy = Run([](auto& f, Io io) {
-        return RolesEditCommand(f, "Sales", {"Invoices=full", "Bills=view"}, "", io);
-    });
+    PMTest::Result busy = Pmctl("roles edit F Sales --grant Invoices=full --grant Bills=view");
     Host::SetCompanyFileBusyTimeout(timeout);
     sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
     sqlite3_close(other);
@@ -199,22 +175,14 @@ TEST_F(CommandSupportTest, AChangeWaitsForAnotherWriterAndThenWritesNothing) {
 
 TEST_F(CommandSupportTest, ADryRunDoesItAllAndWritesNothing) {
     std::string const before = ReadBytes(m_File);
-    FileArgs dry{m_File, ""};
-    dry.dryRun = true;
-    PMTest::Result removed = Capture([&](Io io) { return UsersRemoveCommand(dry, "carol", io); });
-    EXPECT_EQ(0, removed.code) << removed.err;
     EXPECT_EQ("removed user carol (id 102)\n(dry run: nothing was written to " + m_File + ")\n",
-              removed.out);
-    PMTest::Result reset = Capture([&](Io io) { return ResetCommand(dry, io); });
-    EXPECT_EQ(0, reset.code);
+              Pmctl("users remove F carol --dry-run").out);
+    EXPECT_EQ(0, Pmctl("reset F --dry-run").code);
     EXPECT_TRUE(ReadBytes(m_File) == before);
     EXPECT_EQ(1u, std::distance(fs::directory_iterator(m_Dir), {})) << "no copy, no other file";
-
-    dry.file = Scratch("new.pmco");
-    PMTest::Result created = Capture([&](Io io) { return CreateCommand(dry, "boss", io); });
-    EXPECT_EQ(0, created.code);
-    EXPECT_EQ(0u, created.out.find("would create " + dry.file));
-    EXPECT_FALSE(fs::exists(dry.file));
+    PMTest::Result created = Pmctl("create F --dry-run", Scratch("new.pmco"));
+    EXPECT_EQ(0u, created.out.find("would create " + Scratch("new.pmco"))) << created.err;
+    EXPECT_FALSE(fs::exists(Scratch("new.pmco")));
 }
 
 TEST_F(CommandSupportTest, NothingIsWrittenOverTheCompanyFile) {
@@ -223,21 +191,20 @@ TEST_F(CommandSupportTest, NothingIsWrittenOverTheCompanyFile) {
     fs::create_hard_link(m_File, Scratch("hard.html"));
     for (std::string const& out :
          {m_File, m_File + "-wal", m_File + "-journal", Scratch("link.html"), Scratch("hard.html"),
-          m_Dir + "/./company.pmco"}) {
+          m_Dir + "/./company.pmco",
+          m_Dir + "/../" + fs::path(m_Dir).filename().string() + "/company.pmco-wal"}) {
         SCOPED_TRACE(out);
-        PMTest::Result result =
-            Run([&](auto& f, Io io) { return MatrixCommand(f, "", out, false, io); });
+        PMTest::Result result = Pmctl("matrix F --csv " + out);
         EXPECT_EQ(kExitBadInput, result.code);
         EXPECT_EQ(0u, result.err.find("pmctl: " + m_File + ": will not write " + out +
                                       ": it is the company file"));
     }
     EXPECT_TRUE(ReadBytes(m_File) == before);
     // Through a second name, SQLite can lose writes: refused for changes.
-    PMTest::Result linked =
-        Run([](auto& f, Io io) { return AssignCommand(f, "carol", "Payroll Clerk", io); });
+    PMTest::Result linked = Pmctl("assign F carol Sales");
     EXPECT_EQ(kExitBadInput, linked.code);
     EXPECT_NE(std::string::npos, linked.err.find("it has 2 hard links"));
-    EXPECT_EQ(0, Run(InfoCommand).code);
+    EXPECT_EQ(0, Pmctl("info F").code);
 }
 
 TEST_F(CommandSupportTest, NamesThatCannotBeReadOrTypedAreRefused) {
@@ -275,10 +242,9 @@ TEST_F(CommandSupportTest, JsonAndCsvCarryAnyStoredText) {
     ASSERT_EQ(3u, users.size());
     EXPECT_EQ("ca\xEF\xBF\xBDrol", users[1]["name"]);
 
-    ASSERT_EQ(
-        0, Run([](auto& f, Io io) { return RolesCopyCommand(f, "Sales", "=SUM(A1)", io); }).code);
+    ASSERT_EQ(0, Pmctl("roles copy F Sales =SUM(A1)").code);
     std::string const csv = Scratch("roles.csv");
-    ASSERT_EQ(0, Run([&](auto& f, Io io) { return MatrixCommand(f, "", csv, false, io); }).code);
+    ASSERT_EQ(0, Pmctl("matrix F --csv " + csv).code);
     std::string const header = ReadBytes(csv).substr(0, ReadBytes(csv).find('\n'));
     EXPECT_NE(std::string::npos, header.find(",'=SUM(A1)")) << header;
 }
@@ -286,11 +252,11 @@ TEST_F(CommandSupportTest, JsonAndCsvCarryAnyStoredText) {
 TEST_F(CommandSupportTest, ARemovedUsersRecordKeyIsNeverGivenAgain) {
     std::string const keys = "SELECT record_key FROM users ORDER BY user_id";
     EXPECT_EQ("1,2,3", Sql(m_File, keys));
-    ASSERT_EQ(0, Run([](auto& f, Io io) { return UsersRemoveCommand(f, "dave", io); }).code);
+    ASSERT_EQ(0, Pmctl("users remove F dave --yes").code);
     // An assignment left behind under dave's key, as by an assign that raced
     // the removal: a new user must not inherit it.
     Sql(m_File, "INSERT INTO user_roles (user_key, role_id) VALUES (3, 4)");
-    ASSERT_EQ(0, Run([](auto& f, Io io) { return UsersAddCommand(f, "erin", false, io); }).code);
+    ASSERT_EQ(0, Pmctl("users add F erin").code);
     EXPECT_EQ("1,2,4", Sql(m_File, keys));
     EXPECT_EQ(nlohmann::json::array(), Json(UsersListCommand)[2]["roles"]) << "erin holds a role";
 }
@@ -304,7 +270,7 @@ TEST_F(CommandSupportTest, ACreateThatRunsOutOfDiskLeavesNoFile) {
         ::signal(SIGXFSZ, SIG_IGN);
         struct rlimit limit = {40 * 1024, 40 * 1024};
         ::setrlimit(RLIMIT_FSIZE, &limit);
-        int code = Capture([&](Io io) { return CreateCommand({target, ""}, "admin", io); }).code;
+        int code = Pmctl("create F", target).code;
         ::_exit(code);
     }
     int status = 0;
