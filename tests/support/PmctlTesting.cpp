@@ -1,8 +1,6 @@
 // Scratch files and captured runs for the pmctl tests.
 #include "support/PmctlTesting.h"
 
-#include "CommandLine.h"
-
 #include <host/records/CompanyFileJournal.h>
 
 #include <filesystem>
@@ -106,7 +104,8 @@ nlohmann::json CommandTest::Json(Command const& command) const {
     return result.code == 0 ? nlohmann::json::parse(result.out) : nlohmann::json();
 }
 
-Result CommandTest::Pmctl(std::string const& line, std::string const& file) const {
+Result CommandTest::Pmctl(std::string const& line, std::string const& file,
+                          Pmctl::Prompt const& prompt) const {
     std::vector<std::string> args = {"pmctl"};
     bool quoted = false;
     bool inWord = false;
@@ -128,7 +127,7 @@ Result CommandTest::Pmctl(std::string const& line, std::string const& file) cons
     for (std::string& arg : args) {
         arg = arg == "F" ? file : arg;
     }
-    return Capture([&](Pmctl::Io io) { return Pmctl::RunCommandLine(args, io, nullptr); });
+    return Capture([&](Pmctl::Io io) { return Pmctl::RunCommandLine(args, io, prompt); });
 }
 
 void CommandTest::RunSteps(std::vector<Step> const& steps,

@@ -3,7 +3,7 @@
 // and the file's bytes for before-and-after comparisons.
 #pragma once
 
-#include "Commands.h"
+#include "CommandLine.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -49,7 +49,8 @@ protected:
     // "double quotes" keep blanks, F stands for the company file (or file). No
     // terminal: destructive commands need --yes.
     Result Pmctl(std::string const& line) const { return Pmctl(line, m_File); }
-    Result Pmctl(std::string const& line, std::string const& file) const;
+    Result Pmctl(std::string const& line, std::string const& file,
+                 Pmctl::Prompt const& prompt = nullptr) const;
     // Runs the command with --json; a failure unless it exits 0; its output parsed.
     nlohmann::json Json(Command const& command) const;
     // The role's mask on the entitlement as roles show gives it; -1 (and a
