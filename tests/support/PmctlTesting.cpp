@@ -1,4 +1,4 @@
-// Scratch files and captured runs for the pmctl tests.
+// Scratch files and command lines for the pmctl tests.
 #include "support/PmctlTesting.h"
 
 #include <host/records/CompanyFileJournal.h>
@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <sqlite3.h>
+#include <sstream>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -22,21 +23,11 @@ std::string const& Template() {
             (fs::temp_directory_path() / ("pmctl-template-" + std::to_string(getpid()) + ".pmco"))
                 .string();
         fs::remove(file);
-        Pmctl::FileArgs args{file, "", false};
-        Result created =
-            Capture([&](Pmctl::Io io) { return Pmctl::CreateCommand(args, "admin", io); });
-        EXPECT_EQ(0, created.code) << created.err;
-        for (char const* user : {"carol", "dave"}) {
-            EXPECT_EQ(0, Capture([&](Pmctl::Io io) {
-                             return Pmctl::UsersAddCommand(args, user, false, io);
-                         }).code);
-        }
-        for (auto const& [user, role] :
-             {std::pair("carol", "Sales"), std::pair("dave", "Purchasing"),
-              std::pair("dave", "Payroll Clerk")}) {
-            EXPECT_EQ(0, Capture([&](Pmctl::Io io) {
-                             return Pmctl::AssignCommand(args, user, role, io);
-                         }).code);
+        for (char const* line :
+             {"create F", "users add F carol", "users add F dave", "assign F carol Sales",
+              "assign F dave Purchasing", "assign F dave \"Payroll Clerk\""}) {
+            Result result = RunPmctl(line, file);
+            EXPECT_EQ(0, result.code) << line << ": " << result.err;
         }
         return file;
     }();
@@ -48,10 +39,31 @@ std::string const& Template() {
 
 } // namespace
 
-Result Capture(std::function<int(Pmctl::Io)> const& command) {
+Result RunPmctl(std::string const& line, std::string const& file, Pmctl::Prompt const& prompt) {
+    std::vector<std::string> args = {"pmctl"};
+    bool quoted = false;
+    bool inWord = false;
+    for (char c : line) {
+        if (c == ' ' && !quoted) {
+            inWord = false;
+            continue;
+        }
+        if (!inWord) {
+            args.emplace_back();
+            inWord = true;
+        }
+        if (c == '"') {
+            quoted = !quoted;
+        } else {
+            args.back() += c;
+        }
+    }
+    for (std::string& arg : args) {
+        arg = arg == "F" ? file : arg;
+    }
     std::ostringstream out;
     std::ostringstream err;
-    int code = command(Pmctl::Io{out, err});
+    int code = Pmctl::RunCommandLine(args, Pmctl::Io{out, err}, prompt);
     return {code, out.str(), err.str()};
 }
 
@@ -82,7 +94,7 @@ std::string ShippedCatalogue() {
 
 void CommandTest::SetUp() {
     // These tests check contents, not durability: spare them a disk sync for
-    // each of the thousands of commits that creating a company file makes.
+    // each commit.
     Host::SetCompanyFileJournal(Host::CompanyFileJournal::kWalNormal);
     m_Dir = (fs::temp_directory_path() /
              ("pmctl-test-" + std::to_string(getpid()) + "-" +
@@ -94,40 +106,25 @@ void CommandTest::SetUp() {
     fs::copy_file(Template(), m_File);
 }
 
-Result CommandTest::Run(Command const& command, bool json) const {
-    return Capture([&](Pmctl::Io io) { return command(File(json), io); });
+void CommandTest::TearDown() {
+    fs::remove_all(m_Dir);
 }
 
-nlohmann::json CommandTest::Json(Command const& command) const {
-    Result result = Run(command, true);
+nlohmann::json CommandTest::Json(std::string const& line) const {
+    Result result = Pmctl(line + " --json");
     EXPECT_EQ(0, result.code) << result.err;
     return result.code == 0 ? nlohmann::json::parse(result.out) : nlohmann::json();
 }
 
-Result CommandTest::Pmctl(std::string const& line, std::string const& file,
-                          Pmctl::Prompt const& prompt) const {
-    std::vector<std::string> args = {"pmctl"};
-    bool quoted = false;
-    bool inWord = false;
-    for (char c : line) {
-        if (c == ' ' && !quoted) {
-            inWord = false;
-            continue;
-        }
-        if (!inWord) {
-            args.emplace_back();
-            inWord = true;
-        }
-        if (c == '"') {
-            quoted = !quoted;
-        } else {
-            args.back() += c;
+long CommandTest::RoleMask(std::string const& role, std::string const& entitlement) const {
+    nlohmann::json const tree = Json("roles show F \"" + role + "\"");
+    for (nlohmann::json const& row : tree["entitlements"]) {
+        if (row["name"] == entitlement) {
+            return row["mask"];
         }
     }
-    for (std::string& arg : args) {
-        arg = arg == "F" ? file : arg;
-    }
-    return Capture([&](Pmctl::Io io) { return Pmctl::RunCommandLine(args, io, prompt); });
+    ADD_FAILURE() << "no row " << entitlement << " in the tree of " << role;
+    return -1;
 }
 
 void CommandTest::RunSteps(std::vector<Step> const& steps,
@@ -138,22 +135,6 @@ void CommandTest::RunSteps(std::vector<Step> const& steps,
         EXPECT_EQ(step.code, result.code) << result.err;
         EXPECT_EQ(step.state, state());
     }
-}
-
-long CommandTest::RoleMask(char const* role, char const* entitlement) const {
-    nlohmann::json const json =
-        Json([&](auto& f, Pmctl::Io io) { return Pmctl::RolesShowCommand(f, role, io); });
-    for (nlohmann::json const& row : json["entitlements"]) {
-        if (row["name"] == entitlement) {
-            return row["mask"];
-        }
-    }
-    ADD_FAILURE() << "no row " << entitlement << " in the tree of " << role;
-    return -1;
-}
-
-void CommandTest::TearDown() {
-    fs::remove_all(m_Dir);
 }
 
 } // namespace PMTest

@@ -1,6 +1,6 @@
-// Running pmctl's commands in a test: a scratch directory, a company file made
-// once from the shipped catalogue and copied for each test, captured output,
-// and the file's bytes for before-and-after comparisons.
+// Running pmctl in a test as a person runs it: a scratch directory, a company
+// file made once from the shipped catalogue and copied for each test, command
+// lines run through the command table with their output captured.
 #pragma once
 
 #include "CommandLine.h"
@@ -9,8 +9,8 @@
 #include <nlohmann/json.hpp>
 
 #include <functional>
-#include <sstream>
 #include <string>
+#include <vector>
 
 namespace PMTest {
 
@@ -21,10 +21,11 @@ struct Result {
     std::string err;
 };
 
-Result Capture(std::function<int(Pmctl::Io)> const& command);
-
-// A command on the company file given by its arguments.
-using Command = std::function<int(Pmctl::FileArgs const&, Pmctl::Io)>;
+// Runs a pmctl command line: words split at blanks, "double quotes" keep
+// blanks, F stands for file. Without a prompt no one is at the terminal, so
+// destructive commands need --yes.
+Result RunPmctl(std::string const& line, std::string const& file,
+                Pmctl::Prompt const& prompt = nullptr);
 
 std::string ReadBytes(std::string const& path);
 // Runs sql on the file through a connection of its own; the first column of
@@ -41,21 +42,17 @@ protected:
     void TearDown() override;
 
     std::string Scratch(std::string const& name) const { return m_Dir + "/" + name; }
-    // The company file's arguments, with --json when asked for.
-    Pmctl::FileArgs File(bool json = false) const { return {m_File, "", json}; }
-    // Runs the command on the company file, with --json when asked for.
-    Result Run(Command const& command, bool json = false) const;
-    // Runs a pmctl command line as a person types it: words split at blanks,
-    // "double quotes" keep blanks, F stands for the company file (or file). No
-    // terminal: destructive commands need --yes.
-    Result Pmctl(std::string const& line) const { return Pmctl(line, m_File); }
+    // A command line on the company file (or on file).
+    Result Pmctl(std::string const& line) const { return RunPmctl(line, m_File); }
     Result Pmctl(std::string const& line, std::string const& file,
-                 Pmctl::Prompt const& prompt = nullptr) const;
-    // Runs the command with --json; a failure unless it exits 0; its output parsed.
-    nlohmann::json Json(Command const& command) const;
+                 Pmctl::Prompt const& prompt = nullptr) const {
+        return RunPmctl(line, file, prompt);
+    }
+    // A read command with --json; a failure unless it exits 0; its output.
+    nlohmann::json Json(std::string const& line) const;
     // The role's mask on the entitlement as roles show gives it; -1 (and a
     // failure) when the entitlement is not in the role's tree.
-    long RoleMask(char const* role, char const* entitlement) const;
+    long RoleMask(std::string const& role, std::string const& entitlement) const;
 
     // Runs each step's command line in turn; after each, its exit code and
     // what state() then renders of the file.

@@ -12,16 +12,16 @@ protected:
     // "id path" of each live account, joined by "; ".
     std::string Accounts() const {
         std::string text;
-        for (nlohmann::json const& account : Json(BankListCommand)) {
+        for (nlohmann::json const& account : Json("bank list F")) {
             text += (text.empty() ? "" : "; ") + std::to_string(account["id"].get<int>()) + " " +
                     account["path"].get<std::string>();
         }
         return text;
     }
     bool Allowed(char const* user, std::string const& account, char const* action) const {
-        return Run([&](auto& f, Io io) {
-                   return CheckCommand(f, user, "Bank Registers:" + account, action, "", io);
-               }).code == 0;
+        return Pmctl(std::string("check F ") + user + " \"Bank Registers:" + account + "\" " +
+                     action)
+                   .code == 0;
     }
 };
 
@@ -55,14 +55,13 @@ TEST_F(BankCommandsTest, ImportChecksTheWholeListFirstThenAddsInBulk) {
     std::ofstream(list)
         << "# accounts\nChecking\n\nChecking:Sweep\n  Petty Cash  \nchecking:SWEEP\n";
     std::string before = PMTest::ReadBytes(m_File);
-    auto import = [&](auto& f, Io io) { return BankImportCommand(f, list, true, io); };
-    PMTest::Result twice = Run(import);
+    PMTest::Result twice = Pmctl("bank import F --progress " + list);
     EXPECT_EQ(kExitBadInput, twice.code);
     EXPECT_EQ("pmctl: " + list + ":6: \"checking:SWEEP\" is listed on line 4 already\n", twice.err);
     EXPECT_TRUE(before == PMTest::ReadBytes(m_File));
 
     std::ofstream(list, std::ios::trunc) << "Checking\nChecking:Sweep\nPetty Cash\n";
-    PMTest::Result imported = Run(import);
+    PMTest::Result imported = Pmctl("bank import F --progress " + list);
     ASSERT_EQ(0, imported.code) << imported.err;
     EXPECT_NE(std::string::npos, imported.err.find("] 3/3\n"));
     EXPECT_EQ(0u, imported.out.find("imported 3 bank accounts (entitlements 300000 to 300002)"));
@@ -79,14 +78,11 @@ TEST_F(BankCommandsTest, ASubAccountHoldsWhatItsParentHolds) {
                                    "(entitlement_id) WHERE role_id = 6 AND name = '" +
                                        std::string(account) + "'");
     };
-    ASSERT_EQ(0, Run([](auto& f, Io io) { return BankAddCommand(f, "Checking", io); }).code);
-    ASSERT_EQ(0, Run([](auto& f, Io io) {
-                     return RolesEditCommand(f, "View Only", {"Bank Registers:Checking=none"}, "",
-                                             io);
-                 }).code);
+    ASSERT_EQ(0, Pmctl("bank add F Checking").code);
+    ASSERT_EQ(0, Pmctl("roles edit F \"View Only\" --grant \"Bank Registers:Checking=none\"").code);
     std::string list = Scratch("accounts.txt");
     std::ofstream(list) << "Checking:Sweep\nSavings\nSavings:Reserve\n";
-    ASSERT_EQ(0, Run([&](auto& f, Io io) { return BankImportCommand(f, list, false, io); }).code);
+    ASSERT_EQ(0, Pmctl("bank import F " + list).code);
     EXPECT_EQ("1 0 0 1 1", viewOnly("Bank Accounts") + " " + viewOnly("Checking") + " " +
                                viewOnly("Sweep") + " " + viewOnly("Savings") + " " +
                                viewOnly("Reserve"));

@@ -19,7 +19,6 @@
 namespace {
 
 using namespace Pmctl;
-using PMTest::Capture;
 using PMTest::ReadBytes;
 namespace fs = std::filesystem;
 
@@ -238,7 +237,7 @@ TEST_F(CommandSupportTest, NamesThatCannotBeReadOrTypedAreRefused) {
 TEST_F(CommandSupportTest, JsonAndCsvCarryAnyStoredText) {
     // Written by another program: pmctl itself refuses such names.
     Sql(m_File, "UPDATE users SET name = CAST(X'6361FF726F6C' AS TEXT) WHERE user_id = 102");
-    nlohmann::json users = Json(UsersListCommand);
+    nlohmann::json users = Json("users list F");
     ASSERT_EQ(3u, users.size());
     EXPECT_EQ("ca\xEF\xBF\xBDrol", users[1]["name"]);
 
@@ -258,7 +257,7 @@ TEST_F(CommandSupportTest, ARemovedUsersRecordKeyIsNeverGivenAgain) {
     Sql(m_File, "INSERT INTO user_roles (user_key, role_id) VALUES (3, 4)");
     ASSERT_EQ(0, Pmctl("users add F erin").code);
     EXPECT_EQ("1,2,4", Sql(m_File, keys));
-    EXPECT_EQ(nlohmann::json::array(), Json(UsersListCommand)[2]["roles"]) << "erin holds a role";
+    EXPECT_EQ(nlohmann::json::array(), Json("users list F")[2]["roles"]) << "erin holds a role";
 }
 
 TEST_F(CommandSupportTest, ACreateThatRunsOutOfDiskLeavesNoFile) {

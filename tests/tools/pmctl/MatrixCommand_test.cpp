@@ -17,13 +17,9 @@ class MatrixCommandTest : public PMTest::CommandTest {};
 TEST_F(MatrixCommandTest, ThePageHoldsEveryVisibleEntitlementAndEveryRole) {
     std::string html = Scratch("roles.html");
     std::string csv = Scratch("roles.csv");
-    PMTest::Result matrix =
-        Run([&](auto& f, Pmctl::Io io) { return Pmctl::MatrixCommand(f, html, csv, false, io); });
+    PMTest::Result matrix = Pmctl("matrix F --html " + html + " --csv " + csv);
     ASSERT_EQ(0, matrix.code) << matrix.err;
-    std::size_t const rows = Json([](auto& f, Pmctl::Io io) {
-                                 return Pmctl::RolesShowCommand(f, "Admin", io);
-                             })["entitlements"]
-                                 .size();
+    std::size_t const rows = Json("roles show F Admin")["entitlements"].size();
     EXPECT_EQ("wrote " + html + ": " + std::to_string(rows) + " entitlements, 8 roles\nwrote " +
                   csv + ": " + std::to_string(rows) + " entitlements, 8 roles\n",
               matrix.out);

@@ -6,12 +6,12 @@
 
 namespace {
 
-using namespace Pmctl;
+using Pmctl::kExitBadInput;
 
 class RoleCommandsTest : public PMTest::CommandTest {};
 
 TEST_F(RoleCommandsTest, ShowListsTheVisibleTreeParentsFirstWithTheRolesActions) {
-    nlohmann::json json = Json([](auto& f, Io io) { return RolesShowCommand(f, "Sales", io); });
+    nlohmann::json json = Json("roles show F Sales");
     EXPECT_EQ(4, json["role"]["id"]);
     std::map<int, int> depthOf = {{100000, -1}};
     std::map<std::string, int> maskOf;
@@ -26,19 +26,17 @@ TEST_F(RoleCommandsTest, ShowListsTheVisibleTreeParentsFirstWithTheRolesActions)
     EXPECT_EQ(0, maskOf["Bills"]);
     EXPECT_EQ(0u, maskOf.count("PermissionData")); // invisible
 
-    PMTest::Result text = Run([](auto& f, Io io) { return RolesShowCommand(f, "4", io); });
+    PMTest::Result text = Pmctl("roles show F 4");
     ASSERT_EQ(0, text.code) << text.err;
     EXPECT_EQ(0u, text.out.find("Sales (role 4)\n├── Accounting "));
     EXPECT_EQ(json["entitlements"].size() + 1, std::count(text.out.begin(), text.out.end(), '\n'));
 }
 
 TEST_F(RoleCommandsTest, DeleteTakesTheRoleFromItsUsers) {
-    PMTest::Result deleted =
-        Run([](auto& f, Io io) { return RolesDeleteCommand(f, "Purchasing", io); });
+    PMTest::Result deleted = Pmctl("roles delete F Purchasing --yes");
     EXPECT_EQ(0, deleted.code) << deleted.err;
     EXPECT_EQ("deleted the role Purchasing (role 5); it was taken from dave\n", deleted.out);
-    nlohmann::json roles =
-        Json([](auto& f, Io io) { return ExplainCommand(f, "dave", "Bills", io); })["roles"];
+    nlohmann::json roles = Json("explain F dave Bills")["roles"];
     ASSERT_EQ(1u, roles.size());
     EXPECT_EQ("Payroll Clerk", roles[0]["name"]);
 }
@@ -46,9 +44,9 @@ TEST_F(RoleCommandsTest, DeleteTakesTheRoleFromItsUsers) {
 TEST_F(RoleCommandsTest, EditSetsTheNamedMasksFromGrantsAndJsonAndSlavesFollowTheirMaster) {
     std::string grants = Scratch("grants.json");
     std::ofstream(grants) << R"({"Bills": ["view", "print"], "Journal Entries": 63, "9": "none"})";
-    PMTest::Result edit = Run([&](auto& f, Io io) {
-        return RolesEditCommand(f, "Sales", {"Estimates=view,create", "Invoices=view"}, grants, io);
-    });
+    PMTest::Result edit = Pmctl(
+        "roles edit F Sales --grant Estimates=view,create --grant Invoices=view --from-json " +
+        grants);
     ASSERT_EQ(0, edit.code) << edit.err;
     EXPECT_EQ(0u, edit.out.find("saved the role Sales:\n"));
     std::pair<char const*, long> const expected[] = {
@@ -80,8 +78,7 @@ TEST_F(RoleCommandsTest, GrantsThatCannotBeMeantAreRefused) {
     for (auto const& [json, error] : cases) {
         SCOPED_TRACE(json);
         std::ofstream(grants, std::ios::trunc) << json;
-        PMTest::Result result =
-            Run([&](auto& f, Io io) { return RolesEditCommand(f, "Sales", {}, grants, io); });
+        PMTest::Result result = Pmctl("roles edit F Sales --from-json " + grants);
         EXPECT_EQ(kExitBadInput, result.code);
         EXPECT_EQ("pmctl: " + grants + ": " + error + "\n", result.err);
     }
@@ -89,15 +86,12 @@ TEST_F(RoleCommandsTest, GrantsThatCannotBeMeantAreRefused) {
 }
 
 TEST_F(RoleCommandsTest, CopyMakesANewRoleWithTheSameMasksAndListShowsIt) {
-    PMTest::Result copy =
-        Run([](auto& f, Io io) { return RolesCopyCommand(f, "Sales", "Sales East", io); });
+    PMTest::Result copy = Pmctl("roles copy F Sales \"Sales East\"");
     ASSERT_EQ(0, copy.code) << copy.err;
     EXPECT_EQ("copied Sales to Sales East (role 8)\n", copy.out);
-    EXPECT_EQ(Json([](auto& f, Io io) { return RolesShowCommand(f, "Sales", io); })["entitlements"],
-              Json([](auto& f, Io io) { return RolesShowCommand(f, "8", io); })["entitlements"]);
+    EXPECT_EQ(Json("roles show F Sales")["entitlements"], Json("roles show F 8")["entitlements"]);
     std::string names;
-    for (nlohmann::json const &role :
-         Json([](auto&f, Io io) { return RolesListCommand(f, false, io); })) {
+    for (nlohmann::json const& role : Json("roles list F")) {
         names +=
             role["name"].get<std::string>() + ":" + std::to_string(role["users"].get<int>()) + " ";
     }

@@ -3,14 +3,12 @@
 
 namespace {
 
-using namespace Pmctl;
-
 class UserCommandsTest : public PMTest::CommandTest {
 protected:
     // "name:Role,Role" for each user, in id order, joined by "; ".
     std::string Holdings() const {
         std::string text;
-        for (nlohmann::json const& user : Json(UsersListCommand)) {
+        for (nlohmann::json const& user : Json("users list F")) {
             text += (text.empty() ? "" : "; ") + user["name"].get<std::string>() + ":";
             char const* separator = "";
             for (nlohmann::json const& role : user["roles"]) {
@@ -44,34 +42,28 @@ TEST_F(UserCommandsTest, EachStepChangesTheHoldingsAsTold) {
 }
 
 TEST_F(UserCommandsTest, CheckAnswersAsTheHostDoesAndExplainShowsWhichRoleGrants) {
-    struct Case {
-        char const* user;
-        char const* entitlement;
-        char const* action;
-        char const* application;
-        int code;
-        char const* out;
-    } const cases[] = {
-        {"carol", "Invoices", "create", "", 0, "allowed: carol may create Invoices\n"},
-        {"carol", "bills", "VIEW", "", 1, "denied: carol may not view Bills\n"},
-        {"dave", "Pay Employees", "modify", "", 0, "allowed: dave may modify Pay Employees\n"},
-        {"dave", "Employees", "delete", "", 0, "allowed: dave may delete Employees\n"},
-        {"admin", "Data Exchange", "modify", "", 0, "allowed: admin may modify Data Exchange\n"},
-        {"carol", "Data Exchange", "modify", "", 1, "denied: carol may not modify Data Exchange\n"},
-        {"carol", "Data Exchange", "modify", "OrvaneConnect", 0,
-         "allowed: OrvaneConnect for carol may modify Data Exchange\n"},
+    std::pair<char const*, int> const checks[] = {
+        {"check F carol Invoices create", 0},
+        {"check F carol bills VIEW", 1},
+        {"check F dave \"Pay Employees\" modify", 0},
+        {"check F dave Employees delete", 0},
+        {"check F admin \"Data Exchange\" modify", 0},
+        {"check F carol \"Data Exchange\" modify", 1},
+        {"check F carol \"Data Exchange\" modify --as OrvaneConnect", 0},
     };
-    for (Case const& c : cases) {
-        SCOPED_TRACE(std::string(c.user) + " " + c.entitlement + " " + c.action);
-        PMTest::Result result = Run([&](auto& f, Io io) {
-            return CheckCommand(f, c.user, c.entitlement, c.action, c.application, io);
-        });
-        EXPECT_EQ(c.code, result.code) << result.err;
-        EXPECT_EQ(c.out, result.out);
+    std::string said;
+    for (auto const& [line, code] : checks) {
+        PMTest::Result result = Pmctl(line);
+        EXPECT_EQ(code, result.code) << line << ": " << result.err;
+        said += result.out;
     }
+    EXPECT_EQ("allowed: carol may create Invoices\ndenied: carol may not view Bills\nallowed: dave "
+              "may modify Pay Employees\nallowed: dave may delete Employees\nallowed: admin may "
+              "modify Data Exchange\ndenied: carol may not modify Data Exchange\nallowed: "
+              "OrvaneConnect for carol may modify Data Exchange\n",
+              said);
 
-    nlohmann::json json =
-        Json([](auto& f, Io io) { return ExplainCommand(f, "dave", "Pay Employees", io); });
+    nlohmann::json json = Json("explain F dave \"Pay Employees\"");
     EXPECT_EQ(R"([{"actions":[],"id":5,"mask":0,"name":"Purchasing"},)"
               R"({"actions":["view","create","modify","delete","print","viewbal"],"id":7,)"
               R"("mask":63,"name":"Payroll Clerk"}])",

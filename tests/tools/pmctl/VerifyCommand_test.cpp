@@ -11,16 +11,11 @@ using PMTest::Sql;
 class VerifyCommandTest : public PMTest::CommandTest {};
 
 TEST_F(VerifyCommandTest, FindsEachFaultAndMendsThemAllInOneChange) {
-    auto verify = [](bool repair) {
-        return [repair](auto& f, Io io) { return VerifyCommand(f, repair, false, io); };
-    };
-    EXPECT_EQ(0, Run(verify(false)).code);
+    EXPECT_EQ(0, Pmctl("verify F").code);
     // External Accountant is not protected like Admin: an edit takes a right away.
-    ASSERT_EQ(0, Run([](auto& f, Io io) {
-                     return RolesEditCommand(f, "External Accountant", {"Bank Registers=view"}, "",
-                                             io);
-                 }).code);
-    ASSERT_EQ(0, Run([](auto& f, Io io) { return BankAddCommand(f, "Checking", io); }).code);
+    ASSERT_EQ(0,
+              Pmctl("roles edit F \"External Accountant\" --grant \"Bank Registers=view\"").code);
+    ASSERT_EQ(0, Pmctl("bank add F Checking").code);
     // Written by another program: View Only holds less on Checking than on
     // Bank Accounts, Sales more (no fault), and an assignment of a gone user.
     for (char const* sql : {"UPDATE role_actions SET action_type = 0 WHERE role_id = 6 AND "
@@ -30,7 +25,7 @@ TEST_F(VerifyCommandTest, FindsEachFaultAndMendsThemAllInOneChange) {
                             "INSERT INTO user_roles VALUES (9, 4)"}) {
         Sql(m_File, sql);
     }
-    PMTest::Result found = Run(verify(false));
+    PMTest::Result found = Pmctl("verify F");
     EXPECT_EQ(kExitFailed, found.code);
     EXPECT_EQ("Admin: in order\nExternal Accountant: short\n  Permissions: The external accountant "
               "role is lacking permissions to one or more entitlements.\nbank accounts where a "
@@ -38,7 +33,7 @@ TEST_F(VerifyCommandTest, FindsEachFaultAndMendsThemAllInOneChange) {
               "less than view on Bank Accounts\nassignments whose user or role is gone, to mend: "
               "1\n  an assignment of record key 9 to role 4: no such user (role Sales)\n",
               found.out);
-    PMTest::Result repaired = Run(verify(true));
+    PMTest::Result repaired = Pmctl("verify F --repair");
     EXPECT_EQ(0, repaired.code) << repaired.out;
     EXPECT_EQ(0u, repaired.out.find("Admin: in order\nExternal Accountant: repaired\n  "
                                     "Permissions: Corrected external accountant entitlement "
@@ -49,7 +44,7 @@ TEST_F(VerifyCommandTest, FindsEachFaultAndMendsThemAllInOneChange) {
                            Sql(m_File, "SELECT action_type FROM role_actions WHERE role_id "
                                        "= 6 AND entitlement_id = 300000") +
                            " " + Sql(m_File, "SELECT role_id FROM user_roles WHERE user_key = 9"));
-    EXPECT_EQ(0, Run(verify(false)).code);
+    EXPECT_EQ(0, Pmctl("verify F").code);
 }
 
 } // namespace
