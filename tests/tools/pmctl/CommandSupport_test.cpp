@@ -206,34 +206,6 @@ TEST_F(CommandSupportTest, NothingIsWrittenOverTheCompanyFile) {
     EXPECT_EQ(0, Pmctl("info F").code);
 }
 
-TEST_F(CommandSupportTest, NamesThatCannotBeReadOrTypedAreRefused) {
-    struct Case {
-        std::string name;
-        char const* error; // empty: accepted
-    } const cases[] = {
-        {"Anna", ""},
-        {"Zoë Ødegård", ""},
-        {"", "a user name cannot be empty"},
-        {"ab\x01"
-         "c",
-         "the user name has a control character (U+0001) at character 3"},
-        {"tab\there", "the user name has a control character (U+0009) at character 4"},
-        {"Zoë\x7F", "the user name has a control character (U+007F) at character 4"},
-        {"Caf\xFF", "the user name has a byte that is not UTF-8 (0xFF) at character 4"},
-        {"\xC3", "the user name has a byte that is not UTF-8 (0xC3) at character 1"},
-        {"\xC0\xAF", "the user name has a byte that is not UTF-8 (0xC0) at character 1"},
-        {"\xED\xA0\x80", "the user name has a byte that is not UTF-8 (0xED) at character 1"},
-        {" Anna", "the user name \" Anna\" has a blank at its start"},
-        {"Anna ", "the user name \"Anna \" has a blank at its end"},
-    };
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.name);
-        std::string error;
-        EXPECT_EQ(*c.error == '\0', CheckName("user name", c.name, &error));
-        EXPECT_EQ(c.error, error);
-    }
-}
-
 TEST_F(CommandSupportTest, JsonAndCsvCarryAnyStoredText) {
     // Written by another program: pmctl itself refuses such names.
     Sql(m_File, "UPDATE users SET name = CAST(X'6361FF726F6C' AS TEXT) WHERE user_id = 102");
