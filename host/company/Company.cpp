@@ -139,11 +139,11 @@ VersionRecord ReadVersionRecord() {
     return found;
 }
 
-std::unique_ptr<Company> Company::Open(std::string const& path, CompanyOptions const& options,
-                                       CompanyProblem* problem) {
+std::unique_ptr<Company> Company::Begin(std::string const& path, CompanyOptions const& options,
+                                        char const* verb, CompanyProblem* problem) {
     if (IsCompanyFileOpen()) {
-        problem->message = "Cannot open company file '" + path + "': the company file '" +
-                           CurrentCompanyFilePath() + "' is open.";
+        problem->message = std::string("Cannot ") + verb + " company file '" + path +
+                           "': the company file '" + CurrentCompanyFilePath() + "' is open.";
         return nullptr;
     }
     std::unique_ptr<Company> company(new Company());
@@ -155,6 +155,15 @@ std::unique_ptr<Company> Company::Open(std::string const& path, CompanyOptions c
     CatalogueResult catalogue = LoadCatalogue(options);
     if (!catalogue.ok) {
         problem->message = catalogue.message;
+        return nullptr;
+    }
+    return company;
+}
+
+std::unique_ptr<Company> Company::Open(std::string const& path, CompanyOptions const& options,
+                                       CompanyProblem* problem) {
+    std::unique_ptr<Company> company = Begin(path, options, "open", problem);
+    if (company == nullptr) {
         return nullptr;
     }
     if (options.access != CompanyAccess::kSnapshot) {
@@ -216,21 +225,9 @@ std::unique_ptr<Company> Company::Create(std::string const& path, CompanyOptions
         problem->message = "Cannot create company file '" + path + "': the file already exists.";
         return nullptr;
     }
-    if (IsCompanyFileOpen()) {
-        problem->message = "Cannot create company file '" + path + "': the company file '" +
-                           CurrentCompanyFilePath() + "' is open.";
-        return nullptr;
-    }
     RemoveAbandonedFiles(path);
-    std::unique_ptr<Company> company(new Company());
-    company->m_Path = path;
-    company->m_Access = options.access;
-    if (!options.moduleDirectory.empty()) {
-        SetModuleSearchPath(options.moduleDirectory);
-    }
-    CatalogueResult catalogue = LoadCatalogue(options);
-    if (!catalogue.ok) {
-        problem->message = catalogue.message;
+    std::unique_ptr<Company> company = Begin(path, options, "create", problem);
+    if (company == nullptr) {
         return nullptr;
     }
     std::string build = DirectoryOf(path) + "/" + BuildPrefix(path) + std::to_string(::getpid());
@@ -272,20 +269,13 @@ std::unique_ptr<Company> Company::Create(std::string const& path, CompanyOptions
 std::unique_ptr<Company> Company::CreateInMemory(CompanyOptions const& options,
                                                  std::string const& adminName,
                                                  CompanyProblem* problem, bool factoryDefaults) {
-    if (IsCompanyFileOpen()) {
-        problem->message = "Cannot create a company in memory: the company file '" +
-                           CurrentCompanyFilePath() + "' is open.";
+    std::unique_ptr<Company> company = Begin(":memory:", options, "create", problem);
+    if (company == nullptr) {
         return nullptr;
     }
-    std::unique_ptr<Company> company(new Company());
-    company->m_Path = ":memory:";
-    if (!options.moduleDirectory.empty()) {
-        SetModuleSearchPath(options.moduleDirectory);
-    }
-    CatalogueResult catalogue = LoadCatalogue(options);
-    CompanyFileResult file = catalogue.ok ? OpenInMemoryCompanyFile() : CompanyFileResult();
-    if (!catalogue.ok || !file.ok) {
-        problem->message = catalogue.ok ? file.message : catalogue.message;
+    CompanyFileResult file = OpenInMemoryCompanyFile();
+    if (!file.ok) {
+        problem->message = file.message;
         return nullptr;
     }
     UseCompanyUserManager();

@@ -116,6 +116,11 @@ public:
 
 private:
     Company() = default;
+    // What every way in shares: no other company file open, the module path,
+    // the catalogue. Null, with the reason (verb: "open", "create"), when
+    // one of them fails.
+    static std::unique_ptr<Company> Begin(std::string const& path, CompanyOptions const& options,
+                                          char const* verb, CompanyProblem* problem);
     bool Start(std::string* error);
 
     std::string m_Path;
