@@ -33,9 +33,6 @@ public:
     std::set<ConnectedEntitlementSet>& ConnectedEntitlementSets() {
         return m_Manager.m_ConnectedEntitlementSets;
     }
-    std::vector<std::vector<int>>& CustomRoleCombinations() {
-        return m_Manager.m_CustomRoleCombinations;
-    }
     int GetNextRoleId() { return m_Manager.GetNextRoleId(); }
 
     // Puts a new context with the given table on top of the chain, creating
