@@ -1,10 +1,7 @@
-// The company-file fixture for manager tests.
+// The company fixture for manager tests.
 #include "support/CompanyFixture.h"
 
-#include <host/catalogue/Catalogue.h>
-#include <host/records/CompanyFile.h>
 #include <host/users/CompanyUsers.h>
-#include <host/users/UserManagerHooks.h>
 
 namespace PMTest {
 
@@ -12,42 +9,24 @@ std::string CatalogueFile(char const* name) {
     return std::string(PM_CATALOGUE_DIR "/") + name;
 }
 
-void CompanyFixture::SetUpCompany(char const* catalogueName) {
-    PM_UninitComponent();
-    Host::CloseCompanyFile();
-    Host::CatalogueResult catalogue = Host::LoadCatalogueFile(CatalogueFile(catalogueName));
-    ASSERT_TRUE(catalogue.ok) << catalogue.message;
-    OpenCompany();
+void CompanyFixture::SetUpCompany(std::string const& catalogueJson) {
+    company.reset();
+    Host::CompanyOptions options;
+    options.catalogue = catalogueJson.empty() ? CatalogueFile("catalogue.json") : "test.json";
+    options.catalogueText = catalogueJson;
+    Host::CompanyProblem problem;
+    company = Host::Company::CreateInMemory(options, "admin", &problem);
+    ASSERT_NE(nullptr, company) << problem.message;
+    adminUser = company->AdminUserId();
 }
 
-void CompanyFixture::SetUpCompanyFromText(std::string const& catalogueJson) {
-    PM_UninitComponent();
-    Host::CloseCompanyFile();
-    Host::CatalogueResult catalogue = Host::LoadCatalogueText(catalogueJson, "test.json");
-    ASSERT_TRUE(catalogue.ok) << catalogue.message;
-    OpenCompany();
-}
-
-void CompanyFixture::OpenCompany() {
-    Host::CompanyFileResult file = Host::OpenInMemoryCompanyFile();
-    ASSERT_TRUE(file.ok) << file.message;
-    Host::UseCompanyUserManager();
-    adminUser = AddUser("admin", true);
-    PM_InitComponent();
-    ASSERT_EQ(PM_OK, Manager().SetDefaultRoles());
-}
-
-void CompanyFixture::TearDown() {
-    PM_UninitComponent();
-    Host::CloseCompanyFile();
-    Host::SetUserManager(nullptr);
-    Host::UnloadCatalogue();
-}
-
-int CompanyFixture::AddUser(char const* name, bool isAdmin) {
+int CompanyFixture::AddUser(char const* name, std::vector<int> const& roles) {
     std::string error;
-    int userId = Host::AddCompanyUser(name, isAdmin, &error);
+    int userId = Host::AddCompanyUser(name, false, &error);
     EXPECT_NE(-1, userId) << error;
+    for (int role : roles) {
+        EXPECT_EQ(PM_OK, Manager().SetRoleForUser(userId, role)) << name << " " << role;
+    }
     return userId;
 }
 

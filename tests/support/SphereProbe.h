@@ -1,8 +1,7 @@
 // The sphere module for manager tests. SphereProbe registers an in-process
-// "SphereMgmt.DLL" with the chosen exports: it serves a strdup'ed document (or
-// null), records facts as "name=value@index" lines and answers a slot count,
-// counting calls. RealSphere points the loader at the built module and its
-// facts file into a scratch directory.
+// "SphereMgmt.DLL" with the chosen exports: it records facts as
+// "name=value@index" lines and answers a slot count. RealSphere points the
+// loader at the built module, and the module at a connected-role document.
 #pragma once
 
 #include <host/loader/ModuleLoaderHooks.h>
@@ -10,41 +9,28 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
+#include <cstdlib>
 #include <string>
-
-#include <unistd.h>
 
 namespace PMTest {
 
 class SphereProbe {
 public:
-    enum { kText = 1, kFacts = 2, kLimit = 4, kAll = 7 };
-    struct Data {
-        char const* document = nullptr; // served when not null
-        char* block = nullptr;          // the last block handed out
-        int textCalls = 0, limitCalls = 0;
-        std::uint32_t limit = 3;
-        std::string facts;
-    };
-    static Data& State() {
-        static Data data;
-        return data;
+    enum { kFacts = 1, kLimit = 2 };
+    static std::string& Facts() {
+        static std::string facts;
+        return facts;
     }
 
-    explicit SphereProbe(int exports = kAll) {
-        State() = Data();
-        void* const all[] = {(void*)&Text, (void*)&Facts, (void*)&Limit};
-        char const* const names[] = {"GetConnectedRolesListFromDCE", "UpdateUMFacts",
-                                     "GetMaxEntitlementsToTrack"};
+    SphereProbe(int exports, std::uint32_t limit) {
+        Facts().clear();
+        Limit() = limit;
         Host::ModuleExports table;
-        for (int i = 0; i < 3; ++i) {
-            if (exports & (1 << i)) {
-                table[names[i]] = all[i];
-            }
+        if (exports & kFacts) {
+            table["UpdateUMFacts"] = reinterpret_cast<void*>(&RecordFact);
+        }
+        if (exports & kLimit) {
+            table["GetMaxEntitlementsToTrack"] = reinterpret_cast<void*>(&AnswerLimit);
         }
         Host::RegisterModule("SphereMgmt.DLL", table);
     }
@@ -54,46 +40,27 @@ public:
     }
 
 private:
-    static char* Text() {
-        ++State().textCalls;
-        return State().block = State().document ? strdup(State().document) : nullptr;
+    static std::uint32_t& Limit() {
+        static std::uint32_t limit;
+        return limit;
     }
-    static int Facts(char const* name, char const* value, int index) {
-        State().facts += std::string(name) + "=" + value + "@" + std::to_string(index) + "\n";
+    static int RecordFact(char const* name, char const* value, int index) {
+        Facts() += std::string(name) + "=" + value + "@" + std::to_string(index) + "\n";
         return 0;
     }
-    static std::uint32_t Limit() {
-        ++State().limitCalls;
-        return State().limit;
-    }
+    static std::uint32_t AnswerLimit() { return Limit(); }
 };
 
 class RealSphere {
 public:
-    RealSphere() {
-        std::filesystem::create_directories(m_Dir);
+    explicit RealSphere(char const* document) {
         Host::SetModuleSearchPath(PM_MODULE_DIR);
-        setenv("SPHERE_MGMT_FACTS_FILE", Facts().c_str(), 1);
+        setenv("SPHERE_MGMT_CONNECTED_ROLES", document, 1);
     }
     ~RealSphere() {
         Host::SetModuleSearchPath("");
         unsetenv("SPHERE_MGMT_CONNECTED_ROLES");
-        unsetenv("SPHERE_MGMT_FACTS_FILE");
-        unsetenv("SPHERE_MGMT_MAX_TRACKED");
-        std::filesystem::remove_all(m_Dir);
     }
-    std::string Facts() const { return (m_Dir / "facts.jsonl").string(); }
-    // The facts written so far; the file starts again empty.
-    std::string TakeFacts() const {
-        std::stringstream text;
-        text << std::ifstream(Facts()).rdbuf();
-        std::filesystem::remove(Facts());
-        return text.str();
-    }
-
-private:
-    std::filesystem::path const m_Dir =
-        std::filesystem::temp_directory_path() / ("sphere_" + std::to_string(getpid()));
 };
 
 } // namespace PMTest
