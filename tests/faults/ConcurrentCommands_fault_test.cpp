@@ -5,7 +5,7 @@
 // Afterwards the file holds exactly what the acknowledged writes say, in the
 // order each process made them: nothing acknowledged is lost and nothing
 // taken away comes back.
-#include "PmctlChild.h"
+#include "support/PmctlChild.h"
 
 #include <algorithm>
 #include <iostream>
@@ -15,7 +15,7 @@
 
 namespace {
 
-using namespace PMFault;
+using namespace PMTest;
 
 double const kWorkSeconds = 8;
 double const kCommandLimit = 15; // three times the busy timeout
@@ -39,85 +39,68 @@ Worker const kWorkers[] = {
 };
 char const* const kRoles[] = {"Sales", "Purchasing", "Payroll Clerk", "View Only"};
 
-std::string OneLine(std::string text) {
-    std::replace(text.begin(), text.end(), '\n', ' ');
-    return text;
-}
-
 // One process's loop until the deadline, logged to prefix.log, one line a
-// write: "ok\tWHAT" when pmctl acknowledged it, "busy\tWHAT" when another
-// process was writing, "taken\tWHAT" for the shared account already there;
-// "fail\t..." for anything else, a read included. It runs in a forked
+// write: "ok|WHAT" when pmctl acknowledged it, "busy|WHAT" when another
+// process was writing, "taken|WHAT" for the shared account already there;
+// "fail|..." for anything else, a read included. It runs in a forked
 // process: no test assertions here.
 void Work(int w, std::string const& file, Clock::time_point deadline, std::string const& prefix) {
     std::ofstream log(prefix + ".log");
     Worker const& me = kWorkers[w];
     double longest = 0;
+    // Runs pmctl: "ok" (a read answered), "busy" (a write), "taken" (the
+    // shared account is there) or "fail".
     auto pmctl = [&](std::vector<std::string> const& args) {
         PmctlRun run = RunPmctl(args, prefix, kCommandLimit);
         longest = std::max(longest, run.seconds);
-        return run;
-    };
-    auto fail = [&](std::vector<std::string> const& args, PmctlRun const& run) {
-        log << "fail\t" << Describe(args) << " exited " << run.code
-            << (run.timedOut ? " (killed at the time limit)" : "") << ": " << OneLine(run.err)
-            << "\n";
+        bool const read = args[0] == "check" || args[0] == "info";
+        bool const denied = read && run.code == 1 && run.out.rfind("denied: ", 0) == 0;
+        bool const busy = !read && run.code == 1 && run.err.find(kBusy) != std::string::npos;
+        bool const taken = me.same != nullptr && args.back() == me.same && run.code == 2 &&
+                           run.err.find("already") != std::string::npos;
+        if (run.code != 0 && !denied && !busy && !taken) {
+            std::replace(run.err.begin(), run.err.end(), '\n', ' ');
+            log << "fail|" << Describe(args) << " exited " << run.code
+                << (run.timedOut ? " (killed at the time limit)" : "") << ": " << run.err << "\n";
+            return std::string("fail");
+        }
+        return std::string(run.code == 0 || denied ? "ok" : busy ? "busy" : "taken");
     };
     // The write as what, logged; whether it was acknowledged.
     auto write = [&](std::vector<std::string> const& args, std::string const& what) {
-        PmctlRun run = pmctl(args);
-        bool busy = run.code == 1 && run.err.find(kBusy) != std::string::npos;
-        if (run.code == 0 || busy) {
-            log << (busy ? "busy\t" : "ok\t") << what << "\n";
-        } else {
-            fail(args, run);
-        }
-        return run.code == 0;
+        std::string const outcome = pmctl(args);
+        log << (outcome == "fail" ? "" : outcome + "|" + what + "\n");
+        return outcome == "ok";
     };
     bool held[2] = {false, false};
     bool added = false;
     for (int i = 0; Clock::now() < deadline; ++i) {
-        int const r = i % 2;
-        std::string const verb = held[r] ? "unassign" : "assign";
-        if (write({verb, file, me.user, me.roles[r]}, verb + "\t" + me.user + "\t" + me.roles[r])) {
-            held[r] = !held[r];
-        }
+        std::string const role = me.roles[i % 2];
+        std::string const verb = held[i % 2] ? "unassign" : "assign";
+        held[i % 2] ^= write({verb, file, me.user, role}, verb + "|" + me.user + "|" + role);
         // A user of its own, given a role; every other one removed again.
         std::string const previous = "w" + std::to_string(w) + "u" + std::to_string(i - 1);
         if (i % 2 == 1 && added) {
-            write({"users", "remove", file, previous, "--yes"}, "remove\t" + previous);
+            write({"users", "remove", file, previous, "--yes"}, "remove|" + previous);
         }
         std::string const user = "w" + std::to_string(w) + "u" + std::to_string(i);
-        added = write({"users", "add", file, user}, "add\t" + user);
+        added = write({"users", "add", file, user}, "add|" + user);
         if (added) {
-            write({"assign", file, user, kRoles[i % 4]}, "assign\t" + user + "\t" + kRoles[i % 4]);
+            write({"assign", file, user, kRoles[i % 4]}, "assign|" + user + "|" + kRoles[i % 4]);
         }
         std::string const account = "W" + std::to_string(w) + " " + std::to_string(i);
-        write({"bank", "add", file, account}, "bank\t" + account);
+        write({"bank", "add", file, account}, "bank|" + account);
         // The shared account: asked again while busy, until one process has
         // it and the other is told it is there.
-        for (bool again = i == 1 && me.same != nullptr; again && Clock::now() < deadline;) {
-            std::vector<std::string> args = {"bank", "add", file, me.same};
-            PmctlRun run = pmctl(args);
-            again = run.code == 1 && run.err.find(kBusy) != std::string::npos;
-            if (run.code == 0 || (run.code == 2 && run.err.find("already") != std::string::npos)) {
-                log << (run.code == 0 ? "ok" : "taken") << "\tbank\t" << me.same << "\n";
-            } else if (!again) {
-                fail(args, run);
-            }
+        std::string outcome = i == 1 && me.same != nullptr ? "busy" : "";
+        while (outcome == "busy" && Clock::now() < deadline) {
+            outcome = pmctl({"bank", "add", file, me.same});
         }
-        std::vector<std::string> read = {"info", file};
-        if (i % 2 == 1) {
-            read = {"check", file, me.user, "Customers", "view"};
-        }
-        PmctlRun run = pmctl(read);
-        bool const answered = run.code == 0 || (read[0] == "check" && run.code == 1 &&
-                                                run.out.rfind("denied: ", 0) == 0);
-        if (!answered) {
-            fail(read, run);
-        }
+        log << (outcome == "ok" || outcome == "taken" ? outcome + "|bank|" + me.same + "\n" : "");
+        pmctl(i % 2 == 1 ? std::vector<std::string>{"check", file, me.user, "Customers", "view"}
+                         : std::vector<std::string>{"info", file});
     }
-    log << "longest\t" << longest << "\n";
+    log << "longest|" << longest << "\n";
 }
 
 // Each process's acknowledged writes, in its order, give the end state.
@@ -125,23 +108,19 @@ struct Expected {
     std::map<std::string, bool> users; // the processes' own users: present at the end?
     std::map<std::string, std::set<std::string>> roles;
     std::string accounts;
-    int acknowledged = 0;
-    int busy = 0;
-    int sameAdded = 0;
-    int sameTaken = 0;
+    int acknowledged = 0, busy = 0, sameAdded = 0, sameTaken = 0;
     double longest = 0;
 
     void Apply(std::vector<std::string> const& line) {
         std::string const& kind = line[0];
-        std::string const& verb = line.size() > 1 ? line[1] : line[0];
+        std::string const verb = line.size() > 2 ? line[1] : "";
         if (kind == "longest") {
             longest = std::max(longest, std::stod(line[1]));
         } else if (kind == "fail") {
             ADD_FAILURE() << line[1];
-        } else if (kind == "taken") {
-            ++sameTaken;
-        } else if (kind == "busy") {
-            ++busy; // nothing written: the file is compared with the acknowledged writes alone
+        } else if (kind != "ok") {
+            sameTaken += kind == "taken";
+            busy += kind == "busy"; // nothing written
         } else if (verb == "add") {
             users[line[2]] = true;
         } else if (verb == "remove") {
@@ -165,10 +144,10 @@ struct Expected {
         return names;
     }
     std::string Assignments() const {
-        std::string rows = "admin\tAdmin\n";
+        std::string rows = "admin|Admin\n";
         for (auto const& [user, held] : roles) {
             for (std::string const& role : held) {
-                rows += user + "\t" + role + "\n";
+                rows += user + "|" + role + "\n";
             }
         }
         return rows;
@@ -178,12 +157,11 @@ struct Expected {
 TEST(ConcurrentCommandsTest, FourProcessesKeepEveryAcknowledgedWriteAndNothingRevoked) {
     ScratchDir dir;
     std::string const file = dir / "company.pmco";
-    for (std::vector<std::string> const& step : std::vector<std::vector<std::string>>{
-             {"create", file},
-             {"users", "add", file, "shared"},
-             {"users", "add", file, "own2"},
-             {"users", "add", file, "own3"},
-         }) {
+    for (std::vector<std::string> const& step :
+         std::vector<std::vector<std::string>>{{"create", file},
+                                               {"users", "add", file, "shared"},
+                                               {"users", "add", file, "own2"},
+                                               {"users", "add", file, "own3"}}) {
         PmctlRun run = RunPmctl(step, dir / "setup");
         ASSERT_EQ(0, run.code) << Describe(step) << "\n" << run.err;
     }
@@ -191,29 +169,27 @@ TEST(ConcurrentCommandsTest, FourProcessesKeepEveryAcknowledgedWriteAndNothingRe
     Clock::time_point const start = Clock::now();
     Clock::time_point const deadline = start + std::chrono::duration_cast<Clock::duration>(
                                                    std::chrono::duration<double>(kWorkSeconds));
-    std::vector<Child> workers;
+    std::vector<Child> workers(4);
     for (int w = 0; w < 4; ++w) {
-        Child worker;
-        worker.started = start;
-        worker.pid = ::fork();
-        if (worker.pid == 0) {
+        workers[w].started = start;
+        workers[w].pid = ::fork();
+        if (workers[w].pid == 0) {
             Work(w, file, deadline, dir / ("worker" + std::to_string(w)));
             std::_Exit(0);
         }
-        ASSERT_NE(-1, worker.pid);
-        workers.push_back(worker);
+        ASSERT_NE(-1, workers[w].pid);
     }
     Expected expected;
-    for (std::size_t w = 0; w < workers.size(); ++w) {
+    for (int w = 0; w < 4; ++w) {
         Ended ended = WaitFor(workers[w], kWorkSeconds + kCommandLimit + 5);
         EXPECT_FALSE(ended.timedOut) << "process " << w << " was still running";
         EXPECT_TRUE(WIFEXITED(ended.status) && WEXITSTATUS(ended.status) == 0) << ended.status;
         std::istringstream log(ReadText(dir / ("worker" + std::to_string(w) + ".log")));
-        int acknowledged = expected.acknowledged;
+        int const acknowledged = expected.acknowledged;
         for (std::string text; std::getline(log, text);) {
             std::vector<std::string> line;
             std::istringstream fields(text);
-            for (std::string field; std::getline(fields, field, '\t');) {
+            for (std::string field; std::getline(fields, field, '|');) {
                 line.push_back(field);
             }
             expected.Apply(line);
@@ -221,40 +197,35 @@ TEST(ConcurrentCommandsTest, FourProcessesKeepEveryAcknowledgedWriteAndNothingRe
         // Every process really wrote, all through the same few seconds.
         EXPECT_GE(expected.acknowledged - acknowledged, 10) << "process " << w;
     }
-    double const seconds = Seconds(Clock::now() - start);
 
-    std::string users;
-    std::string assignments;
-    std::string accounts;
-    std::string integrity = ReadCompany(file, [&](sqlite3* db) {
-        users = QueryRows(db, "SELECT name FROM users");
+    std::string users, assignments, accounts;
+    std::string const integrity = ReadCompany(file, [&](sqlite3* db) {
+        users = QueryRows("SELECT name FROM users", db);
         // An assignment whose user is gone shows as "no user KEY".
-        assignments = QueryRows(db, "SELECT coalesce(u.name, 'no user ' || a.user_key), r.name "
-                                    "FROM user_roles a LEFT JOIN users u ON u.record_key = "
-                                    "a.user_key LEFT JOIN roles r ON r.role_id = a.role_id");
-        accounts = QueryRows(db, "SELECT name FROM entitlements WHERE entitlement_id >= 300000 "
-                                 "AND is_enabled = 1");
+        assignments = QueryRows("SELECT coalesce(u.name, 'no user ' || a.user_key), r.name FROM "
+                                "user_roles a LEFT JOIN users u ON u.record_key = a.user_key "
+                                "LEFT JOIN roles r ON r.role_id = a.role_id",
+                                db);
+        accounts = QueryRows("SELECT name FROM entitlements WHERE entitlement_id >= 300000 AND "
+                             "is_enabled = 1",
+                             db);
     });
-    EXPECT_EQ("ok", integrity);
+    EXPECT_EQ("ok\n", integrity);
     EXPECT_EQ("", Missing(expected.UserNames(), users)) << "acknowledged users missing";
     EXPECT_EQ("", Missing(users, expected.UserNames())) << "users that should not be there";
     EXPECT_EQ("", Missing(expected.Assignments(), assignments)) << "acknowledged roles missing";
     EXPECT_EQ("", Missing(assignments, expected.Assignments())) << "roles that came back";
     EXPECT_EQ("", Missing(expected.accounts, accounts)) << "acknowledged accounts missing";
     EXPECT_EQ("", Missing(accounts, expected.accounts)) << "accounts never acknowledged";
-    // One of the two spellings of the shared account was added, the other
-    // refused as there already; so the file has exactly one.
-    EXPECT_EQ(1, expected.sameAdded);
-    EXPECT_EQ(1, expected.sameTaken);
+    // One spelling of the shared account was added, the other refused as
+    // there already; so the file has exactly one.
+    EXPECT_EQ("added=1 taken=1", "added=" + std::to_string(expected.sameAdded) +
+                                     " taken=" + std::to_string(expected.sameTaken));
     PmctlRun verified = RunPmctl({"verify", file}, dir / "verify");
     EXPECT_EQ(0, verified.code) << verified.out << verified.err;
-
-    std::cout << "[concurrent] 4 processes for " << seconds << " s: " << expected.acknowledged
-              << " writes acknowledged, " << expected.busy << " refused as busy; longest command "
-              << expected.longest << " s\n";
-    RecordProperty("acknowledged writes", expected.acknowledged);
-    RecordProperty("busy refusals", expected.busy);
-    RecordProperty("longest command ms", static_cast<int>(expected.longest * 1000));
+    std::cout << "[concurrent] 4 processes for " << Seconds(Clock::now() - start)
+              << " s: " << expected.acknowledged << " writes acknowledged, " << expected.busy
+              << " refused as busy; longest command " << expected.longest << " s\n";
 }
 
 } // namespace
