@@ -40,63 +40,62 @@ Worker const kWorkers[] = {
 char const* const kRoles[] = {"Sales", "Purchasing", "Payroll Clerk", "View Only"};
 
 // One process's loop until the deadline, logged to prefix.log, one line a
-// write: "ok|WHAT" when pmctl acknowledged it, "busy|WHAT" when another
-// process was writing, "taken|WHAT" for the shared account already there;
-// "fail|..." for anything else, a read included. It runs in a forked
-// process: no test assertions here.
+// write: "ok|ARGS" when pmctl acknowledged it, "busy|ARGS" when another
+// process was writing, "taken|ARGS" for the shared account already there
+// (ARGS: the arguments but the file); "fail|..." for anything else, a read
+// included. It runs in a forked process: no test assertions here.
 void Work(int w, std::string const& file, Clock::time_point deadline, std::string const& prefix) {
     std::ofstream log(prefix + ".log");
     Worker const& me = kWorkers[w];
     double longest = 0;
-    // Runs pmctl: "ok" (a read answered), "busy" (a write), "taken" (the
-    // shared account is there) or "fail".
-    auto pmctl = [&](std::vector<std::string> const& args) {
-        PmctlRun run = RunPmctl(args, prefix, kCommandLimit);
-        longest = std::max(longest, run.seconds);
+    // Runs pmctl (a write again while busy, if asked); logs a write; whether
+    // it was acknowledged.
+    auto pmctl = [&](std::vector<std::string> args, bool again = false) {
         bool const read = args[0] == "check" || args[0] == "info";
-        bool const denied = read && run.code == 1 && run.out.rfind("denied: ", 0) == 0;
-        bool const busy = !read && run.code == 1 && run.err.find(kBusy) != std::string::npos;
-        bool const taken = me.same != nullptr && args.back() == me.same && run.code == 2 &&
-                           run.err.find("already") != std::string::npos;
-        if (run.code != 0 && !denied && !busy && !taken) {
-            std::replace(run.err.begin(), run.err.end(), '\n', ' ');
-            log << "fail|" << Describe(args) << " exited " << run.code
-                << (run.timedOut ? " (killed at the time limit)" : "") << ": " << run.err << "\n";
-            return std::string("fail");
+        std::string what;
+        for (std::string const& arg : args) {
+            what += arg == file ? "" : "|" + arg;
         }
-        return std::string(run.code == 0 || denied ? "ok" : busy ? "busy" : "taken");
-    };
-    // The write as what, logged; whether it was acknowledged.
-    auto write = [&](std::vector<std::string> const& args, std::string const& what) {
-        std::string const outcome = pmctl(args);
-        log << (outcome == "fail" ? "" : outcome + "|" + what + "\n");
-        return outcome == "ok";
+        for (;;) {
+            PmctlRun run = RunPmctl(args, prefix, kCommandLimit);
+            longest = std::max(longest, run.seconds);
+            bool const denied = read && run.code == 1 && run.out.rfind("denied: ", 0) == 0;
+            bool const busy = !read && run.code == 1 && run.err.find(kBusy) != std::string::npos;
+            bool const taken = me.same != nullptr && args.back() == me.same && run.code == 2 &&
+                               run.err.find("already") != std::string::npos;
+            if (run.code != 0 && !denied && !busy && !taken) {
+                std::replace(run.err.begin(), run.err.end(), '\n', ' ');
+                log << "fail|" << Describe(args) << " exited " << run.code
+                    << (run.timedOut ? " (killed at the time limit)" : "") << ": " << run.err
+                    << "\n";
+                return false;
+            }
+            log << (read ? "" : (run.code == 0 ? "ok" : busy ? "busy" : "taken") + what + "\n");
+            if (!busy || !again || Clock::now() >= deadline) {
+                return run.code == 0;
+            }
+        }
     };
     bool held[2] = {false, false};
     bool added = false;
     for (int i = 0; Clock::now() < deadline; ++i) {
-        std::string const role = me.roles[i % 2];
-        std::string const verb = held[i % 2] ? "unassign" : "assign";
-        held[i % 2] ^= write({verb, file, me.user, role}, verb + "|" + me.user + "|" + role);
+        held[i % 2] ^= pmctl({held[i % 2] ? "unassign" : "assign", file, me.user, me.roles[i % 2]});
         // A user of its own, given a role; every other one removed again.
-        std::string const previous = "w" + std::to_string(w) + "u" + std::to_string(i - 1);
-        if (i % 2 == 1 && added) {
-            write({"users", "remove", file, previous, "--yes"}, "remove|" + previous);
-        }
         std::string const user = "w" + std::to_string(w) + "u" + std::to_string(i);
-        added = write({"users", "add", file, user}, "add|" + user);
-        if (added) {
-            write({"assign", file, user, kRoles[i % 4]}, "assign|" + user + "|" + kRoles[i % 4]);
+        if (i % 2 == 1 && added) {
+            pmctl({"users", "remove", file, "w" + std::to_string(w) + "u" + std::to_string(i - 1),
+                   "--yes"});
         }
-        std::string const account = "W" + std::to_string(w) + " " + std::to_string(i);
-        write({"bank", "add", file, account}, "bank|" + account);
+        added = pmctl({"users", "add", file, user});
+        if (added) {
+            pmctl({"assign", file, user, kRoles[i % 4]});
+        }
+        pmctl({"bank", "add", file, "W" + std::to_string(w) + " " + std::to_string(i)});
         // The shared account: asked again while busy, until one process has
         // it and the other is told it is there.
-        std::string outcome = i == 1 && me.same != nullptr ? "busy" : "";
-        while (outcome == "busy" && Clock::now() < deadline) {
-            outcome = pmctl({"bank", "add", file, me.same});
+        if (i == 1 && me.same != nullptr) {
+            pmctl({"bank", "add", file, me.same}, true);
         }
-        log << (outcome == "ok" || outcome == "taken" ? outcome + "|bank|" + me.same + "\n" : "");
         pmctl(i % 2 == 1 ? std::vector<std::string>{"check", file, me.user, "Customers", "view"}
                          : std::vector<std::string>{"info", file});
     }
@@ -105,52 +104,51 @@ void Work(int w, std::string const& file, Clock::time_point deadline, std::strin
 
 // Each process's acknowledged writes, in its order, give the end state.
 struct Expected {
-    std::map<std::string, bool> users; // the processes' own users: present at the end?
-    std::map<std::string, std::set<std::string>> roles;
-    std::string accounts;
+    std::set<std::string> users = {"admin", "shared", "own2", "own3"};
+    std::set<std::string> assignments = {"admin|Admin"};
+    std::set<std::string> accounts;
     int acknowledged = 0, busy = 0, sameAdded = 0, sameTaken = 0;
     double longest = 0;
 
     void Apply(std::vector<std::string> const& line) {
         std::string const& kind = line[0];
-        std::string const verb = line.size() > 2 ? line[1] : "";
-        if (kind == "longest") {
-            longest = std::max(longest, std::stod(line[1]));
-        } else if (kind == "fail") {
-            ADD_FAILURE() << line[1];
-        } else if (kind != "ok") {
-            sameTaken += kind == "taken";
-            busy += kind == "busy"; // nothing written
-        } else if (verb == "add") {
-            users[line[2]] = true;
-        } else if (verb == "remove") {
-            users[line[2]] = false;
-            roles.erase(line[2]);
-        } else if (verb == "assign") {
-            roles[line[2]].insert(line[3]);
+        if (kind == "fail" || kind == "longest") {
+            EXPECT_NE("fail", kind) << line[1];
+            longest = std::max(longest, kind == "longest" ? std::stod(line[1]) : 0);
+            return;
+        }
+        busy += kind == "busy"; // nothing written
+        sameTaken += kind == "taken";
+        if (kind != "ok") {
+            return;
+        }
+        ++acknowledged;
+        std::string const& verb = line[1];
+        if (verb == "assign") {
+            assignments.insert(line[2] + "|" + line[3]);
         } else if (verb == "unassign") {
-            roles[line[2]].erase(line[3]);
-        } else if (verb == "bank") {
-            accounts += line[2] + "\n";
-            sameAdded += line[2] == "Same" || line[2] == "SAME";
+            assignments.erase(line[2] + "|" + line[3]);
+        } else if (verb == "users" && line[2] == "add") {
+            users.insert(line[3]);
+        } else if (verb == "users") { // removed, with its assignments
+            users.erase(line[3]);
+            assignments.erase(assignments.lower_bound(line[3] + "|"),
+                              assignments.lower_bound(line[3] + "}")); // '}' follows '|'
+        } else {
+            accounts.insert(line[3]);
+            sameAdded += line[3] == "Same" || line[3] == "SAME";
         }
-        acknowledged += kind == "ok";
     }
-    std::string UserNames() const {
-        std::string names = "admin\nshared\nown2\nown3\n";
-        for (auto const& [name, present] : users) {
-            names += present ? name + "\n" : "";
-        }
-        return names;
-    }
-    std::string Assignments() const {
-        std::string rows = "admin|Admin\n";
-        for (auto const& [user, held] : roles) {
-            for (std::string const& role : held) {
-                rows += user + "|" + role + "\n";
+    // The file as they leave it: "user NAME", "assignment USER|ROLE", "account NAME".
+    std::string Render() const {
+        std::string text;
+        for (auto const& [kind, lines] :
+             {std::pair("user ", &users), {"assignment ", &assignments}, {"account ", &accounts}}) {
+            for (std::string const& line : *lines) {
+                text += kind + line + "\n";
             }
         }
-        return rows;
+        return text;
     }
 };
 
@@ -198,25 +196,21 @@ TEST(ConcurrentCommandsTest, FourProcessesKeepEveryAcknowledgedWriteAndNothingRe
         EXPECT_GE(expected.acknowledged - acknowledged, 10) << "process " << w;
     }
 
-    std::string users, assignments, accounts;
-    std::string const integrity = ReadCompany(file, [&](sqlite3* db) {
-        users = QueryRows("SELECT name FROM users", db);
+    std::string state;
+    std::string const integrity = ReadCompany(file, [&state](sqlite3* db) {
         // An assignment whose user is gone shows as "no user KEY".
-        assignments = QueryRows("SELECT coalesce(u.name, 'no user ' || a.user_key), r.name FROM "
-                                "user_roles a LEFT JOIN users u ON u.record_key = a.user_key "
-                                "LEFT JOIN roles r ON r.role_id = a.role_id",
-                                db);
-        accounts = QueryRows("SELECT name FROM entitlements WHERE entitlement_id >= 300000 AND "
-                             "is_enabled = 1",
-                             db);
+        state = QueryRows("SELECT name FROM users ORDER BY 1", db, "user ") +
+                QueryRows("SELECT coalesce(u.name, 'no user ' || a.user_key) || '|' || r.name AS "
+                          "row FROM user_roles a LEFT JOIN users u ON u.record_key = a.user_key "
+                          "LEFT JOIN roles r ON r.role_id = a.role_id ORDER BY row",
+                          db, "assignment ") +
+                QueryRows("SELECT name FROM entitlements WHERE entitlement_id >= 300000 AND "
+                          "is_enabled = 1 ORDER BY 1",
+                          db, "account ");
     });
     EXPECT_EQ("ok\n", integrity);
-    EXPECT_EQ("", Missing(expected.UserNames(), users)) << "acknowledged users missing";
-    EXPECT_EQ("", Missing(users, expected.UserNames())) << "users that should not be there";
-    EXPECT_EQ("", Missing(expected.Assignments(), assignments)) << "acknowledged roles missing";
-    EXPECT_EQ("", Missing(assignments, expected.Assignments())) << "roles that came back";
-    EXPECT_EQ("", Missing(expected.accounts, accounts)) << "acknowledged accounts missing";
-    EXPECT_EQ("", Missing(accounts, expected.accounts)) << "accounts never acknowledged";
+    // "-": acknowledged but lost; "+": never acknowledged, or taken away and back.
+    EXPECT_EQ(expected.Render(), state);
     // One spelling of the shared account was added, the other refused as
     // there already; so the file has exactly one.
     EXPECT_EQ("added=1 taken=1", "added=" + std::to_string(expected.sameAdded) +

@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <initializer_list>
 #include <map>
@@ -33,7 +34,9 @@ std::string StoreRows(sqlite3* db = nullptr);
 std::string Missing(std::string const& part, std::string const& whole);
 std::string Only(std::string const& text, std::string const& prefix);
 std::string Without(std::string const& text, std::initializer_list<std::string> prefixes);
-long CountLines(std::string const& text);
+inline long CountLines(std::string const& text) {
+    return static_cast<long>(std::count(text.begin(), text.end(), '\n'));
+}
 std::string SortLines(std::string const& text);
 
 // One run of a loop.

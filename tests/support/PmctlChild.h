@@ -12,20 +12,17 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
-#include <spawn.h>
 #include <string>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
-
-extern char** environ;
 
 namespace PMTest {
 
@@ -66,23 +63,19 @@ struct Child {
 // waits for an answer), standard output and error into the files named.
 inline Child StartPmctl(std::vector<std::string> args, std::string const& out,
                         std::string const& err) {
-    std::string program = PM_PMCTL_PATH;
-    std::vector<char*> argv{program.data()};
+    std::vector<char*> argv{const_cast<char*>(PM_PMCTL_PATH)};
     for (std::string& arg : args) {
         argv.push_back(arg.data());
     }
     argv.push_back(nullptr);
-    posix_spawn_file_actions_t files;
-    posix_spawn_file_actions_init(&files);
-    posix_spawn_file_actions_addopen(&files, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&files, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addopen(&files, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    Child child;
-    child.started = Clock::now();
-    if (::posix_spawn(&child.pid, program.c_str(), &files, nullptr, argv.data(), environ) != 0) {
-        child.pid = -1;
+    Child child{::fork(), Clock::now()};
+    if (child.pid == 0) {
+        if (std::freopen("/dev/null", "r", stdin) && std::freopen(out.c_str(), "w", stdout) &&
+            std::freopen(err.c_str(), "w", stderr)) {
+            ::execv(PM_PMCTL_PATH, argv.data());
+        }
+        std::_Exit(127);
     }
-    posix_spawn_file_actions_destroy(&files);
     return child;
 }
 
