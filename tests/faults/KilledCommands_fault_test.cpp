@@ -53,17 +53,14 @@ protected:
             {"assign", base, "bob", "Payroll Clerk"},
             {"assign", base, "bob", "View Only"},
         };
-        auto const pmctl = [](std::vector<std::string> const& args) {
-            PmctlRun run = RunPmctl(args, *dir / "setup");
-            EXPECT_EQ(0, run.code) << Describe(args) << "\n" << run.err;
-            return run.out;
-        };
         for (std::vector<std::string> const& step : steps) {
-            pmctl(step);
+            PmctlSetUp(step, *dir / "setup");
         }
-        std::ofstream(*dir / "grants.json") << pmctl({"roles", "show", base, "Admin", "--json"});
+        std::ofstream(*dir / "grants.json")
+            << PmctlSetUp({"roles", "show", base, "Admin", "--json"}, *dir / "setup");
         std::filesystem::copy_file(base, edited);
-        pmctl({"roles", "edit", edited, "View Only", "--from-json", *dir / "grants.json"});
+        PmctlSetUp({"roles", "edit", edited, "View Only", "--from-json", *dir / "grants.json"},
+                   *dir / "setup");
         std::ofstream list(*dir / "accounts.txt");
         for (int i = 0; i < 2000; ++i) {
             list << "Account " << (i % 5 == 4 ? std::to_string(i - 4) + ":Sub " : "") << i << "\n";

@@ -129,6 +129,13 @@ inline std::string Describe(std::vector<std::string> const& args) {
     return text;
 }
 
+// Runs pmctl with args for a test's set-up, which it must pass; its output.
+inline std::string PmctlSetUp(std::vector<std::string> const& args, std::string const& outputs) {
+    PmctlRun run = RunPmctl(args, outputs);
+    EXPECT_EQ(0, run.code) << Describe(args) << "\n" << run.err;
+    return run.out;
+}
+
 // Opens the company file at path without folding its log into it, hands the
 // connection to read, and gives the file's integrity check: "ok\n" when it is
 // sound, "" when there is no file.
