@@ -7,6 +7,7 @@
 #include "support/LogProbe.h"
 #include "support/VerifyProbe.h"
 
+#include <iostream>
 #include <new>
 
 namespace {
