@@ -32,6 +32,10 @@ struct KillCase {
     std::string beforeCatalogue = kCatalogue; // what verify reads the file before with
 };
 
+void PrintTo(KillCase const& c, std::ostream* out) {
+    *out << c.name;
+}
+
 class KilledCommandTest : public ::testing::TestWithParam<KillCase> {
 protected:
     // The company files the commands start from: "base" with alice
