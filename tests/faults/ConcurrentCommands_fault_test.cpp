@@ -5,7 +5,7 @@
 // Afterwards the file holds exactly what the acknowledged writes say, in the
 // order each process made them: nothing acknowledged is lost and nothing
 // taken away comes back.
-#include "PmctlChild.h"
+#include "support/PmctlChild.h"
 
 #include <algorithm>
 #include <iostream>
@@ -15,7 +15,7 @@
 
 namespace {
 
-using namespace PMFault;
+using namespace PMTest;
 
 double const kWorkSeconds = 8;
 double const kCommandLimit = 15; // three times the busy timeout
@@ -39,181 +39,153 @@ Worker const kWorkers[] = {
 };
 char const* const kRoles[] = {"Sales", "Purchasing", "Payroll Clerk", "View Only"};
 
-std::string OneLine(std::string text) {
-    std::replace(text.begin(), text.end(), '\n', ' ');
-    return text;
-}
-
 // One process's loop until the deadline, logged to prefix.log, one line a
-// write: "ok\tWHAT" when pmctl acknowledged it, "busy\tWHAT" when another
-// process was writing, "taken\tWHAT" for the shared account already there;
-// "fail\t..." for anything else, a read included. It runs in a forked
-// process: no test assertions here.
+// write: "ok|ARGS" when pmctl acknowledged it, "busy|ARGS" when another
+// process was writing, "taken|ARGS" for the shared account already there
+// (ARGS: the arguments but the file); "fail|..." for anything else, a read
+// included. It runs in a forked process: no test assertions here.
 void Work(int w, std::string const& file, Clock::time_point deadline, std::string const& prefix) {
     std::ofstream log(prefix + ".log");
     Worker const& me = kWorkers[w];
     double longest = 0;
-    auto pmctl = [&](std::vector<std::string> const& args) {
-        PmctlRun run = RunPmctl(args, prefix, kCommandLimit);
-        longest = std::max(longest, run.seconds);
-        return run;
-    };
-    auto fail = [&](std::vector<std::string> const& args, PmctlRun const& run) {
-        log << "fail\t" << Describe(args) << " exited " << run.code
-            << (run.timedOut ? " (killed at the time limit)" : "") << ": " << OneLine(run.err)
-            << "\n";
-    };
-    // The write as what, logged; whether it was acknowledged.
-    auto write = [&](std::vector<std::string> const& args, std::string const& what) {
-        PmctlRun run = pmctl(args);
-        bool busy = run.code == 1 && run.err.find(kBusy) != std::string::npos;
-        if (run.code == 0 || busy) {
-            log << (busy ? "busy\t" : "ok\t") << what << "\n";
-        } else {
-            fail(args, run);
+    // Runs pmctl (a write again while busy, if asked); logs a write; whether
+    // it was acknowledged.
+    auto pmctl = [&](std::vector<std::string> args, bool again = false) {
+        bool const read = args[0] == "check" || args[0] == "info";
+        std::string what;
+        for (std::string const& arg : args) {
+            what += arg == file ? "" : "|" + arg;
         }
-        return run.code == 0;
+        for (;;) {
+            PmctlRun run = RunPmctl(args, prefix, kCommandLimit);
+            longest = std::max(longest, run.seconds);
+            bool const denied = read && run.code == 1 && run.out.rfind("denied: ", 0) == 0;
+            bool const busy = !read && run.code == 1 && run.err.find(kBusy) != std::string::npos;
+            bool const taken = me.same != nullptr && args.back() == me.same && run.code == 2 &&
+                               run.err.find("already") != std::string::npos;
+            if (run.code != 0 && !denied && !busy && !taken) {
+                std::replace(run.err.begin(), run.err.end(), '\n', ' ');
+                log << "fail|" << Describe(args) << " exited " << run.code
+                    << (run.timedOut ? " (killed at the time limit)" : "") << ": " << run.err
+                    << "\n";
+                return false;
+            }
+            log << (read ? "" : (run.code == 0 ? "ok" : busy ? "busy" : "taken") + what + "\n");
+            if (!busy || !again || Clock::now() >= deadline) {
+                return run.code == 0;
+            }
+        }
     };
     bool held[2] = {false, false};
     bool added = false;
     for (int i = 0; Clock::now() < deadline; ++i) {
-        int const r = i % 2;
-        std::string const verb = held[r] ? "unassign" : "assign";
-        if (write({verb, file, me.user, me.roles[r]}, verb + "\t" + me.user + "\t" + me.roles[r])) {
-            held[r] = !held[r];
-        }
+        held[i % 2] ^= pmctl({held[i % 2] ? "unassign" : "assign", file, me.user, me.roles[i % 2]});
         // A user of its own, given a role; every other one removed again.
-        std::string const previous = "w" + std::to_string(w) + "u" + std::to_string(i - 1);
-        if (i % 2 == 1 && added) {
-            write({"users", "remove", file, previous, "--yes"}, "remove\t" + previous);
-        }
         std::string const user = "w" + std::to_string(w) + "u" + std::to_string(i);
-        added = write({"users", "add", file, user}, "add\t" + user);
-        if (added) {
-            write({"assign", file, user, kRoles[i % 4]}, "assign\t" + user + "\t" + kRoles[i % 4]);
+        if (i % 2 == 1 && added) {
+            pmctl({"users", "remove", file, "w" + std::to_string(w) + "u" + std::to_string(i - 1),
+                   "--yes"});
         }
-        std::string const account = "W" + std::to_string(w) + " " + std::to_string(i);
-        write({"bank", "add", file, account}, "bank\t" + account);
+        added = pmctl({"users", "add", file, user});
+        if (added) {
+            pmctl({"assign", file, user, kRoles[i % 4]});
+        }
+        pmctl({"bank", "add", file, "W" + std::to_string(w) + " " + std::to_string(i)});
         // The shared account: asked again while busy, until one process has
         // it and the other is told it is there.
-        for (bool again = i == 1 && me.same != nullptr; again && Clock::now() < deadline;) {
-            std::vector<std::string> args = {"bank", "add", file, me.same};
-            PmctlRun run = pmctl(args);
-            again = run.code == 1 && run.err.find(kBusy) != std::string::npos;
-            if (run.code == 0 || (run.code == 2 && run.err.find("already") != std::string::npos)) {
-                log << (run.code == 0 ? "ok" : "taken") << "\tbank\t" << me.same << "\n";
-            } else if (!again) {
-                fail(args, run);
-            }
+        if (i == 1 && me.same != nullptr) {
+            pmctl({"bank", "add", file, me.same}, true);
         }
-        std::vector<std::string> read = {"info", file};
-        if (i % 2 == 1) {
-            read = {"check", file, me.user, "Customers", "view"};
-        }
-        PmctlRun run = pmctl(read);
-        bool const answered = run.code == 0 || (read[0] == "check" && run.code == 1 &&
-                                                run.out.rfind("denied: ", 0) == 0);
-        if (!answered) {
-            fail(read, run);
-        }
+        pmctl(i % 2 == 1 ? std::vector<std::string>{"check", file, me.user, "Customers", "view"}
+                         : std::vector<std::string>{"info", file});
     }
-    log << "longest\t" << longest << "\n";
+    log << "longest|" << longest << "\n";
 }
 
 // Each process's acknowledged writes, in its order, give the end state.
 struct Expected {
-    std::map<std::string, bool> users; // the processes' own users: present at the end?
-    std::map<std::string, std::set<std::string>> roles;
-    std::string accounts;
-    int acknowledged = 0;
-    int busy = 0;
-    int sameAdded = 0;
-    int sameTaken = 0;
+    std::set<std::string> users = {"admin", "shared", "own2", "own3"};
+    std::set<std::string> assignments = {"admin|Admin"};
+    std::set<std::string> accounts;
+    int acknowledged = 0, busy = 0, sameAdded = 0, sameTaken = 0;
     double longest = 0;
 
     void Apply(std::vector<std::string> const& line) {
         std::string const& kind = line[0];
-        std::string const& verb = line.size() > 1 ? line[1] : line[0];
-        if (kind == "longest") {
-            longest = std::max(longest, std::stod(line[1]));
-        } else if (kind == "fail") {
-            ADD_FAILURE() << line[1];
-        } else if (kind == "taken") {
-            ++sameTaken;
-        } else if (kind == "busy") {
-            ++busy; // nothing written: the file is compared with the acknowledged writes alone
-        } else if (verb == "add") {
-            users[line[2]] = true;
-        } else if (verb == "remove") {
-            users[line[2]] = false;
-            roles.erase(line[2]);
-        } else if (verb == "assign") {
-            roles[line[2]].insert(line[3]);
+        if (kind == "fail" || kind == "longest") {
+            EXPECT_NE("fail", kind) << line[1];
+            longest = std::max(longest, kind == "longest" ? std::stod(line[1]) : 0);
+            return;
+        }
+        busy += kind == "busy"; // nothing written
+        sameTaken += kind == "taken";
+        if (kind != "ok") {
+            return;
+        }
+        ++acknowledged;
+        std::string const& verb = line[1];
+        if (verb == "assign") {
+            assignments.insert(line[2] + "|" + line[3]);
         } else if (verb == "unassign") {
-            roles[line[2]].erase(line[3]);
-        } else if (verb == "bank") {
-            accounts += line[2] + "\n";
-            sameAdded += line[2] == "Same" || line[2] == "SAME";
+            assignments.erase(line[2] + "|" + line[3]);
+        } else if (verb == "users" && line[2] == "add") {
+            users.insert(line[3]);
+        } else if (verb == "users") { // removed, with its assignments
+            users.erase(line[3]);
+            assignments.erase(assignments.lower_bound(line[3] + "|"),
+                              assignments.lower_bound(line[3] + "}")); // '}' follows '|'
+        } else {
+            accounts.insert(line[3]);
+            sameAdded += line[3] == "Same" || line[3] == "SAME";
         }
-        acknowledged += kind == "ok";
     }
-    std::string UserNames() const {
-        std::string names = "admin\nshared\nown2\nown3\n";
-        for (auto const& [name, present] : users) {
-            names += present ? name + "\n" : "";
-        }
-        return names;
-    }
-    std::string Assignments() const {
-        std::string rows = "admin\tAdmin\n";
-        for (auto const& [user, held] : roles) {
-            for (std::string const& role : held) {
-                rows += user + "\t" + role + "\n";
+    // The file as they leave it: "user NAME", "assignment USER|ROLE", "account NAME".
+    std::string Render() const {
+        std::string text;
+        for (auto const& [kind, lines] :
+             {std::pair("user ", &users), {"assignment ", &assignments}, {"account ", &accounts}}) {
+            for (std::string const& line : *lines) {
+                text += kind + line + "\n";
             }
         }
-        return rows;
+        return text;
     }
 };
 
 TEST(ConcurrentCommandsTest, FourProcessesKeepEveryAcknowledgedWriteAndNothingRevoked) {
     ScratchDir dir;
     std::string const file = dir / "company.pmco";
-    for (std::vector<std::string> const& step : std::vector<std::vector<std::string>>{
-             {"create", file},
-             {"users", "add", file, "shared"},
-             {"users", "add", file, "own2"},
-             {"users", "add", file, "own3"},
-         }) {
-        PmctlRun run = RunPmctl(step, dir / "setup");
-        ASSERT_EQ(0, run.code) << Describe(step) << "\n" << run.err;
+    for (std::string const user : {"", "shared", "own2", "own3"}) {
+        PmctlSetUp(user.empty() ? std::vector<std::string>{"create", file}
+                                : std::vector<std::string>{"users", "add", file, user},
+                   dir / "setup");
     }
+    ASSERT_FALSE(HasFailure());
 
     Clock::time_point const start = Clock::now();
     Clock::time_point const deadline = start + std::chrono::duration_cast<Clock::duration>(
                                                    std::chrono::duration<double>(kWorkSeconds));
-    std::vector<Child> workers;
+    std::vector<Child> workers(4);
     for (int w = 0; w < 4; ++w) {
-        Child worker;
-        worker.started = start;
-        worker.pid = ::fork();
-        if (worker.pid == 0) {
+        workers[w].started = start;
+        workers[w].pid = ::fork();
+        if (workers[w].pid == 0) {
             Work(w, file, deadline, dir / ("worker" + std::to_string(w)));
             std::_Exit(0);
         }
-        ASSERT_NE(-1, worker.pid);
-        workers.push_back(worker);
+        ASSERT_NE(-1, workers[w].pid);
     }
     Expected expected;
-    for (std::size_t w = 0; w < workers.size(); ++w) {
+    for (int w = 0; w < 4; ++w) {
         Ended ended = WaitFor(workers[w], kWorkSeconds + kCommandLimit + 5);
         EXPECT_FALSE(ended.timedOut) << "process " << w << " was still running";
         EXPECT_TRUE(WIFEXITED(ended.status) && WEXITSTATUS(ended.status) == 0) << ended.status;
         std::istringstream log(ReadText(dir / ("worker" + std::to_string(w) + ".log")));
-        int acknowledged = expected.acknowledged;
+        int const acknowledged = expected.acknowledged;
         for (std::string text; std::getline(log, text);) {
             std::vector<std::string> line;
             std::istringstream fields(text);
-            for (std::string field; std::getline(fields, field, '\t');) {
+            for (std::string field; std::getline(fields, field, '|');) {
                 line.push_back(field);
             }
             expected.Apply(line);
@@ -221,40 +193,31 @@ TEST(ConcurrentCommandsTest, FourProcessesKeepEveryAcknowledgedWriteAndNothingRe
         // Every process really wrote, all through the same few seconds.
         EXPECT_GE(expected.acknowledged - acknowledged, 10) << "process " << w;
     }
-    double const seconds = Seconds(Clock::now() - start);
 
-    std::string users;
-    std::string assignments;
-    std::string accounts;
-    std::string integrity = ReadCompany(file, [&](sqlite3* db) {
-        users = QueryRows(db, "SELECT name FROM users");
+    std::string state;
+    std::string const integrity = ReadCompany(file, [&state](sqlite3* db) {
         // An assignment whose user is gone shows as "no user KEY".
-        assignments = QueryRows(db, "SELECT coalesce(u.name, 'no user ' || a.user_key), r.name "
-                                    "FROM user_roles a LEFT JOIN users u ON u.record_key = "
-                                    "a.user_key LEFT JOIN roles r ON r.role_id = a.role_id");
-        accounts = QueryRows(db, "SELECT name FROM entitlements WHERE entitlement_id >= 300000 "
-                                 "AND is_enabled = 1");
+        state = QueryRows("SELECT name FROM users ORDER BY 1", db, "user ") +
+                QueryRows("SELECT coalesce(u.name, 'no user ' || a.user_key) || '|' || r.name AS "
+                          "row FROM user_roles a LEFT JOIN users u ON u.record_key = a.user_key "
+                          "LEFT JOIN roles r ON r.role_id = a.role_id ORDER BY row",
+                          db, "assignment ") +
+                QueryRows("SELECT name FROM entitlements WHERE entitlement_id >= 300000 AND "
+                          "is_enabled = 1 ORDER BY 1",
+                          db, "account ");
     });
-    EXPECT_EQ("ok", integrity);
-    EXPECT_EQ("", Missing(expected.UserNames(), users)) << "acknowledged users missing";
-    EXPECT_EQ("", Missing(users, expected.UserNames())) << "users that should not be there";
-    EXPECT_EQ("", Missing(expected.Assignments(), assignments)) << "acknowledged roles missing";
-    EXPECT_EQ("", Missing(assignments, expected.Assignments())) << "roles that came back";
-    EXPECT_EQ("", Missing(expected.accounts, accounts)) << "acknowledged accounts missing";
-    EXPECT_EQ("", Missing(accounts, expected.accounts)) << "accounts never acknowledged";
-    // One of the two spellings of the shared account was added, the other
-    // refused as there already; so the file has exactly one.
-    EXPECT_EQ(1, expected.sameAdded);
-    EXPECT_EQ(1, expected.sameTaken);
+    EXPECT_EQ("ok\n", integrity);
+    // "-": acknowledged but lost; "+": never acknowledged, or taken away and back.
+    EXPECT_EQ(expected.Render(), state);
+    // One spelling of the shared account was added, the other refused as
+    // there already; so the file has exactly one.
+    EXPECT_EQ("added=1 taken=1", "added=" + std::to_string(expected.sameAdded) +
+                                     " taken=" + std::to_string(expected.sameTaken));
     PmctlRun verified = RunPmctl({"verify", file}, dir / "verify");
     EXPECT_EQ(0, verified.code) << verified.out << verified.err;
-
-    std::cout << "[concurrent] 4 processes for " << seconds << " s: " << expected.acknowledged
-              << " writes acknowledged, " << expected.busy << " refused as busy; longest command "
-              << expected.longest << " s\n";
-    RecordProperty("acknowledged writes", expected.acknowledged);
-    RecordProperty("busy refusals", expected.busy);
-    RecordProperty("longest command ms", static_cast<int>(expected.longest * 1000));
+    std::cout << "[concurrent] 4 processes for " << Seconds(Clock::now() - start)
+              << " s: " << expected.acknowledged << " writes acknowledged, " << expected.busy
+              << " refused as busy; longest command " << expected.longest << " s\n";
 }
 
 } // namespace

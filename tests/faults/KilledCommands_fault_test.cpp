@@ -4,19 +4,18 @@
 // uninterrupted run leaves it, sound, and accepted by pmctl verify; a create
 // killed leaves no file or a whole one, and the next create clears what the
 // killed one left beside it.
-#include "PmctlChild.h"
+#include "support/PmctlChild.h"
 
 #include <algorithm>
 #include <iostream>
 #include <map>
-#include <thread>
 
 namespace {
 
-using namespace PMFault;
+using namespace PMTest;
 
-std::string const kCatalogue = std::string(PM_CATALOGUE_DIR) + "/catalogue.json";
-std::string const kPrevious = std::string(PM_CATALOGUE_DIR) + "/catalogue-previous.json";
+std::string const kCatalogue = PM_CATALOGUE_DIR "/catalogue.json";
+std::string const kPrevious = PM_CATALOGUE_DIR "/catalogue-previous.json";
 
 // Kills per round, the last one kSpan times the command's normal duration
 // after its start; at most kRounds rounds.
@@ -24,8 +23,8 @@ int const kKills = 20;
 double const kSpan = 1.3;
 int const kRounds = 3;
 
-// A command killed in turn. In args, FILE stands for the company file and
-// LIST and GRANTS for the account list and the grants the suite writes.
+// A command killed in turn. In args, FILE stands for the company file, LIST
+// and GRANTS for the account list and the grants the suite writes.
 struct KillCase {
     char const* name;
     char const* start; // the suite's company file the command starts from; "" for none
@@ -45,47 +44,40 @@ protected:
     // and a list of 2,000 accounts, every fifth below an earlier one.
     static void SetUpTestSuite() {
         dir = new ScratchDir();
-        std::string base = *dir / "base.pmco";
-        std::vector<std::vector<std::string>> steps = {
+        std::string const base = *dir / "base.pmco";
+        std::string const edited = *dir / "edited.pmco";
+        std::vector<std::vector<std::string>> const steps = {
             {"create", base},
             {"create", *dir / "old.pmco", "--catalogue", kPrevious},
             {"users", "add", base, "alice"},
             {"users", "add", base, "bob"},
             {"assign", base, "alice", "Bookkeeper"},
+            {"assign", base, "bob", "Sales"},
+            {"assign", base, "bob", "Purchasing"},
+            {"assign", base, "bob", "Payroll Clerk"},
+            {"assign", base, "bob", "View Only"},
         };
-        for (char const* role : {"Sales", "Purchasing", "Payroll Clerk", "View Only"}) {
-            steps.push_back({"assign", base, "bob", role});
-        }
         for (std::vector<std::string> const& step : steps) {
-            Pmctl(step);
+            PmctlSetUp(step, *dir / "setup");
         }
         std::ofstream(*dir / "grants.json")
-            << Pmctl({"roles", "show", base, "Admin", "--json"}).out;
-        std::filesystem::copy_file(base, *dir / "edited.pmco");
-        Pmctl({"roles", "edit", *dir / "edited.pmco", "View Only", "--from-json",
-               *dir / "grants.json"});
+            << PmctlSetUp({"roles", "show", base, "Admin", "--json"}, *dir / "setup");
+        std::filesystem::copy_file(base, edited);
+        PmctlSetUp({"roles", "edit", edited, "View Only", "--from-json", *dir / "grants.json"},
+                   *dir / "setup");
         std::ofstream list(*dir / "accounts.txt");
         for (int i = 0; i < 2000; ++i) {
             list << "Account " << (i % 5 == 4 ? std::to_string(i - 4) + ":Sub " : "") << i << "\n";
         }
     }
-    static void TearDownTestSuite() {
-        delete dir;
-        dir = nullptr;
-    }
-    static PmctlRun Pmctl(std::vector<std::string> const& args) {
-        PmctlRun run = RunPmctl(args, *dir / "setup");
-        EXPECT_EQ(0, run.code) << Describe(args) << "\n" << run.err;
-        return run;
-    }
+    static void TearDownTestSuite() { delete dir; }
 
-    // The four permission tables of the file, in key order; "" when there
-    // is no file. The file must pass its integrity check.
+    // The four permission tables of the file; "" when there is none. The
+    // file must pass its integrity check.
     static std::string Render(std::string const& file) {
         std::string rows;
-        std::string integrity =
-            ReadCompany(file, [&rows](sqlite3* db) { rows = StoreRows(nullptr, db); });
-        EXPECT_TRUE(integrity == "ok" || integrity.empty()) << file << ": " << integrity;
+        std::string integrity = ReadCompany(file, [&rows](sqlite3* db) { rows = StoreRows(db); });
+        EXPECT_TRUE(integrity == "ok\n" || integrity.empty()) << file << ": " << integrity;
         return rows;
     }
 
@@ -94,12 +86,12 @@ protected:
     std::string const buildPrefix = ".company.pmco.creating-";
 
     // The run directory with the command's starting file and nothing else,
-    // except what killed creates left: the next create is to clear that.
+    // but what killed creates left: the next create is to clear that.
     void Fresh(KillCase const& c) const {
         std::filesystem::create_directories(run);
-        for (auto const& entry : std::filesystem::directory_iterator(run)) {
-            if (entry.path().filename().string().rfind(buildPrefix, 0) != 0) {
-                std::filesystem::remove(entry.path());
+        for (std::string const& path : Named("")) {
+            if (path.find(buildPrefix) == std::string::npos) {
+                std::filesystem::remove(path);
             }
         }
         if (*c.start != '\0') {
@@ -116,15 +108,6 @@ protected:
         }
         return found;
     }
-    std::vector<std::string> Args(KillCase const& c) const {
-        std::map<std::string, std::string> const stand = {
-            {"FILE", file}, {"LIST", *dir / "accounts.txt"}, {"GRANTS", *dir / "grants.json"}};
-        std::vector<std::string> args = c.args;
-        for (std::string& arg : args) {
-            arg = stand.count(arg) != 0 ? stand.at(arg) : arg;
-        }
-        return args;
-    }
 
     static ScratchDir* dir;
 };
@@ -133,31 +116,31 @@ ScratchDir* KilledCommandTest::dir = nullptr;
 
 TEST_P(KilledCommandTest, LeavesTheFileAsBeforeOrAsAnUninterruptedRun) {
     KillCase const& c = GetParam();
-    std::vector<std::string> const args = Args(c);
+    std::map<std::string, std::string> const stand = {
+        {"FILE", file}, {"LIST", *dir / "accounts.txt"}, {"GRANTS", *dir / "grants.json"}};
+    std::vector<std::string> args = c.args;
+    for (std::string& arg : args) {
+        arg = stand.count(arg) != 0 ? stand.at(arg) : arg;
+    }
     std::string const outputs = *dir / "command";
     Fresh(c);
     std::string const before = Render(file);
     std::string after;
-
-    int asBefore = 0;
-    int asAfter = 0;
-    int midChange = 0;   // killed with the file (or the one it builds) open, uncommitted
-    int afterCommit = 0; // killed, and yet the change is whole
-    int kills = 0;
+    int asBefore = 0, asAfter = 0, kills = 0;
+    int midChange = 0; // killed with the file (or the one it builds) open, uncommitted
     double normal = 0;
     // Rounds of kills spread over the command as long as it takes now: a
     // machine that grows busier or idler after the command was timed can
     // leave an outcome unseen in one round.
     for (int round = 0; round < kRounds && (asBefore == 0 || asAfter == 0 || midChange == 0);
          ++round) {
-        // Uninterrupted runs: what the command leaves, the same each time,
-        // and the slowest of their durations.
+        // Uninterrupted runs: the same file each time, and the slowest time.
         normal = 0;
         for (int i = 0; i < 3; ++i) {
             Fresh(c);
             PmctlRun done = RunPmctl(args, outputs);
             ASSERT_EQ(0, done.code) << Describe(args) << "\n" << done.err;
-            std::string state = Render(file);
+            std::string const state = Render(file);
             ASSERT_TRUE(after.empty() || state == after) << "uninterrupted runs left other files";
             after = state;
             normal = std::max(normal, done.seconds);
@@ -167,37 +150,35 @@ TEST_P(KilledCommandTest, LeavesTheFileAsBeforeOrAsAnUninterruptedRun) {
         for (int kill = 0; kill < kKills; ++kill, ++kills) {
             Fresh(c);
             double const delay = normal * kSpan * kill / (kKills - 1);
+            std::string const when =
+                "killed " + std::to_string(delay * 1000) + " ms into " + Describe(args);
             Child child = StartPmctl(args, outputs + ".out", outputs + ".err");
-            ASSERT_NE(-1, child.pid) << Describe(args);
+            ASSERT_NE(-1, child.pid) << when;
             std::this_thread::sleep_until(child.started + std::chrono::duration<double>(delay));
             ::kill(child.pid, SIGKILL);
             int status = 0;
             ::waitpid(child.pid, &status, 0);
             bool const killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
             ASSERT_TRUE(killed || (WIFEXITED(status) && WEXITSTATUS(status) == 0))
-                << Describe(args) << " ended with status " << status << "\n"
+                << when << ": status " << status << "\n"
                 << ReadText(outputs + ".err");
-            std::string const ownBuild = buildPrefix + std::to_string(child.pid);
-            bool const open = !Named("company.pmco-wal").empty() || !Named(ownBuild).empty();
+            bool const open = !Named("company.pmco-wal").empty() ||
+                              !Named(buildPrefix + std::to_string(child.pid)).empty();
 
             std::string const state = Render(file);
-            bool const whole = state == after;
-            std::string const when =
-                "killed " + std::to_string(delay * 1000) + " ms into " + Describe(args);
-            if (!whole && state != before) {
+            if (state != after && state != before) {
                 ADD_FAILURE() << when << ", the file is neither as before nor as after.\n"
                               << "Not as before:\n"
                               << Missing(state, before) << "Not as after:\n"
                               << Missing(state, after);
                 continue;
             }
-            (whole ? asAfter : asBefore) += 1;
-            midChange += killed && open && !whole;
-            afterCommit += killed && whole;
+            (state == after ? asAfter : asBefore) += 1;
+            midChange += killed && open && state != after;
             if (!state.empty()) {
-                PmctlRun verified = RunPmctl(
-                    {"verify", file, "--catalogue", whole ? kCatalogue : c.beforeCatalogue},
-                    outputs);
+                PmctlRun verified = RunPmctl({"verify", file, "--catalogue",
+                                              state == after ? kCatalogue : c.beforeCatalogue},
+                                             outputs);
                 EXPECT_EQ(0, verified.code) << when << ":\n" << verified.out << verified.err;
             }
             // A copy of the file as it was is whole once it has its name.
@@ -208,23 +189,14 @@ TEST_P(KilledCommandTest, LeavesTheFileAsBeforeOrAsAnUninterruptedRun) {
             }
         }
     }
-
-    // An uninterrupted run clears the files that killed creates built in,
-    // with their journals.
+    // An uninterrupted run clears the files that killed creates built in.
     Fresh(c);
     ASSERT_EQ(0, RunPmctl(args, outputs).code) << Describe(args);
-    std::vector<std::string> const builds = Named(buildPrefix);
-    EXPECT_EQ(std::vector<std::string>(), builds);
+    EXPECT_EQ(std::vector<std::string>(), Named(buildPrefix));
 
     std::cout << "[  killed  ] " << c.name << ": " << kills << " kills over 0-"
-              << static_cast<int>(normal * kSpan * 1000) << " ms (uninterrupted "
-              << static_cast<int>(normal * 1000) << " ms): " << asBefore << " as before, "
-              << asAfter << " as after; " << midChange << " killed inside the change, "
-              << afterCommit << " after its commit\n";
-    RecordProperty("as before", asBefore);
-    RecordProperty("as after", asAfter);
-    RecordProperty("killed inside the change", midChange);
-    RecordProperty("uninterrupted ms", static_cast<int>(normal * 1000));
+              << static_cast<int>(normal * kSpan * 1000) << " ms: " << asBefore << " as before, "
+              << asAfter << " as after, " << midChange << " killed inside the change\n";
     // The kills spanned the command: some landed before the commit, some
     // after, and some inside the change, with the file open.
     EXPECT_GT(asBefore, 0);

@@ -1,0 +1,199 @@
+// Role deletion and role saving with each record operation failing in turn:
+// the result, the raised checks, which of the role's rows are in the store,
+// and the role list against a fresh Init. Each stops where it fails and
+// undoes nothing.
+#include "support/FaultLoop.h"
+
+namespace {
+
+using namespace PMTest;
+
+char const kRaised[] = "rcode == PM_OK\n";
+
+class RoleEditingFaultTest : public FaultLoopTest {
+protected:
+    void SetUp() override {
+        Start();
+        Save();
+        Fresh();
+    }
+    // Saves a role (id -1: a new one) with {entitlement id, mask} grants.
+    static int Save(int id, char const* name, std::vector<std::pair<int, int>> const& masks) {
+        PM::RoleDef role;
+        role.SetId(id);
+        role.SetName(name);
+        role.SetDescription("Edited");
+        role.SetCategory(0);
+        std::vector<PM::EntitlementDef> grants(masks.size());
+        for (std::size_t i = 0; i < masks.size(); ++i) {
+            grants[i].SetId(masks[i].first);
+            grants[i].SetAction(masks[i].second);
+        }
+        return Manager().SetRoleEntitlements(role, grants);
+    }
+    using FaultLoopTest::Save;
+};
+
+// Assignments go first, then masks, then the role record, then the role list:
+// a failure leaves the earlier deletes done, the later ones not, and the role
+// listed.
+TEST_F(RoleEditingFaultTest, DeleteRoleStopsAtTheFailedDelete) {
+    std::string const rows = StoreRows();
+    ASSERT_EQ("user_roles: 2|2\nuser_roles: 3|2\n",
+              Only(rows, "user_roles: 2|2") + Only(rows, "user_roles: 3|2"));
+    std::pair<char const*, std::string> const deletes[] = {
+        {"DMUSRUserRole::DeleteByRoleId", "user_roles: 2|2\nuser_roles: 3|2\n"},
+        {"DMUSRRoleAction::Delete", Only(rows, "role_actions: 2|")},
+        {"DMUSRRole::Delete", Only(rows, "roles: 2|")},
+    };
+    auto const check = [&](FaultRun const& run) {
+        EXPECT_EQ(run.fired ? PM_ERROR : PM_OK, run.result);
+        EXPECT_EQ("", run.raised);
+        std::string expected = rows;
+        for (auto const& [operation, gone] : deletes) {
+            if (run.Done(operation) != 1) {
+                break;
+            }
+            expected = Missing(expected, gone);
+        }
+        EXPECT_EQ(SortLines(expected), SortLines(StoreRows()));
+        EXPECT_EQ(run.fired, Manager().LookupRole("Clerk") == 2);
+        ExpectAsFreshInit();
+    };
+    EXPECT_EQ(3, Loop(
+                     "DeleteRole", [] { return Manager().DeleteRole(2); }, check));
+}
+
+// A new role: its record, a mask for every catalogue entitlement, then the
+// slave of master 9 (15), then the role list. A failed record or mask add is
+// raised; only a refused record add stops the save there. A failed slave
+// write stops it with the role stored but not listed, so that the next new
+// role is given the same id.
+TEST_F(RoleEditingFaultTest, ANewRoleStopsWhereItFails) {
+    auto const save = [] { return Save(-1, "Auditor", {{1, 5}, {9, 3}, {7, 1}, {42, 63}}); };
+    std::string const before = StoreRows();
+    ASSERT_EQ(3, save());
+    std::string const record = Only(StoreRows(), "roles: 3|");
+    std::string const masks = Only(StoreRows(), "role_actions: 3|");
+    ASSERT_EQ(29, CountLines(masks));
+    ASSERT_EQ("role_actions: 3|15|3\n", Only(masks, "role_actions: 3|15|")) << "9's slave";
+    auto const role3 = [](std::string const& text) {
+        return Only(text, "role 3 ") + Only(text, "masks of 3:");
+    };
+
+    for (bool accept : {false, true}) {
+        auto const check = [&](FaultRun const& run) {
+            bool const recordAdd = run.Hit("DMUSRRole::Add");
+            bool const slave = run.Hit("DMUSRRoleAction::Update"); // the pass wrote it first
+            bool const stored = run.Done("DMUSRRole::Add") == 1;
+            bool const listed = !(recordAdd && !accept) && !slave;
+            EXPECT_EQ(listed ? 3 : PM_ERROR, run.result);
+            EXPECT_EQ(recordAdd || run.Hit("DMUSRRoleAction::Add") ? kRaised : "", run.raised);
+            // One mask for each add that went through, each as a clean save
+            // writes it, but the slave at the pass's 0 when its write failed.
+            std::string const now = StoreRows();
+            EXPECT_EQ(stored ? record : "", Only(now, "roles: 3|"));
+            std::string const written = Only(now, "role_actions: 3|");
+            EXPECT_EQ(run.Done("DMUSRRoleAction::Add"), CountLines(written));
+            EXPECT_EQ("", Missing(written, slave ? Without(masks, {"role_actions: 3|15|"}) +
+                                                       "role_actions: 3|15|0\n"
+                                                 : masks));
+            EXPECT_EQ(before, Without(now, {"roles: 3|", "role_actions: 3|"}));
+            if (stored && !listed && !accept) {
+                // The list does not know the stored role: the next new role
+                // is given its id, and that record's add collides.
+                PM::RoleDef next;
+                next.SetName("Second");
+                std::vector<PM::EntitlementDef> none;
+                EXPECT_EQ(PM_ERROR, Manager().SetRoleEntitlements(next, none));
+                EXPECT_EQ(3, next.GetId());
+                EXPECT_EQ(record, Only(StoreRows(), "roles: 3|"));
+            }
+            Both const both = AgainstFreshInit();
+            EXPECT_EQ(Without(both.fresh, {"role 3 ", "masks of 3:"}),
+                      Without(both.current, {"role 3 ", "masks of 3:"}));
+            EXPECT_EQ(std::string(listed ? "listed" : "") + (stored ? " stored" : ""),
+                      std::string(role3(both.current).empty() ? "" : "listed") +
+                          (role3(both.fresh).empty() ? "" : " stored"));
+            if (listed && stored) {
+                EXPECT_EQ(role3(both.fresh), role3(both.current));
+            }
+        };
+        EXPECT_GT(
+            Loop(std::string("SetRoleEntitlements, new role") + (accept ? ", checks accepted" : ""),
+                 save, check, accept),
+            31); // the record, 29 masks, the slave, reads
+    }
+}
+
+// An existing role: its record deleted and added again, then each handed-in
+// mask updated in order (a missing one added), then the slave of 9, then the
+// list. A failed update falls back to adding mask 0: where a mask existed the
+// add collides and the save stops; where none did, mask 0 stays and the save
+// goes on.
+TEST_F(RoleEditingFaultTest, AnExistingRoleStopsWhereItFails) {
+    int const order[] = {1, 9, 5, 12, 15}; // 12 has no mask yet; 15 is 9's slave
+    auto const save = [] { return Save(2, "Clerk II", {{1, 63}, {9, 0}, {5, 1}, {12, 7}}); };
+    std::string const before = StoreRows();
+    ASSERT_EQ("", Only(before, "role_actions: 2|12|"));
+    ASSERT_EQ(2, save());
+    std::string const after = StoreRows();
+    ASSERT_EQ("role_actions: 2|15|0\n", Only(after, "role_actions: 2|15|"));
+    auto const mask = [](std::string const& rows, int e) {
+        return Only(rows, "role_actions: 2|" + std::to_string(e) + "|");
+    };
+
+    for (bool accept : {false, true}) {
+        auto const check = [&](FaultRun const& run) {
+            bool const recordDelete = run.Hit("DMUSRRole::Delete");
+            bool const recordAdd = run.Hit("DMUSRRole::Add");
+            // With the record still there after a failed delete, its add collides.
+            EXPECT_EQ(std::string(recordDelete || recordAdd ? kRaised : "") +
+                          (recordDelete && accept ? kRaised : ""),
+                      run.raised);
+            // Which mask write failed, in write order: an update, or the add
+            // that the update of 12 makes, having found no mask.
+            int const failed = run.Hit("DMUSRRoleAction::Update")
+                                   ? static_cast<int>(run.ordinal) - 1
+                               : run.Hit("DMUSRRoleAction::Add") ? 3
+                                                                 : -1;
+            bool stopped = (recordDelete || recordAdd) && !accept;
+            std::string expected = Only(before, "role_actions: 2|");
+            for (int i = 0; i < 5 && !stopped; ++i) {
+                std::string const old = mask(before, order[i]);
+                stopped = i == failed && !old.empty();
+                std::string const now =
+                    i != failed ? mask(after, order[i])
+                    : stopped   ? old
+                                : "role_actions: 2|" + std::to_string(order[i]) + "|0\n";
+                expected = Missing(expected, old) + now;
+            }
+            EXPECT_EQ(stopped ? PM_ERROR : 2, run.result);
+            std::string const now = StoreRows();
+            EXPECT_EQ(SortLines(expected), SortLines(Only(now, "role_actions: 2|")));
+            EXPECT_EQ(Only(recordDelete ? before
+                           : recordAdd  ? ""
+                                        : after,
+                           "roles: 2|"),
+                      Only(now, "roles: 2|"));
+            EXPECT_EQ(Without(before, {"roles: 2|", "role_actions: 2|"}),
+                      Without(now, {"roles: 2|", "role_actions: 2|"}));
+            // The list takes the new name only when the save succeeded.
+            EXPECT_EQ(run.result == 2 ? "role 2 Clerk II|Edited|0|1\n"
+                                      : "role 2 Clerk|Front desk|0|1\n",
+                      Only(Render(false), "role 2 "));
+            Both const both = AgainstFreshInit();
+            EXPECT_EQ(Without(both.fresh, {"role 2 ", "masks of 2:"}),
+                      Without(both.current, {"role 2 ", "masks of 2:"}));
+            // The role vanishes with its record; its masks are as stored.
+            std::string const freshMasks = Only(both.fresh, "masks of 2:");
+            EXPECT_EQ(recordAdd ? "" : Only(both.current, "masks of 2:"), freshMasks);
+        };
+        EXPECT_GT(Loop(std::string("SetRoleEntitlements, existing role") +
+                           (accept ? ", checks accepted" : ""),
+                       save, check, accept),
+                  30);
+    }
+}
+
+} // namespace
