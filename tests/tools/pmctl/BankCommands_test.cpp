@@ -60,14 +60,23 @@ TEST_F(BankCommandsTest, ImportChecksTheWholeListFirstThenAddsInBulk) {
     EXPECT_EQ("pmctl: " + list + ":6: \"checking:SWEEP\" is listed on line 4 already\n", twice.err);
     EXPECT_TRUE(before == PMTest::ReadBytes(m_File));
 
-    std::ofstream(list, std::ios::trunc) << "Checking\nChecking:Sweep\nPetty Cash\n";
+    // A name the company file cannot hold, at the first byte too many.
+    std::ofstream(list, std::ios::trunc) << "Checking\n" << std::string(512, 'x') << "\n";
+    EXPECT_EQ(0u, Pmctl("bank import F " + list)
+                      .err.find("pmctl: " + list +
+                                ":2: the account name \"xxxxxxxxxxxxxxxxxxxx...\" is "
+                                "longer than 511 bytes"));
+    std::ofstream(list, std::ios::trunc)
+        << "Checking\nChecking:Sweep\n"
+        << std::string(511, 'x').replace(0, 10, "Petty Cash") << "\n";
     PMTest::Result imported = Pmctl("bank import F --progress " + list);
     ASSERT_EQ(0, imported.code) << imported.err;
     EXPECT_NE(std::string::npos, imported.err.find("] 3/3\n"));
     EXPECT_EQ(0u, imported.out.find("imported 3 bank accounts (entitlements 300000 to 300002)"));
-    EXPECT_EQ("300000 Checking; 300001 Checking:Sweep; 300002 Petty Cash", Accounts());
+    EXPECT_EQ("300000 Checking; 300001 Checking:Sweep; 300002 Petty Cash" + std::string(501, 'x'),
+              Accounts());
     EXPECT_TRUE(Allowed("admin", "Checking:Sweep", "modify"));
-    EXPECT_FALSE(Allowed("dave", "Petty Cash", "view"));
+    EXPECT_FALSE(Allowed("dave", "Checking", "view"));
 }
 
 // A sub-account, imported or added, starts with what each role holds on its
