@@ -13,21 +13,34 @@
 
 namespace PMTest {
 
-std::string Query(std::string const& sql) {
+namespace {
+
+std::string Rows(sqlite3* db, std::string const& sql) {
     std::string rows;
     auto row = [](void* out, int columns, char** values, char**) {
         std::string& text = *static_cast<std::string*>(out);
         for (int i = 0; i < columns; ++i) {
-            text += (i > 0          ? "|"
-                     : text.empty() ? ""
-                                    : "; ") +
-                    std::string(values[i] != nullptr ? values[i] : "NULL");
+            char const* value = values[i] != nullptr ? values[i] : "NULL";
+            text += std::string(i > 0 ? "|" : text.empty() ? "" : "; ") + value;
         }
         return 0;
     };
-    EXPECT_EQ(sqlite3_exec(Host::CurrentCompanyFileHandle(), sql.c_str(), row, &rows, nullptr),
-              SQLITE_OK)
-        << sql;
+    EXPECT_EQ(sqlite3_exec(db, sql.c_str(), row, &rows, nullptr), SQLITE_OK)
+        << sql << ": " << sqlite3_errmsg(db);
+    return rows;
+}
+
+} // namespace
+
+std::string Query(std::string const& sql) {
+    return Rows(Host::CurrentCompanyFileHandle(), sql);
+}
+
+std::string QueryFile(std::string const& path, std::string const& sql) {
+    sqlite3* db = nullptr;
+    EXPECT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+    std::string rows = Rows(db, sql);
+    sqlite3_close(db);
     return rows;
 }
 
@@ -53,14 +66,6 @@ char const kSample[] = "roles=0|1|1|Admin|All rights; 1|3|2|Clerk's desk|\n"
                        "user_roles=100|0; 100|1; 200|1\n"
                        "role_actions=0|10|-1; 1|10|7; 1|100012|17\n"
                        "users=\n";
-
-void ExecOnFile(std::string const& path, std::string const& sql) {
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
-        << sqlite3_errmsg(db);
-    sqlite3_close(db);
-}
 
 std::string StatusText(Util::Status const& status) {
     return (status.Succeeded() ? "ok " : "failed ") + std::to_string(status.GetStatusCode());

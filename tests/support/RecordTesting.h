@@ -16,8 +16,9 @@ std::string Tables();
 // written straight into the open company file; kSample is Tables() after it.
 void AddSample();
 extern char const kSample[];
-// Runs sql on the file through a connection of its own, outside the host.
-void ExecOnFile(std::string const& path, std::string const& sql);
+// The same on the file at path, through a connection of its own: what another
+// program sees, or changes.
+std::string QueryFile(std::string const& path, std::string const& sql);
 // "ok 0", "ok 6042", "failed 19".
 std::string StatusText(Util::Status const& status);
 // The file's bytes; empty for anything but a regular file.

@@ -94,7 +94,8 @@ TEST_F(PermissionDataUpgradeTest, MergeBringsTheTableToTheCatalogue) {
         if (c.tamper != nullptr) {
             Query(c.tamper);
         }
-        // As the manager opens a file: the stored count bounds the scan's first band.
+        // As the manager opens a file: the stored count bounds the scan's first
+        // band.
         s.URPSGetEntitlementCountFromCompanyFile(&s.m_StaticEntitlementLimit);
         LoadInline(Features(c.running), kRoles, kDefaults);
         FaultPlan::Get().ResetCounts();

@@ -1,6 +1,5 @@
-// The store's walks by id: the entitlement scan with its band jumps, the
-// assignment lookups, the grant of a new entitlement to every role and the
-// bulk read of a role's masks.
+// The store's walks by id: the assignment lookups, the grant of a new
+// entitlement to every role and the bulk read of a role's masks.
 #include <support/LogProbe.h>
 #include <support/StoreTesting.h>
 
@@ -12,25 +11,6 @@ namespace {
 using PMTest::Calls;
 
 class URPStoreScansTest : public PMTest::StoreFixture {};
-
-// Each delivered id with the loads it cost: a band is left only at a miss.
-TEST_F(URPStoreScansTest, EntitlementScanJumpsBetweenBandsOnlyOnAMiss) {
-    for (int id : {0, 1, 2, 3, 100000, 100001, 300000, 300001}) {
-        AddEntitlement(id);
-    }
-    store.m_StaticEntitlementLimit = 2;
-    Host::FaultPlan::Get().ResetCounts();
-    std::string delivered;
-    PM::EntitlementObject entitlement;
-    int result = store.URPSGetFirstEntitlement(entitlement);
-    for (; result == PM_OK; result = store.URPSGetNextEntitlement(entitlement)) {
-        delivered += std::to_string(entitlement.m_Id) + ":" +
-                     std::to_string(Calls("DMUSREntitlement::Load")) + " ";
-        Host::FaultPlan::Get().ResetCounts();
-    }
-    EXPECT_EQ(result, PM_ERROR);
-    EXPECT_EQ(delivered, "0:1 1:1 2:1 3:1 100000:2 100001:1 300000:2 300001:1 ");
-}
 
 TEST_F(URPStoreScansTest, AssignmentsAreProbedByIdAndUsersComeBackAsHostIds) {
     PMTest::KeyedUserManager users({{3, 30}, {11, 1}, {12, 2}});
@@ -46,8 +26,9 @@ TEST_F(URPStoreScansTest, AssignmentsAreProbedByIdAndUsersComeBackAsHostIds) {
     EXPECT_EQ(usersOf4, (std::vector<int>{30, 1, 2}));
 }
 
-// Role 0 and the External Accountant role get everything; entitlement 180
-// is full for every role, 185 for the application role as well.
+// A new entitlement gets the given mask in every role, but full in role 0;
+// 180 is full in every role, and 185 in the External Accountant and the
+// application role as well (named in any case).
 TEST_F(URPStoreScansTest, NewEntitlementGoesToEveryRoleWithFixedExceptions) {
     AddRole(0, "Admin");
     AddRole(1, "Clerk");
@@ -81,7 +62,8 @@ TEST_F(URPStoreScansTest, BulkReadOfARoleStopsAtTheFirstGapInTheDynamicBand) {
     PMTest::LogProbe log;
     Host::FaultPlan::Get().ResetCounts();
     EXPECT_EQ(store.URPSReadRoleActionAssociations(7, &list, nullptr), PM_OK);
-    EXPECT_EQ(Calls("DMUSRRoleAction::Load"), 206); // 0..201, 100000, 100001, 300000, 300001
+    // Loads of 0..201, 100000, 100001, 300000 and 300001.
+    EXPECT_EQ(Calls("DMUSRRoleAction::Load"), 206);
     std::vector<int> actions;
     for (PM::EntitlementObject const& entitlement : list) {
         actions.push_back(entitlement.m_Action);

@@ -1,11 +1,9 @@
 // The record-backed store's single-record operations: how record statuses map
-// to result codes, and the assignment deletes.
+// to result codes.
 #include <support/StoreTesting.h>
 
 #include <functional>
 #include <string>
-#include <utility>
-#include <vector>
 
 namespace {
 
@@ -40,20 +38,6 @@ TEST_F(URPStoreTest, MapsRecordStatusesToResultCodes) {
         EXPECT_EQ(c.call(store), c.expected);
         EXPECT_TRUE(FaultPlan::Get().Fired());
     }
-}
-
-// -1 on one side deletes every assignment of the other; there is no delete of
-// a single pair.
-TEST_F(URPStoreTest, DeleteUserRoleAssocTakesMinusOneAsAWildcardForOneSide) {
-    for (auto pair : std::vector<std::pair<int, int>>{{5, 7}, {5, 8}, {6, 7}, {4, 3}}) {
-        ASSERT_EQ(store.URPSAddUserRoleAssociation(pair.first, pair.second), PM_OK);
-    }
-    std::string rows;
-    for (auto pair : std::vector<std::pair<int, int>>{{5, 7}, {-1, 7}, {5, -1}}) {
-        EXPECT_EQ(store.URPSDeleteUserRoleAssoc(pair.first, pair.second), PM_OK);
-        rows += "[" + PMTest::Query("SELECT * FROM user_roles ORDER BY 1, 2") + "] ";
-    }
-    EXPECT_EQ(rows, "[4|3; 5|7; 5|8; 6|7] [4|3; 5|8] [4|3] ");
 }
 
 } // namespace

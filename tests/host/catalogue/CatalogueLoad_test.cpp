@@ -46,13 +46,9 @@ TEST_F(CatalogueLoadTest, MalformedCataloguesAreRefusedWithPlaceAndFault) {
          "'{', or a literal"},
         {R"({"a b": [{}, {"x": 1, "x": 2}]})", ": $[\"a b\"][1]: duplicate key \"x\""},
         {Edit(R"("format": 1)", R"("format": 1, "flavour": 1)"), ": $: unknown key \"flavour\""},
-        {Edit(R"("format": 1)", R"("format": 2)"), ": $.format: unsupported format 2, expected 1"},
         {Edit(R"("id": "5")", R"("id": "05")"),
          ": $.features[1].id: feature id \"05\" is not a decimal number from 0 to 299999 without "
          "leading zeros"},
-        {Edit(R"("id": "5")", R"("id": "300000")"),
-         ": $.features[1].id: feature id \"300000\" is not a decimal number from 0 to 299999 "
-         "without leading zeros"},
         {Edit(R"("id": "100000")", R"("id": "5")"),
          ": $.features[2].id: duplicate feature id \"5\" (first at $.features[1])"},
         {Edit("Five", std::string(512, 'x')),
@@ -73,9 +69,6 @@ TEST_F(CatalogueLoadTest, MalformedCataloguesAreRefusedWithPlaceAndFault) {
         {Edit(R"(["0", "5", "100000"])", R"(["0", "100000", "5"])"),
          ": $.roles[0].grants[0].features[2]: feature \"5\" is not in ascending id order after "
          "\"100000\""},
-        {Edit(R"(["0", "5", "100000"])", R"(["0", "100000"])"),
-         ": $.roles[0].grants[0].features: feature \"5\" is missing from the first grant of "
-         "\"BASE_ROLE\""},
         {Edit(R"("id": "A")", R"("id": "BASE_ROLE")"),
          ": $.roles[1].id: duplicate role id \"BASE_ROLE\" (first at $.roles[0])"},
         {Edit("all accounts", "all accounts!"),
@@ -88,8 +81,6 @@ TEST_F(CatalogueLoadTest, MalformedCataloguesAreRefusedWithPlaceAndFault) {
         {Edit("[0, 8]", "[0, 9]"),
          ": $.roles[1].grants[0].actions[1]: user action type 9 is outside 0..8"},
         {Edit(R"(["A"])", R"(["A", "Z"])"), ": $.flavors[0].defaultRoles[1]: unknown role \"Z\""},
-        {Edit(R"("currentFlavor": "F")", R"("currentFlavor": "G")"),
-         ": $.currentFlavor: unknown flavor \"G\""},
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.json);

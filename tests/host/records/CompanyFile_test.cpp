@@ -2,7 +2,6 @@
 #include <support/RecordTesting.h>
 
 #include <host/records/CompanyFile.h>
-#include <host/records/CompanyFileJournal.h>
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -14,18 +13,11 @@
 
 namespace {
 
-using PMTest::ExecOnFile;
 using PMTest::Exists;
+using PMTest::QueryFile;
 using PMTest::ReadBytes;
 using PMTest::TempPath;
 using PMTest::WriteBytes;
-
-// A copy of the file and the file beside it, taken while a write is under way:
-// what a crash leaves.
-void CopyMidWrite(std::string const& to, std::string const& from, char const* beside) {
-    WriteBytes(to, ReadBytes(from));
-    WriteBytes(to + beside, ReadBytes(from + beside));
-}
 
 // A company file at path holding the sample, closed, then changed by sql.
 void Sample(std::string const& path, char const* sql = nullptr) {
@@ -33,23 +25,7 @@ void Sample(std::string const& path, char const* sql = nullptr) {
     PMTest::AddSample();
     Host::CloseCompanyFile();
     if (sql != nullptr) {
-        ExecOnFile(path, sql);
-    }
-}
-
-// A close folds the write-ahead log into the file; a crash leaves the log
-// beside it, and the next open brings back every committed record.
-TEST(CompanyFileTest, RecordsSurviveCloseAndCrash) {
-    TempPath path("reopen"), crashed("crashed");
-    ASSERT_TRUE(Host::CreateCompanyFile(path).ok);
-    PMTest::AddSample();
-    CopyMidWrite(crashed, path, "-wal");
-    Host::CloseCompanyFile();
-    EXPECT_FALSE(Exists(path.str() + "-wal"));
-    for (TempPath const* file : {&path, &crashed}) {
-        ASSERT_EQ(Host::OpenCompanyFile(*file).message, "");
-        EXPECT_EQ(PMTest::Tables(), PMTest::kSample);
-        Host::CloseCompanyFile();
+        QueryFile(path, sql);
     }
 }
 
@@ -62,7 +38,8 @@ TEST(CompanyFileTest, CreateRefusesAnExistingFileOrASecondCompanyFile) {
               "Cannot create company file '" + second.str() + "': the file already exists.");
     EXPECT_EQ(ReadBytes(second), "keep me");
     ::unlink(second.str().c_str());
-    ASSERT_EQ(::mkdir((second.str() + "-wal").c_str(), 0700), 0); // the log cannot be made
+    ASSERT_EQ(::mkdir((second.str() + "-wal").c_str(), 0700),
+              0); // the log cannot be made
     EXPECT_FALSE(Host::CreateCompanyFile(second).ok);
     EXPECT_FALSE(Exists(second) || Host::IsCompanyFileOpen());
 
@@ -70,20 +47,6 @@ TEST(CompanyFileTest, CreateRefusesAnExistingFileOrASecondCompanyFile) {
     EXPECT_EQ(Host::OpenInMemoryCompanyFile().message,
               "Cannot open company file ':memory:': the company file '" + first.str() +
                   "' is open.");
-}
-
-void RollbackJournalLeftByACrash(std::string const& path) {
-    TempPath live("journal_live");
-    Host::SetCompanyFileJournal(Host::CompanyFileJournal::kRollbackFull);
-    ASSERT_TRUE(Host::CreateCompanyFile(live).ok);
-    Host::SetCompanyFileJournal(Host::CompanyFileJournal::kWalFull);
-    // A transaction too big for the page cache writes its journal.
-    sqlite3_exec(Host::CurrentCompanyFileHandle(),
-                 "PRAGMA cache_size = 1; BEGIN; WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL "
-                 "SELECT i + 1 FROM n WHERE i < 2000) INSERT INTO roles SELECT i, 0, 1, "
-                 "hex(randomblob(50)), '' FROM n",
-                 nullptr, nullptr, nullptr);
-    CopyMidWrite(path, live, "-journal");
 }
 
 // Each setup writes something at path that is not a company file of this
@@ -118,9 +81,9 @@ TEST(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
              WriteBytes(p, bytes.replace(100, 3996, std::string(3996, '\xA5')));
          },
          "it is damaged (database disk image is malformed)"},
-        {[](std::string const& p) { ExecOnFile(p, "PRAGMA application_id = 305419896"); },
+        {[](std::string const& p) { QueryFile(p, "PRAGMA application_id = 305419896"); },
          notCompany + "0x12345678, not 0x504D4346"},
-        {[](std::string const& p) { ExecOnFile(p, "CREATE TABLE roles(x)"); },
+        {[](std::string const& p) { QueryFile(p, "CREATE TABLE roles(x)"); },
          notCompany + "0x00000000, not 0x504D4346"},
         {[](std::string const& p) { Sample(p, "PRAGMA user_version = 2"); },
          "its schema version 2 is newer than the version 1 that this host knows"},
@@ -128,8 +91,6 @@ TEST(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
          "its schema version 0 is older than the version 1 that this host knows"},
         {[](std::string const& p) { Sample(p, "DROP TABLE users"); },
          "its tables are not those of a company file: no such table: users"},
-        {RollbackJournalLeftByACrash,
-         "it holds an interrupted write that its journal must roll back first"},
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.reason);
@@ -147,7 +108,8 @@ TEST(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
     }
 }
 
-// A snapshot is the file in memory: what is written to it never reaches the file.
+// A snapshot is the file in memory: what is written to it never reaches the
+// file.
 TEST(CompanyFileTest, ASnapshotIsTheFileInMemoryAndNothingReachesTheFile) {
     TempPath path("snapshot");
     Sample(path);

@@ -22,37 +22,35 @@ std::string Answers(FaultPlan& plan, std::vector<char const*> const& calls) {
 }
 
 // A fault fires at the nth call of its operation counted from arming, once or
-// persistently; "*" counts every operation together and names the one it hit.
+// persistently; "*" counts every operation together. The plan names the
+// operation it hit and which of its calls (counted from the start) that was.
 TEST(FaultPlanTest, FiresAtTheNthCallOfItsOperation) {
     char const* const L = "DMUSRRole::Load";
     char const* const A = "DMUSRRole::Add";
     struct Case {
-        std::vector<char const*> before; // calls made before arming
         char const* operation;
         long nth;
         FaultPlan::Fault fault;
         bool persistent;
-        std::vector<char const*> calls;
-        char const* answers;
+        char const* answers; // to L L A L L, then where it fired
     } const cases[] = {
-        {{}, L, 3, FaultPlan::kFail, false, {L, L, A, L, L}, "---F- DMUSRRole::Load 3"},
-        {{L, L}, L, 1, FaultPlan::kNotFound, false, {A, L, L}, "-N- DMUSRRole::Load 3"},
-        {{}, L, 2, FaultPlan::kNotFound, true, {L, A, L, L}, "--NN DMUSRRole::Load 2"},
-        {{L}, "*", 2, FaultPlan::kFail, true, {A, L, A}, "-FF DMUSRRole::Load 2"},
-        {{}, A, 3, FaultPlan::kFail, false, {A, L, A}, "--- 0"},
+        {L, 3, FaultPlan::kFail, false, "---F- DMUSRRole::Load 4"},
+        {L, 2, FaultPlan::kNotFound, true, "-N-NN DMUSRRole::Load 3"},
+        {"*", 3, FaultPlan::kFail, true, "--FFF DMUSRRole::Add 1"},
+        {A, 2, FaultPlan::kFail, false, "----- 0"},
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.answers);
         FaultPlan plan;
-        Answers(plan, c.before);
+        Answers(plan, {L}); // counted, but before the fault was armed
         plan.Arm(c.operation, c.nth, c.fault, c.persistent);
-        std::string const answers = Answers(plan, c.calls);
+        std::string const answers = Answers(plan, {L, L, A, L, L});
         EXPECT_EQ(answers + " " + plan.FiredOperation() + (plan.Fired() ? " " : "") +
                       std::to_string(plan.FiredCall()),
                   c.answers);
         plan.Disarm();
-        EXPECT_EQ(Answers(plan, c.calls), std::string(c.calls.size(), '-'));
-        EXPECT_EQ(plan.Calls(L) + plan.Calls(A), plan.Calls("*"));
+        EXPECT_EQ(Answers(plan, {L, A}), "--");
+        EXPECT_EQ(std::to_string(plan.Calls(L)) + " " + std::to_string(plan.Calls("*")), "6 8");
     }
 }
 

@@ -30,7 +30,8 @@ protected:
     void TearDown() override { Host::CloseCompanyFile(); }
 };
 
-// The statuses of calls made in order (a braced list is evaluated left to right).
+// The statuses of calls made in order (a braced list is evaluated left to
+// right).
 std::string Statuses(std::initializer_list<Util::Status> statuses) {
     std::string text;
     for (Util::Status const& status : statuses) {
@@ -131,7 +132,8 @@ TEST_F(RecordClassesTest, WritesTouchExactlyTheirRows) {
 }
 
 // Texts up to the buffer less its terminator are taken; a longer one is
-// refused by the setter, and a longer one written by someone else fails the load.
+// refused by the setter, and a longer one written by someone else fails the
+// load.
 TEST_F(RecordClassesTest, TextsFitTheBufferOrAreRefused) {
     std::string const longest(kRecordTextBufferSize - 1, 'n'), tooLong(kRecordTextBufferSize, 'x');
     DMUSRRole role;

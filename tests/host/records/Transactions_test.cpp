@@ -35,24 +35,12 @@ std::string LoadRole(long id) {
 Util::Status AddRole(long id) {
     DMUSRRole role;
     role.SetRoleId(id);
-    role.SetName("R");
-    role.SetDescription("");
     return role.Add(nullptr);
 }
 
 // The roles another connection sees in the file, as "1,2".
 std::string RolesSeenByAnother(std::string const& path) {
-    sqlite3* db = nullptr;
-    sqlite3_open(path.c_str(), &db);
-    sqlite3_stmt* ids = nullptr;
-    sqlite3_prepare_v2(db, "SELECT group_concat(role_id) FROM roles", -1, &ids, nullptr);
-    std::string seen;
-    if (sqlite3_step(ids) == SQLITE_ROW && sqlite3_column_text(ids, 0) != nullptr) {
-        seen = reinterpret_cast<char const*>(sqlite3_column_text(ids, 0));
-    }
-    sqlite3_finalize(ids);
-    sqlite3_close(db);
-    return seen;
+    return PMTest::QueryFile(path, "SELECT coalesce(group_concat(role_id), '') FROM roles");
 }
 
 // Reads bracketed share the snapshot of the first read; a write still
@@ -68,7 +56,7 @@ TEST_F(TransactionsTest, ReadBracketsShareASnapshotAndEachWriteStillCommitsAlone
             EXPECT_EQ(LoadRole(1), "ok 0");
         }
         EXPECT_TRUE(InTransaction());
-        PMTest::ExecOnFile(path, "INSERT INTO roles VALUES (2, 0, 1, 'B', '')");
+        PMTest::QueryFile(path, "INSERT INTO roles VALUES (2, 0, 1, 'B', '')");
         EXPECT_EQ(LoadRole(2), "ok 6042");
         ASSERT_TRUE(AddRole(3).Succeeded());
         EXPECT_FALSE(InTransaction());
