@@ -7,8 +7,8 @@
 #include "FaultChecks.h"
 #include "FaultLoop.h"
 
-#include "host/records/RecordsTesting.h"
 #include "support/LogProbe.h"
+#include "support/RecordTesting.h"
 #include "support/VerifyProbe.h"
 
 #include <host/records/CompanyFile.h>
@@ -22,9 +22,9 @@
 namespace {
 
 using namespace PMFault;
-using RecordsTest::ReadBytes;
-using RecordsTest::TempPath;
-using RecordsTest::WriteBytes;
+using PMTest::ReadBytes;
+using PMTest::TempPath;
+using PMTest::WriteBytes;
 
 // A company file filled by the defaults, closed.
 void MakeCompanyFile(std::string const& path) {
@@ -111,12 +111,12 @@ TEST_F(DamagedFilesFaultTest, TheLibraryWithARefusedFileFailsCleanlyAndWritesNot
          },
          "it is damaged"},
         {"a foreign schema",
-         [](std::string const& p) { RecordsTest::ExecOnFile(p, "CREATE TABLE roles(x)"); },
+         [](std::string const& p) { PMTest::QueryFile(p, "CREATE TABLE roles(x)"); },
          notCompanyFile},
         {"a newer schema",
          [](std::string const& p) {
              MakeCompanyFile(p);
-             RecordsTest::ExecOnFile(p, "PRAGMA user_version = 2");
+             PMTest::QueryFile(p, "PRAGMA user_version = 2");
          },
          "its schema version 2 is newer"},
     };
@@ -142,7 +142,7 @@ TEST_F(DamagedFilesFaultTest, TheLibraryWithARefusedFileFailsCleanlyAndWritesNot
             EXPECT_EQ(call.expected, call.run()) << call.name;
         }
         EXPECT_EQ(bytes, ReadBytes(path)) << "the refused file was written";
-        EXPECT_FALSE(RecordsTest::Exists(path.str() + "-wal"));
+        EXPECT_FALSE(PMTest::Exists(path.str() + "-wal"));
     }
 }
 
@@ -192,7 +192,7 @@ TEST_F(DamagedFilesFaultTest, AnUnreadableRowEndsTheLoadThatMeetsIt) {
     MakeCompanyFile(path);
     std::string const sql =
         "UPDATE entitlements SET name = '" + std::string(600, 'x') + "' WHERE entitlement_id = 5";
-    RecordsTest::ExecOnFile(path, sql.c_str());
+    PMTest::QueryFile(path, sql.c_str());
     ASSERT_TRUE(Host::OpenCompanyFile(path).ok);
     NewManager();
     PMTest::LogProbe log;

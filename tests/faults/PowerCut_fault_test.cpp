@@ -6,19 +6,26 @@
 #include "FaultLoop.h"
 #include "FaultVfs.h"
 
-#include "host/records/RecordsTesting.h"
+#include "support/RecordTesting.h"
 
+#include <host/records/CompanyFile.h>
 #include <host/records/CompanyFileJournal.h>
 
+#include <Records/DMUSREntitlement.h>
+#include <Records/DMUSRRole.h>
+#include <Records/DMUSRRoleAction.h>
+#include <Records/DMUSRUserRole.h>
+
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <functional>
 
 namespace {
 
 using namespace PMFault;
-using RecordsTest::Dump;
-using RecordsTest::TempPath;
+using PMTest::Tables;
+using PMTest::TempPath;
 
 struct Step {
     char const* name;
@@ -74,11 +81,11 @@ std::vector<Step> Steps() {
 std::vector<std::string> DumpsAfterEachStep() {
     std::vector<std::string> dumps;
     EXPECT_TRUE(Host::OpenInMemoryCompanyFile().ok);
-    RecordsTest::AddSample();
-    dumps.push_back(Dump());
+    PMTest::AddSample();
+    dumps.push_back(Tables());
     for (Step const& step : Steps()) {
         EXPECT_TRUE(step.run().Succeeded()) << step.name;
-        dumps.push_back(Dump());
+        dumps.push_back(Tables());
     }
     Host::CloseCompanyFile();
     return dumps;
@@ -106,7 +113,7 @@ protected:
     void OpenSample(std::string const& path, std::size_t n) {
         ::unlink(path.c_str());
         ASSERT_TRUE(Host::CreateCompanyFile(path).ok);
-        RecordsTest::AddSample();
+        PMTest::AddSample();
         Host::CloseCompanyFile();
         ASSERT_TRUE(Host::OpenCompanyFile(path).ok);
         // The checks on opening read the file into the connection's cache;
@@ -130,7 +137,7 @@ TEST_F(PowerCutFaultTest, EveryReportedCommitSurvivesAPowerCut) {
         OpenSample(path, cutAfter);
         EXPECT_EQ(0, vfs.UnsyncedBytes()) << "a commit returned before its log was synced";
         CutPowerAndReopen(path);
-        EXPECT_EQ(expected[cutAfter], Dump());
+        EXPECT_EQ(expected[cutAfter], Tables());
     }
 }
 
@@ -145,7 +152,7 @@ TEST_F(PowerCutFaultTest, WithoutASyncPerCommitAPowerCutTakesCommitsBack) {
     EXPECT_GT(vfs.UnsyncedBytes(), 0);
     CutPowerAndReopen(path);
     Host::SetCompanyFileJournal(Host::CompanyFileJournal::kWalFull);
-    EXPECT_EQ(expected.front(), Dump());
+    EXPECT_EQ(expected.front(), Tables());
 }
 
 char const* const kKindNames[] = {"read", "write", "sync"};
@@ -179,12 +186,12 @@ TEST_F(PowerCutFaultTest, AFailedReadWriteOrSyncLeavesTheRecordWholeOrAbsent) {
                 // The tables as the open file shows them, and as the disk
                 // keeps them: the step whole, or nothing of it.
                 std::string const outcome = expected[status.Succeeded() ? s + 1 : s];
-                EXPECT_EQ(outcome, Dump());
+                EXPECT_EQ(outcome, Tables());
                 CutPowerAndReopen(path);
-                EXPECT_EQ(outcome, Dump());
+                EXPECT_EQ(outcome, Tables());
                 if (status.Failed()) {
                     EXPECT_TRUE(steps[s].run().Succeeded()) << "the file does not take it again";
-                    EXPECT_EQ(expected[s + 1], Dump());
+                    EXPECT_EQ(expected[s + 1], Tables());
                 }
                 Host::CloseCompanyFile();
                 if (!fired || FailedParts() > failedBefore) {

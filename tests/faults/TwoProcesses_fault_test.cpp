@@ -6,7 +6,7 @@
 #include "FaultChecks.h"
 #include "FaultLoop.h"
 
-#include "host/records/RecordsTesting.h"
+#include "support/RecordTesting.h"
 #include "support/VerifyProbe.h"
 
 #include <host/records/CompanyFile.h>
@@ -19,7 +19,7 @@
 namespace {
 
 using namespace PMFault;
-using RecordsTest::TempPath;
+using PMTest::TempPath;
 
 // Runs the writer with arguments; its standard output.
 std::string Writer(std::string const& arguments) {
