@@ -30,12 +30,12 @@ std::string Edit(std::string const& from, std::string const& to) {
     return at == std::string::npos ? "edit not found: " + from : text.replace(at, from.size(), to);
 }
 
-class CatalogueLoadTest : public ::testing::Test {
+class CatalogueTest : public ::testing::Test {
 protected:
     void TearDown() override { Host::UnloadCatalogue(); }
 };
 
-TEST_F(CatalogueLoadTest, MalformedCataloguesAreRefusedWithPlaceAndFault) {
+TEST_F(CatalogueTest, MalformedCataloguesAreRefusedWithPlaceAndFault) {
     std::string const base = R"({"actions": [], "features": ["0", "5", "100000"]})";
     struct Case {
         std::string json;
@@ -92,8 +92,8 @@ TEST_F(CatalogueLoadTest, MalformedCataloguesAreRefusedWithPlaceAndFault) {
 }
 
 // What never ends or is far too large is refused before it is read.
-TEST_F(CatalogueLoadTest, FilesAreNamedInMessages) {
-    std::string const path = ::testing::TempDir() + "catalogue_load_test.json";
+TEST_F(CatalogueTest, FilesAreNamedInMessages) {
+    std::string const path = ::testing::TempDir() + "catalogue_test.json";
     std::remove(path.c_str());
     EXPECT_EQ(Host::LoadCatalogueFile(path).message,
               path + ": cannot open: No such file or directory");
@@ -107,7 +107,7 @@ TEST_F(CatalogueLoadTest, FilesAreNamedInMessages) {
     std::remove(path.c_str());
 }
 
-TEST_F(CatalogueLoadTest, RefusedLoadKeepsThePreviousCatalogue) {
+TEST_F(CatalogueTest, RefusedLoadKeepsThePreviousCatalogue) {
     ASSERT_TRUE(Host::LoadCatalogueText(kDoc, "first.json").ok);
     auto_init_ptr<Defcat::Role> admin = Defcat::Role::FindByID("A");
     EXPECT_FALSE(Host::LoadCatalogueText(Edit(R"("BASE_ROLE")", R"("X")"), "bad.json").ok);
