@@ -1,55 +1,37 @@
-#include "RecordsTesting.h"
+// The four record classes over the company file: each field through its
+// column, the not-found and duplicate answers, and which rows a write touches.
+#include <support/RecordTesting.h>
+
+#include <host/records/CompanyFile.h>
+
+#include <Records/DMUSREntitlement.h>
+#include <Records/DMUSRRole.h>
+#include <Records/DMUSRRoleAction.h>
+#include <Records/DMUSRUserRole.h>
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 namespace {
 
-using namespace RecordsTest;
+using PMTest::Query;
+using PMTest::StatusText;
 
-// Each test runs on a company file in memory and on one on disk.
-void ForEachKind(std::function<void()> const& test) {
-    for (bool inMemory : {true, false}) {
-        SCOPED_TRACE(inMemory ? "in memory" : "on disk");
-        TempPath path("records");
-        Host::CompanyFileResult opened =
-            inMemory ? Host::OpenInMemoryCompanyFile() : Host::CreateCompanyFile(path);
-        ASSERT_TRUE(opened.ok) << opened.message;
-        AddSample();
-        test();
-        Host::CloseCompanyFile();
+class RecordClassesTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(Host::OpenInMemoryCompanyFile().ok);
+        PMTest::AddSample();
     }
-}
+    void TearDown() override { Host::CloseCompanyFile(); }
+};
 
-std::string Fields(DMUSRRole const& r) {
-    char name[kRecordTextBufferSize];
-    char description[kRecordTextBufferSize];
-    long got = r.GetName(name) + r.GetDescription(description);
-    return std::to_string(r.GetRoleId()) + "|" + std::to_string(r.GetCategoryType()) + "|" +
-           std::to_string(r.GetIsVisible()) + "|" + name + "|" + description +
-           (got == 0 ? "" : " getters failed");
-}
-
-std::string Fields(DMUSREntitlement const& e) {
-    char name[kRecordTextBufferSize];
-    long got = e.GetName(name);
-    return std::to_string(e.GetEntitlementId()) + "|" + std::to_string(e.GetCategoryType()) + "|" +
-           std::to_string(e.GetAttributesId()) + "|" + std::to_string(e.GetIsVisible()) + "|" +
-           std::to_string(e.GetIsEnabled()) + "|" + name + (got == 0 ? "" : " getter failed");
-}
-
-std::string Fields(DMUSRUserRole const& u) {
-    return std::to_string(u.GetUserId()) + "|" + std::to_string(u.GetRoleId());
-}
-
-std::string Fields(DMUSRRoleAction const& a) {
-    return std::to_string(a.GetRoleId()) + "|" + std::to_string(a.GetEntitlementId()) + "|" +
-           std::to_string(a.GetActionType());
-}
-
-// The statuses of calls made in order (a braced list is evaluated left to right).
+// The statuses of calls made in order (a braced list is evaluated left to
+// right).
 std::string Statuses(std::initializer_list<Util::Status> statuses) {
     std::string text;
     for (Util::Status const& status : statuses) {
@@ -58,126 +40,112 @@ std::string Statuses(std::initializer_list<Util::Status> statuses) {
     return text;
 }
 
-// The statuses, then the tables named (or all) as the calls left them.
-std::string After(std::string const& statuses, std::initializer_list<char const*> tables = {}) {
-    std::string text = statuses + "\n" + (tables.size() == 0 ? Dump() : "");
-    for (char const* table : tables) {
-        text += Dump(table);
-    }
-    return text;
+std::string Fields(DMUSRRole const& r) {
+    char name[kRecordTextBufferSize], description[kRecordTextBufferSize];
+    r.GetName(name);
+    r.GetDescription(description);
+    return std::to_string(r.GetRoleId()) + "|" + std::to_string(r.GetCategoryType()) + "|" +
+           std::to_string(r.GetIsVisible()) + "|" + name + "|" + description;
 }
 
-// The statuses, then the record's fields as the calls left them.
-template <class Record> std::string After(std::string const& statuses, Record const& record) {
-    return statuses + " " + Fields(record);
+std::string Fields(DMUSREntitlement const& e) {
+    char name[kRecordTextBufferSize];
+    e.GetName(name);
+    return std::to_string(e.GetEntitlementId()) + "|" + std::to_string(e.GetCategoryType()) + "|" +
+           std::to_string(e.GetAttributesId()) + "|" + std::to_string(e.GetIsVisible()) + "|" +
+           std::to_string(e.GetIsEnabled()) + "|" + name;
 }
 
-// A load fills the object; a load of a missing key answers 6042 and leaves
-// it as it was; adding a key again fails.
-TEST(RecordClassesTest, LoadsMissingKeysAndDuplicates) {
-    ForEachKind([] {
-        DMUSRRole role;
-        DMUSREntitlement entitlement;
-        DMUSRUserRole user;
-        DMUSRRoleAction mask;
-        std::string const again = "failed " + std::to_string(SQLITE_CONSTRAINT_PRIMARYKEY);
-        EXPECT_EQ(After(Statuses({role.Load(1, nullptr), role.Load(5, nullptr), role.Add(nullptr)}),
-                        role),
-                  "ok 0, ok 6042, " + again + " 1|3|2|Clerk's desk|");
-        EXPECT_EQ(After(Statuses({entitlement.Load(100012, nullptr), entitlement.Load(11, nullptr),
-                                  entitlement.Add(nullptr)}),
-                        entitlement),
-                  "ok 0, ok 6042, " + again + " 100012|4|-1|2|1|Banking");
-        EXPECT_EQ(After(Statuses({user.Load(200, 1, nullptr), user.Load(200, 0, nullptr),
-                                  user.Add(nullptr)}),
-                        user),
-                  "ok 0, ok 6042, " + again + " 200|1");
-        EXPECT_EQ(After(Statuses({mask.Load(0, 10, nullptr), mask.Load(0, 100012, nullptr),
-                                  mask.Add(nullptr)}),
-                        mask),
-                  "ok 0, ok 6042, " + again + " 0|10|-1");
-        EXPECT_EQ(Dump(), kSampleDump);
-    });
-}
-
-// Counts, then writes in groups, each followed by the whole file.
-TEST(RecordClassesTest, WritesTouchExactlyTheirRows) {
-    ForEachKind([] {
-        DMUSRRole role;
-        DMUSREntitlement entitlement;
-        DMUSRUserRole assignment;
-        DMUSRRoleAction mask;
-        long count = -5;
-        auto counted = [&count](Util::Status const& s) {
-            return StatusText(s) + " " + std::to_string(count);
-        };
-        EXPECT_EQ(counted(role.GetCount(&count, nullptr)), "ok 0 2");
-        EXPECT_EQ(counted(entitlement.GetCount(&count, nullptr)), "ok 0 3");
-        EXPECT_EQ(counted(assignment.GetUserRoleCountByUserId(&count, 100, nullptr)), "ok 0 2");
-        EXPECT_EQ(counted(assignment.GetUserRoleCountByRoleId(&count, 0, nullptr)), "ok 0 1");
-        EXPECT_EQ(counted(mask.GetRoleActionCountByRoleId(&count, 1, nullptr)), "ok 0 2");
-        EXPECT_EQ(counted(mask.GetRoleActionCountByRoleId(&count, 9, nullptr)), "ok 0 0");
-
-        entitlement.SetEntitlementId(10);
-        entitlement.SetAttributesId(8);
-        entitlement.SetName("Cheques");
-        mask.SetRoleId(1);
-        mask.SetEntitlementId(100012);
-        mask.SetActionType(63);
-        std::string const rest = "roles: 1|3|2|Clerk's desk|\nentitlements: 0|0|0|0|0|3\n"
-                                 "entitlements: 10|0|8|0|0|Cheques\n"
-                                 "entitlements: 100012|4|-1|2|1|Banking\n";
-        EXPECT_EQ(After(Statuses({entitlement.Update(nullptr),
-                                  (entitlement.SetEntitlementId(11), entitlement.Update(nullptr)),
-                                  entitlement.Delete(nullptr), mask.Update(nullptr),
-                                  (mask.SetRoleId(0), mask.Update(nullptr)),
-                                  (role.SetRoleId(5), role.Delete(nullptr)),
-                                  (role.SetRoleId(0), role.Delete(nullptr))})),
-                  "ok 0, ok 6042, ok 6042, ok 0, ok 6042, ok 6042, ok 0\n" + rest +
-                      "user_roles: 100|0\nuser_roles: 100|1\nuser_roles: 200|1\n"
-                      "role_actions: 0|10|-1\nrole_actions: 1|10|7\nrole_actions: 1|100012|63\n");
-        EXPECT_EQ(After(Statuses({mask.DeleteByEntitlementId(10, nullptr), mask.Delete(0, nullptr),
-                                  assignment.DeleteByRoleId(1, nullptr),
-                                  assignment.DeleteByUserId(200, nullptr)})),
-                  "ok 0, ok 0, ok 0, ok 0\n" + rest +
-                      "user_roles: 100|0\nrole_actions: 1|100012|63\n");
-        EXPECT_EQ(After(Statuses({mask.Delete(1, nullptr), assignment.DeleteByUserId(100, nullptr),
-                                  role.DeleteAll(nullptr), entitlement.DeleteAll(nullptr)})),
-                  "ok 0, ok 0, ok 0, ok 0\n");
-        AddSample();
-        EXPECT_EQ(After(Statuses({assignment.DeleteAll(nullptr), mask.DeleteAll(nullptr)}),
-                        {"roles", "user_roles", "role_actions"}),
-                  "ok 0, ok 0\nroles: 0|1|1|Admin|All rights\nroles: 1|3|2|Clerk's desk|\n");
-    });
-}
-
-TEST(RecordClassesTest, TextsFitTheBufferOrAreRefused) {
-    TempPath path("text");
-    ASSERT_TRUE(Host::CreateCompanyFile(path).ok);
-    std::string const longest(kRecordTextBufferSize - 1, 'n');
-    std::string const tooLong(kRecordTextBufferSize, 'x');
+// A load fills the record from its row and leaves it as it was for a missing
+// key; an add of what was loaded, under a new key, writes every field back to
+// its column, and a second add of that key fails.
+TEST_F(RecordClassesTest, LoadAndAddCarryEveryFieldThroughItsColumn) {
     DMUSRRole role;
     DMUSREntitlement entitlement;
+    DMUSRRoleAction mask;
+    DMUSRUserRole assignment;
+    std::string const loads =
+        Statuses({role.Load(1, nullptr), role.Load(5, nullptr), entitlement.Load(10, nullptr),
+                  entitlement.Load(11, nullptr), mask.Load(1, 100012, nullptr),
+                  mask.Load(0, 100012, nullptr), assignment.Load(200, 1, nullptr),
+                  assignment.Load(200, 0, nullptr)});
+    EXPECT_EQ(loads, "ok 0, ok 6042, ok 0, ok 6042, ok 0, ok 6042, ok 0, ok 6042");
+    EXPECT_EQ(Fields(role) + " " + Fields(entitlement) + " " + std::to_string(mask.GetActionType()),
+              "1|3|2|Clerk's desk| 10|2|65536|1|0|Checks 17");
+    role.SetRoleId(7);
+    entitlement.SetEntitlementId(7);
+    mask.SetRoleId(7);
+    assignment.SetUserId(7);
+    assignment.SetRoleId(6);
+    std::string const stored = "failed " + std::to_string(SQLITE_CONSTRAINT_PRIMARYKEY);
+    EXPECT_EQ(Statuses({role.Add(nullptr), entitlement.Add(nullptr), mask.Add(nullptr),
+                        assignment.Add(nullptr), role.Add(nullptr), entitlement.Add(nullptr),
+                        mask.Add(nullptr), assignment.Add(nullptr)}),
+              "ok 0, ok 0, ok 0, ok 0, " + stored + ", " + stored + ", " + stored + ", " + stored);
+    EXPECT_EQ(Query("SELECT * FROM roles WHERE role_id = 7; SELECT * FROM entitlements WHERE "
+                    "entitlement_id = 7; SELECT * FROM role_actions WHERE role_id = 7; SELECT * "
+                    "FROM user_roles WHERE user_key = 7"),
+              "7|3|2|Clerk's desk|; 7|2|65536|1|0|Checks; 7|100012|17; 7|6");
+}
+
+// Counts, then writes in groups, each followed by the tables they touch. An
+// update or delete that finds no row answers 6042.
+TEST_F(RecordClassesTest, WritesTouchExactlyTheirRows) {
+    DMUSRRole role;
+    DMUSREntitlement entitlement;
+    DMUSRUserRole assignment;
+    DMUSRRoleAction mask;
+    long n[6] = {-1, -1, -1, -1, -1, -1};
+    EXPECT_EQ(Statuses({role.GetCount(&n[0], nullptr), entitlement.GetCount(&n[1], nullptr),
+                        assignment.GetUserRoleCountByUserId(&n[2], 100, nullptr),
+                        assignment.GetUserRoleCountByRoleId(&n[3], 0, nullptr),
+                        mask.GetRoleActionCountByRoleId(&n[4], 1, nullptr),
+                        mask.GetRoleActionCountByRoleId(&n[5], 9, nullptr)}),
+              "ok 0, ok 0, ok 0, ok 0, ok 0, ok 0");
+    EXPECT_EQ(std::vector<long>(n, n + 6), (std::vector<long>{2, 3, 2, 1, 2, 0}));
+
+    entitlement.SetEntitlementId(10);
+    entitlement.SetAttributesId(8);
+    entitlement.SetName("Cheques");
+    mask.SetRoleId(1);
+    mask.SetEntitlementId(100012);
+    mask.SetActionType(63);
+    EXPECT_EQ(Statuses({entitlement.Update(nullptr),
+                        (entitlement.SetEntitlementId(11), entitlement.Update(nullptr)),
+                        entitlement.Delete(nullptr), mask.Update(nullptr),
+                        (mask.SetRoleId(0), mask.Update(nullptr)),
+                        (role.SetRoleId(5), role.Delete(nullptr)),
+                        (role.SetRoleId(0), role.Delete(nullptr))}),
+              "ok 0, ok 6042, ok 6042, ok 0, ok 6042, ok 6042, ok 0");
+    EXPECT_EQ(Query("SELECT * FROM roles; SELECT * FROM entitlements WHERE entitlement_id = 10; "
+                    "SELECT * FROM role_actions WHERE role_id = 1"),
+              "1|3|2|Clerk's desk|; 10|0|8|0|0|Cheques; 1|10|7; 1|100012|63");
+    EXPECT_EQ(
+        Statuses({mask.DeleteByEntitlementId(10, nullptr), mask.Delete(0, nullptr),
+                  assignment.DeleteByRoleId(1, nullptr), assignment.DeleteByUserId(200, nullptr)}),
+        "ok 0, ok 0, ok 0, ok 0");
+    EXPECT_EQ(Query("SELECT * FROM role_actions; SELECT * FROM user_roles"), "1|100012|63; 100|0");
+    EXPECT_EQ(Statuses({assignment.DeleteByUserId(100, nullptr), mask.DeleteAll(nullptr),
+                        role.DeleteAll(nullptr), entitlement.DeleteAll(nullptr)}),
+              "ok 0, ok 0, ok 0, ok 0");
+    EXPECT_EQ(PMTest::Tables(), "roles=\nentitlements=\nuser_roles=\nrole_actions=\nusers=\n");
+}
+
+// Texts up to the buffer less its terminator are taken; a longer one is
+// refused by the setter, and a longer one written by someone else fails the
+// load.
+TEST_F(RecordClassesTest, TextsFitTheBufferOrAreRefused) {
+    std::string const longest(kRecordTextBufferSize - 1, 'n'), tooLong(kRecordTextBufferSize, 'x');
+    DMUSRRole role;
+    role.SetRoleId(9);
     EXPECT_EQ(
         Statuses({role.SetName(longest.c_str()), role.SetName(tooLong.c_str()),
                   role.SetName(nullptr), role.SetDescription(tooLong.c_str()),
-                  role.SetDescription(nullptr), role.SetDescription(longest.c_str()),
-                  entitlement.SetName(tooLong.c_str()), entitlement.SetName(longest.c_str()),
-                  role.Add(nullptr), entitlement.Add(nullptr)}),
-        "ok 0, failed -1, failed -1, failed -1, failed -1, ok 0, failed -1, ok 0, ok 0, ok 0");
-    EXPECT_EQ(role.GetName(nullptr), -1);
-
-    DMUSRRole loaded;
-    DMUSREntitlement loadedEntitlement;
-    std::string const loads =
-        Statuses({loaded.Load(0, nullptr), loadedEntitlement.Load(0, nullptr)});
-    EXPECT_EQ(loads + " " + Fields(loaded) + " " + Fields(loadedEntitlement),
-              "ok 0, ok 0 0|0|0|" + longest + "|" + longest + " 0|0|0|0|0|" + longest);
-
-    // A longer text written by someone else fails the load, which changes nothing.
-    ExecOnFile(path, ("UPDATE roles SET description = '" + tooLong + "'").c_str());
-    EXPECT_EQ(StatusText(loaded.Load(0, nullptr)), "failed " + std::to_string(SQLITE_TOOBIG));
-    EXPECT_EQ(Fields(loaded), "0|0|0|" + longest + "|" + longest);
+                  role.SetDescription(longest.c_str()), role.Add(nullptr), role.Load(9, nullptr)}),
+        "ok 0, failed -1, failed -1, failed -1, ok 0, ok 0, ok 0");
+    EXPECT_EQ(Fields(role), "9|0|0|" + longest + "|" + longest);
+    Query("UPDATE roles SET description = '" + tooLong + "' WHERE role_id = 9");
+    EXPECT_EQ(StatusText(role.Load(9, nullptr)), "failed " + std::to_string(SQLITE_TOOBIG));
 }
 
 } // namespace
