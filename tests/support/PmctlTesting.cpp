@@ -110,6 +110,22 @@ void CommandTest::TearDown() {
     fs::remove_all(m_Dir);
 }
 
+std::string CommandTest::Catalogue(int version, std::size_t features) const {
+    nlohmann::json catalogue = nlohmann::json::parse(ReadBytes(ShippedCatalogue()));
+    for (nlohmann::json& feature : catalogue["features"]) {
+        if (feature["id"] == "0") {
+            feature["parameters"][2] = std::to_string(version);
+        }
+    }
+    if (features > 0) {
+        catalogue["features"].erase(catalogue["features"].begin() + features,
+                                    catalogue["features"].end());
+    }
+    std::string path = Scratch("catalogue-" + std::to_string(version) + ".json");
+    std::ofstream(path) << catalogue.dump();
+    return path;
+}
+
 nlohmann::json CommandTest::Json(std::string const& line) const {
     Result result = Pmctl(line + " --json");
     EXPECT_EQ(0, result.code) << result.err;

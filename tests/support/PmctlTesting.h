@@ -48,6 +48,9 @@ protected:
                  Pmctl::Prompt const& prompt = nullptr) const {
         return RunPmctl(line, file, prompt);
     }
+    // The shipped catalogue with another permission data version and, when
+    // features is given, only its first features entitlements.
+    std::string Catalogue(int version, std::size_t features = 0) const;
     // A read command with --json; a failure unless it exits 0; its output.
     nlohmann::json Json(std::string const& line) const;
     // The role's mask on the entitlement as roles show gives it; -1 (and a

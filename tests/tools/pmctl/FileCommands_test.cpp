@@ -1,8 +1,6 @@
 // pmctl create, info, upgrade and reset on real company files.
 #include "support/PmctlTesting.h"
 
-#include <fstream>
-
 namespace {
 
 using PMTest::ReadBytes;
@@ -14,18 +12,6 @@ protected:
             Pmctl("info F --json" + (catalogue.empty() ? "" : " --catalogue " + catalogue), file);
         EXPECT_EQ(0, info.code) << info.err;
         return nlohmann::json::parse(info.out);
-    }
-    // The shipped catalogue with another permission data version.
-    std::string CatalogueWithVersion(int version) {
-        nlohmann::json catalogue = nlohmann::json::parse(ReadBytes(PMTest::ShippedCatalogue()));
-        for (nlohmann::json& feature : catalogue["features"]) {
-            if (feature["id"] == "0") {
-                feature["parameters"][2] = std::to_string(version);
-            }
-        }
-        std::string path = Scratch("catalogue-" + std::to_string(version) + ".json");
-        std::ofstream(path) << catalogue.dump();
-        return path;
     }
     // The copy that the command said it saved.
     static std::string SavedCopy(std::string const& out) {
@@ -56,7 +42,7 @@ TEST_F(FileCommandsTest, CreateMakesTheDefaultsAndNeverOverwrites) {
 
 TEST_F(FileCommandsTest, OpeningWithANewerCatalogueUpgradesOnceAndAnOlderOneIsRefused) {
     std::string const old = Scratch("old.pmco");
-    std::string const version26 = CatalogueWithVersion(26);
+    std::string const version26 = Catalogue(26);
     ASSERT_EQ(0, Pmctl("create F --catalogue " + version26, old).code);
     EXPECT_EQ(true, Info(old)["upgradeOnNextChange"]);
 
