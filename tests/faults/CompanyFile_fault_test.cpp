@@ -20,22 +20,9 @@ using namespace PMTest;
 
 class CompanyFileFaultTest : public FaultLoopTest {
 protected:
-    // A new company file of the fault catalogue with the administrator, then
-    // opened live (each record operation commits by itself) with the busy
-    // timeout set now, and a second connection to it.
-    void Open() {
-        Host::CompanyOptions options;
-        options.catalogue = "faults.json";
-        options.catalogueText = kFaultCatalogue;
-        Host::CompanyProblem problem;
-        std::string error;
-        company = Host::Company::Create(path, options, "admin", &problem);
-        ASSERT_NE(nullptr, company) << problem.message;
-        ASSERT_TRUE(company->Commit(&error)) << error;
-        company.reset();
-        options.access = Host::CompanyAccess::kLive;
-        company = Host::Company::Open(path, options, &problem);
-        ASSERT_NE(nullptr, company) << problem.message;
+    // The company file, with the users if asked, and a second connection to it.
+    void Open(bool users) {
+        Start(users, nullptr, path);
         ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &other));
     }
     void TearDown() override {
@@ -55,30 +42,25 @@ protected:
 
 // Every commit syncs the write-ahead log before it returns (synchronous =
 // FULL, 2): a power cut or a crash of the system keeps what was committed.
-TEST_F(CompanyFileFaultTest, EveryCommitIsSyncedToTheLog) {
-    Open();
-    EXPECT_EQ("journal_mode=wal\nsynchronous=2\n",
-              QueryRows("PRAGMA journal_mode", nullptr, "journal_mode=") +
-                  QueryRows("PRAGMA synchronous", nullptr, "synchronous="));
-}
-
 // A write that finds the other connection's write lock waits the busy
 // timeout, then fails (PM_ERROR) and writes nothing; once the lock is free the
 // same write goes through, and both writes stand.
-TEST_F(CompanyFileFaultTest, AWriterWaitsForTheBusyTimeoutThenFails) {
+TEST_F(CompanyFileFaultTest, EveryCommitIsSyncedAndAWriterWaitsForTheBusyTimeout) {
     EXPECT_EQ(5000, Host::GetCompanyFileBusyTimeout()) << "the host's own";
     Host::SetCompanyFileBusyTimeout(300);
-    Open();
+    Open(false);
     Host::SetCompanyFileBusyTimeout(5000);
-    int const admin = UserId("admin");
+    EXPECT_EQ("journal_mode=wal\nsynchronous=2\n",
+              QueryRows("PRAGMA journal_mode", nullptr, "journal_mode=") +
+                  QueryRows("PRAGMA synchronous", nullptr, "synchronous="));
     OnOther("BEGIN IMMEDIATE; UPDATE roles SET description = 'busy' WHERE role_id = 1");
     auto const start = std::chrono::steady_clock::now();
-    EXPECT_EQ(PM_ERROR, Manager().SetRoleForUser(admin, 2));
+    EXPECT_EQ(PM_ERROR, Manager().SetRoleForUser(Host::FindCompanyUser("admin"), 2));
     auto const waited = std::chrono::steady_clock::now() - start;
     EXPECT_GE(waited, std::chrono::milliseconds(300));
     EXPECT_LT(waited, std::chrono::milliseconds(3000));
     OnOther("COMMIT");
-    EXPECT_EQ(PM_OK, Manager().SetRoleForUser(admin, 2));
+    EXPECT_EQ(PM_OK, Manager().SetRoleForUser(Host::FindCompanyUser("admin"), 2));
     EXPECT_EQ("1|busy\n", QueryRows("SELECT role_id, description FROM roles WHERE role_id = 1"));
     EXPECT_EQ("0\n2\n", QueryRows("SELECT role_id FROM user_roles ORDER BY role_id"));
     EXPECT_EQ("ok\n", QueryRows("PRAGMA integrity_check"));
@@ -88,12 +70,9 @@ TEST_F(CompanyFileFaultTest, AWriterWaitsForTheBusyTimeoutThenFails) {
 // across logins: a right taken away elsewhere is still granted here until
 // then. Assignments are read from the file at each login.
 TEST_F(CompanyFileFaultTest, AnotherConnectionsRoleEditsArriveAtTheNextInit) {
-    Open();
-    std::string error;
-    int const clerk = Host::AddCompanyUser("clerk", false, &error);
-    ASSERT_EQ(PM_OK, Manager().SetRoleForUser(clerk, 2)) << error;
-    auto const login = [&] {
-        EXPECT_EQ(PM_OK, Manager().EstablishUser(clerk));
+    Open(true);
+    auto const login = [] {
+        EXPECT_EQ(PM_OK, Manager().EstablishUser(Host::FindCompanyUser("clerk")));
         return "customers=" + std::to_string(Manager().IsAccessAllowed(1, 1)) +
                " jobs=" + std::to_string(Manager().IsAccessAllowed(2, 1)) +
                " Clerk=" + std::to_string(Manager().LookupRole("Clerk")) +

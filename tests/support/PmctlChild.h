@@ -28,8 +28,8 @@ namespace PMTest {
 
 using Clock = std::chrono::steady_clock;
 
-inline double Seconds(Clock::duration elapsed) {
-    return std::chrono::duration<double>(elapsed).count();
+inline double SecondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
 inline std::string ReadText(std::string const& path) {
@@ -53,80 +53,67 @@ private:
     std::string m_Path;
 };
 
-// A started pmctl: its process id (-1 when it could not be started) and when.
-struct Child {
-    pid_t pid = -1;
-    Clock::time_point started;
-};
-
-// Starts pmctl with args, standard input from /dev/null (so that no command
-// waits for an answer), standard output and error into the files named.
-inline Child StartPmctl(std::vector<std::string> args, std::string const& out,
-                        std::string const& err) {
-    std::vector<char*> argv{const_cast<char*>(PM_PMCTL_PATH)};
-    for (std::string& arg : args) {
-        argv.push_back(arg.data());
-    }
-    argv.push_back(nullptr);
-    Child child{::fork(), Clock::now()};
-    if (child.pid == 0) {
-        if (std::freopen("/dev/null", "r", stdin) && std::freopen(out.c_str(), "w", stdout) &&
-            std::freopen(err.c_str(), "w", stderr)) {
-            ::execv(PM_PMCTL_PATH, argv.data());
-        }
-        std::_Exit(127);
-    }
-    return child;
-}
-
-// How a child ended: its wait status, and whether it outlived the limit.
-struct Ended {
-    int status = -1;
-    bool timedOut = false;
-    double seconds = 0;
-};
-
-// Waits for the child to end, at most limit seconds after it started; then
-// kills it.
-inline Ended WaitFor(Child const& child, double limit) {
-    Ended ended;
-    while (child.pid != -1 && ::waitpid(child.pid, &ended.status, WNOHANG) == 0) {
-        if (Seconds(Clock::now() - child.started) > limit) {
-            ended.timedOut = true;
-            ::kill(child.pid, SIGKILL);
-            ::waitpid(child.pid, &ended.status, 0);
-            break;
-        }
-        std::this_thread::sleep_for(std::chrono::microseconds(500));
-    }
-    ended.seconds = Seconds(Clock::now() - child.started);
-    return ended;
-}
-
-// What one pmctl run printed and how it ended; code -1: it did not exit by itself.
-struct PmctlRun {
-    int code = -1;
-    std::string out, err;
-    double seconds = 0;
-    bool timedOut = false;
-};
-
-// Runs pmctl with args to its end, within limit seconds; its output passes
-// through the files outputs + ".out" and ".err".
-inline PmctlRun RunPmctl(std::vector<std::string> const& args, std::string const& outputs,
-                         double limit = 15) {
-    Ended ended = WaitFor(StartPmctl(args, outputs + ".out", outputs + ".err"), limit);
-    return {WIFEXITED(ended.status) ? WEXITSTATUS(ended.status) : -1, ReadText(outputs + ".out"),
-            ReadText(outputs + ".err"), ended.seconds, ended.timedOut};
-}
-
-// "pmctl ARGS" for messages.
+// "pmctl ARGS", for messages.
 inline std::string Describe(std::vector<std::string> const& args) {
     std::string text = "pmctl";
     for (std::string const& arg : args) {
         text += " " + arg;
     }
     return text;
+}
+
+// Starts pmctl with args, standard input from /dev/null (so that no command
+// waits for an answer), standard output and error into outputs + ".out" and
+// ".err"; its process id, -1 when it could not be started.
+inline pid_t StartPmctl(std::vector<std::string> args, std::string const& outputs) {
+    std::vector<char*> argv{const_cast<char*>(PM_PMCTL_PATH)};
+    for (std::string& arg : args) {
+        argv.push_back(arg.data());
+    }
+    argv.push_back(nullptr);
+    pid_t const pid = ::fork();
+    if (pid == 0) {
+        if (std::freopen("/dev/null", "r", stdin) &&
+            std::freopen((outputs + ".out").c_str(), "w", stdout) &&
+            std::freopen((outputs + ".err").c_str(), "w", stderr)) {
+            ::execv(PM_PMCTL_PATH, argv.data());
+        }
+        std::_Exit(127);
+    }
+    return pid;
+}
+
+// The wait status of the child pid, started at start, once it ended; killed
+// when it outlives limit seconds.
+inline int WaitFor(pid_t pid, Clock::time_point start, double limit) {
+    int status = -1;
+    while (pid != -1 && ::waitpid(pid, &status, WNOHANG) == 0) {
+        if (SecondsSince(start) > limit) {
+            ::kill(pid, SIGKILL);
+            ::waitpid(pid, &status, 0);
+            break;
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(500));
+    }
+    return status;
+}
+
+// What one pmctl run printed, its exit code (-1: it did not exit by itself,
+// as when it was killed at the time limit) and its time.
+struct PmctlRun {
+    int code = -1;
+    std::string out, err;
+    double seconds = 0;
+};
+
+// Runs pmctl with args to its end, within limit seconds; its output passes
+// through the files outputs + ".out" and ".err".
+inline PmctlRun RunPmctl(std::vector<std::string> const& args, std::string const& outputs,
+                         double limit = 15) {
+    Clock::time_point const start = Clock::now();
+    int const status = WaitFor(StartPmctl(args, outputs), start, limit);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(outputs + ".out"),
+            ReadText(outputs + ".err"), SecondsSince(start)};
 }
 
 // Runs pmctl with args for a test's set-up, which it must pass; its output.
