@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <iostream>
-#include <map>
 
 namespace {
 
@@ -23,54 +22,14 @@ int const kKills = 20;
 double const kSpan = 1.3;
 int const kRounds = 3;
 
-// A command killed in turn, on a copy of one of the files MakeStartingFiles
-// writes ("" for none).
+// A command killed in turn, on a copy of one of the files the test starts
+// with ("" for none), and the catalogue that verify reads that copy with.
 struct KillCase {
     char const* name;
     char const* start;
     std::vector<std::string> args;
-    std::string beforeCatalogue = kCatalogue; // what verify reads the file before with
+    std::string beforeCatalogue = kCatalogue;
 };
-
-// The company files the commands start from: "base" with alice (Bookkeeper)
-// and bob (four roles), "edited" with View Only given every grant of Admin,
-// "old" made from the previous catalogue; and the grants and a list of 2,000
-// accounts, every fifth below an earlier one.
-void MakeStartingFiles(ScratchDir const& dir) {
-    std::string const base = dir / "base.pmco", edited = dir / "edited.pmco";
-    std::vector<std::vector<std::string>> const steps = {
-        {"create", base},
-        {"create", dir / "old.pmco", "--catalogue", kPrevious},
-        {"users", "add", base, "alice"},
-        {"users", "add", base, "bob"},
-        {"assign", base, "alice", "Bookkeeper"},
-        {"assign", base, "bob", "Sales"},
-        {"assign", base, "bob", "Purchasing"},
-        {"assign", base, "bob", "Payroll Clerk"},
-        {"assign", base, "bob", "View Only"},
-    };
-    for (std::vector<std::string> const& step : steps) {
-        PmctlSetUp(step, dir / "setup");
-    }
-    std::ofstream(dir / "grants.json")
-        << PmctlSetUp({"roles", "show", base, "Admin", "--json"}, dir / "setup");
-    std::filesystem::copy_file(base, edited);
-    PmctlSetUp({"roles", "edit", edited, "View Only", "--from-json", dir / "grants.json"},
-               dir / "setup");
-    std::ofstream list(dir / "accounts.txt");
-    for (int i = 0; i < 2000; ++i) {
-        list << "Account " << (i % 5 == 4 ? std::to_string(i - 4) + ":Sub " : "") << i << "\n";
-    }
-}
-
-// The four permission tables of the file; "" when there is none. The file
-// must pass its integrity check.
-std::string Render(std::string const& file) {
-    std::string rows;
-    std::string integrity = ReadCompany(file, [&rows](sqlite3* db) { rows = StoreRows(db); });
-    EXPECT_TRUE(integrity == "ok\n" || integrity.empty()) << file << ": " << integrity;
-    return rows;
-}
 
 // The files of the directory whose names hold part.
 std::vector<std::string> Named(std::string const& directory, std::string const& part) {
@@ -84,10 +43,10 @@ std::vector<std::string> Named(std::string const& directory, std::string const& 
 }
 
 // The command of c killed in turn, on the company file run + "/company.pmco".
+// A state of the file: its integrity check and its four permission tables.
 void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c) {
     std::string const file = run + "/company.pmco", outputs = dir / "command";
     std::string const building = ".company.pmco.creating-";
-    std::vector<std::string> const& args = c.args;
     // The run directory with the command's starting file and nothing else,
     // but what killed creates left: the next create is to clear that.
     auto const fresh = [&] {
@@ -101,7 +60,8 @@ void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c
         }
     };
     fresh();
-    std::string const before = Render(file);
+    std::string const before = ReadCompany(file, StoreRows);
+    ASSERT_EQ(*c.start != '\0' ? "ok\n" : "", before.substr(0, 3));
     std::string after;
     int asBefore = 0, asAfter = 0, kills = 0;
     int midChange = 0; // killed with the file (or the one it builds) open, uncommitted
@@ -115,35 +75,31 @@ void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c
         normal = 0;
         for (int i = 0; i < 3; ++i) {
             fresh();
-            PmctlRun done = RunPmctl(args, outputs);
-            ASSERT_EQ(0, done.code) << Describe(args) << "\n" << done.err;
-            std::string const state = Render(file);
+            PmctlRun done = RunPmctl(c.args, outputs);
+            ASSERT_EQ(0, done.code) << done.err;
+            std::string const state = ReadCompany(file, StoreRows);
             ASSERT_TRUE(after.empty() || state == after) << "uninterrupted runs left other files";
             after = state;
             normal = std::max(normal, done.seconds);
         }
         ASSERT_NE(before, after) << "the command changes nothing";
+        ASSERT_EQ("ok\n", after.substr(0, 3));
 
         for (int kill = 0; kill < kKills; ++kill, ++kills) {
             fresh();
             double const delay = normal * kSpan * kill / (kKills - 1);
-            std::string const when =
-                "killed " + std::to_string(delay * 1000) + " ms into " + Describe(args);
+            std::string const when = "killed " + std::to_string(delay * 1000) + " ms in";
             Clock::time_point const start = Clock::now();
-            pid_t const pid = StartPmctl(args, outputs);
+            pid_t const pid = StartPmctl(c.args, outputs);
             ASSERT_NE(-1, pid) << when;
-            std::this_thread::sleep_until(start + std::chrono::duration<double>(delay));
-            ::kill(pid, SIGKILL);
-            int status = 0;
-            ::waitpid(pid, &status, 0);
+            int const status = WaitFor(pid, start, delay);
             bool const killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
             ASSERT_TRUE(killed || (WIFEXITED(status) && WEXITSTATUS(status) == 0))
                 << when << ": status " << status << "\n"
                 << ReadText(outputs + ".err");
             bool const open = std::filesystem::exists(file + "-wal") ||
                               std::filesystem::exists(run + "/" + building + std::to_string(pid));
-
-            std::string const state = Render(file);
+            std::string const state = ReadCompany(file, StoreRows);
             if (state != after && state != before) {
                 ADD_FAILURE() << when << ", the file is neither as before nor as after.\n"
                               << "Not as before:\n"
@@ -161,14 +117,15 @@ void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c
             }
             // A copy of the file as it was is whole once it has its name.
             for (std::string const& copy : Named(run, ".bak")) {
-                EXPECT_TRUE(copy.compare(copy.size() - 4, 4, ".bak") != 0 || before == Render(copy))
+                bool const named = copy.compare(copy.size() - 4, 4, ".bak") == 0;
+                EXPECT_TRUE(!named || before == ReadCompany(copy, StoreRows))
                     << when << ": " << copy;
             }
         }
     }
     // An uninterrupted run clears the files that killed creates built in.
     fresh();
-    ASSERT_EQ(0, RunPmctl(args, outputs).code) << Describe(args);
+    ASSERT_EQ(0, RunPmctl(c.args, outputs).code);
     EXPECT_EQ(std::vector<std::string>(), Named(run, building));
 
     std::cout << "[  killed  ] " << c.name << ": " << kills << " kills over 0-"
@@ -181,24 +138,48 @@ void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c
     EXPECT_GT(midChange, 0);
 }
 
+// The files the commands start from: "base" with alice (Bookkeeper) and bob
+// (four roles), "edited" with View Only given every grant of Admin, "old"
+// made from the previous catalogue; and the grants and a list of 2,000
+// accounts, every fifth below an earlier one.
 TEST(KilledCommandTest, EachKillLeavesTheFileAsBeforeOrAsAnUninterruptedRun) {
     ScratchDir dir;
-    MakeStartingFiles(dir);
+    std::string const base = dir / "base.pmco", edited = dir / "edited.pmco";
+    std::string const grants = dir / "grants.json", accounts = dir / "accounts.txt";
+    for (std::vector<std::string> const& step : std::vector<std::vector<std::string>>{
+             {"create", base},
+             {"create", dir / "old.pmco", "--catalogue", kPrevious},
+             {"users", "add", base, "alice"},
+             {"users", "add", base, "bob"},
+             {"assign", base, "alice", "Bookkeeper"},
+             {"assign", base, "bob", "Sales"},
+             {"assign", base, "bob", "Purchasing"},
+             {"assign", base, "bob", "Payroll Clerk"},
+             {"assign", base, "bob", "View Only"}}) {
+        PmctlSetUp(step, dir / "setup");
+    }
+    std::ofstream(grants) << PmctlSetUp({"roles", "show", base, "Admin", "--json"}, dir / "setup");
+    std::filesystem::copy_file(base, edited);
+    PmctlSetUp({"roles", "edit", edited, "View Only", "--from-json", grants}, dir / "setup");
+    std::ofstream list(accounts);
+    for (int i = 0; i < 2000; ++i) {
+        list << "Account " << (i % 5 == 4 ? std::to_string(i - 4) + ":Sub " : "") << i << "\n";
+    }
+    list.close();
     std::string const run = dir / "run", file = run + "/company.pmco";
     std::filesystem::create_directory(run);
     ASSERT_FALSE(::testing::Test::HasFailure());
+
     KillCase const cases[] = {
-        {"BankImport", "base.pmco", {"bank", "import", file, dir / "accounts.txt"}},
+        {"BankImport", "base.pmco", {"bank", "import", file, accounts}},
         {"Upgrade", "old.pmco", {"upgrade", file, "--catalogue", kCatalogue}, kPrevious},
         {"Unassign", "base.pmco", {"unassign", file, "bob", "Sales"}},
-        {"RolesEdit",
-         "base.pmco",
-         {"roles", "edit", file, "View Only", "--from-json", dir / "grants.json"}},
+        {"RolesEdit", "base.pmco", {"roles", "edit", file, "View Only", "--from-json", grants}},
         {"Reset", "edited.pmco", {"reset", file, "--yes"}},
         {"Create", "", {"create", file}},
     };
     for (KillCase const& c : cases) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(Describe(c.args));
         KillInTurn(dir, run, c);
     }
 }

@@ -18,6 +18,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <numeric>
 #include <string>
 #include <sys/wait.h>
 #include <thread>
@@ -39,27 +40,18 @@ inline std::string ReadText(std::string const& path) {
 
 // A directory of its own under the test temporary directory; removed, with
 // everything in it, at the end.
-class ScratchDir {
-public:
-    ScratchDir() : m_Path(::testing::TempDir() + "pm_pmctl_XXXXXX") {
-        EXPECT_NE(nullptr, ::mkdtemp(m_Path.data())) << m_Path;
-    }
-    ~ScratchDir() { std::filesystem::remove_all(m_Path); }
-    ScratchDir(ScratchDir const&) = delete;
-    ScratchDir& operator=(ScratchDir const&) = delete;
-    std::string operator/(std::string const& name) const { return m_Path + "/" + name; }
-
-private:
-    std::string m_Path;
+struct ScratchDir {
+    ScratchDir() { EXPECT_NE(nullptr, ::mkdtemp(path.data())) << path; }
+    ~ScratchDir() { std::filesystem::remove_all(path); }
+    std::string operator/(std::string const& name) const { return path + "/" + name; }
+    std::string path = ::testing::TempDir() + "pm_pmctl_XXXXXX";
 };
 
 // "pmctl ARGS", for messages.
 inline std::string Describe(std::vector<std::string> const& args) {
-    std::string text = "pmctl";
-    for (std::string const& arg : args) {
-        text += " " + arg;
-    }
-    return text;
+    return std::accumulate(
+        args.begin(), args.end(), std::string("pmctl"),
+        [](std::string text, std::string const& arg) { return text + " " + arg; });
 }
 
 // Starts pmctl with args, standard input from /dev/null (so that no command
@@ -71,6 +63,7 @@ inline pid_t StartPmctl(std::vector<std::string> args, std::string const& output
         argv.push_back(arg.data());
     }
     argv.push_back(nullptr);
+    std::fflush(nullptr); // nothing buffered here for the child to write again
     pid_t const pid = ::fork();
     if (pid == 0) {
         if (std::freopen("/dev/null", "r", stdin) &&
@@ -123,22 +116,21 @@ inline std::string PmctlSetUp(std::vector<std::string> const& args, std::string 
     return run.out;
 }
 
-// Opens the company file at path without folding its log into it, hands the
-// connection to read, and gives the file's integrity check: "ok\n" when it is
-// sound, "" when there is no file.
-inline std::string ReadCompany(std::string const& path, std::function<void(sqlite3*)> const& read) {
+// The company file at path as read hands it over, after its integrity check
+// ("ok" when it is sound), both opened without folding its log in; "" when
+// there is no file.
+inline std::string ReadCompany(std::string const& path,
+                               std::function<std::string(sqlite3*)> const& read) {
+    sqlite3* db = nullptr;
+    std::string rows = "cannot open\n";
     if (::access(path.c_str(), F_OK) != 0) {
         return "";
-    }
-    sqlite3* db = nullptr;
-    std::string integrity = "cannot open";
-    if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK) {
+    } else if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK) {
         sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-        integrity = QueryRows("PRAGMA integrity_check", db);
-        read(db);
+        rows = QueryRows("PRAGMA integrity_check", db) + read(db);
     }
     sqlite3_close(db);
-    return integrity;
+    return rows;
 }
 
 } // namespace PMTest
