@@ -110,7 +110,7 @@ bool FaultRun::HitRead() const {
     return fired && (name == "Load" || name.rfind("Get", 0) == 0);
 }
 
-char const kNoCaches[] = "no role list\nno entitlement list\n";
+char const kNoCaches[] = "no entitlement list\nno role list\n";
 
 void FaultLoopTest::Start(bool defaults, char const* shipped, std::string const& path) {
     Host::CompanyOptions options;
@@ -211,45 +211,34 @@ long FaultLoopTest::Loop(std::string const& name, long atLeast,
 
 std::string FaultLoopTest::Render(bool withMasks) {
     PM::PermissionManager& manager = Manager();
-    std::vector<PM::RoleObject>* roleList = manager.GetRoleCache();
-    std::vector<PM::EntitlementObject>* entitlementList = manager.GetEntitlementCache();
-    // By id: rows added at run time are appended, where a load sorts them in.
-    std::multimap<int, std::string> roles, entitlements;
-    for (PM::RoleObject const& r : roleList ? *roleList : std::vector<PM::RoleObject>()) {
-        std::ostringstream row;
-        row << "role " << r.GetId() << " " << r.GetName().c_str() << "|"
-            << r.GetDescription().c_str() << "|" << r.GetCategory() << "|" << r.IsVisible() << "\n";
-        roles.emplace(r.GetId(), row.str());
+    std::vector<PM::RoleObject>* roles = manager.GetRoleCache();
+    std::vector<PM::EntitlementObject>* entitlements = manager.GetEntitlementCache();
+    std::ostringstream rows, sorted;
+    rows << (roles ? "" : "no role list\n") << (entitlements ? "" : "no entitlement list\n");
+    for (PM::RoleObject const& r : roles ? *roles : std::vector<PM::RoleObject>()) {
+        rows << "role " << r.GetId() << " " << r.GetName().c_str() << "|"
+             << r.GetDescription().c_str() << "|" << r.GetCategory() << "|" << r.IsVisible()
+             << "\n";
     }
     for (PM::EntitlementObject const& e :
-         entitlementList ? *entitlementList : std::vector<PM::EntitlementObject>()) {
-        std::ostringstream row;
-        row << "entitlement " << e.m_Id << " " << e.m_Name.c_str() << "|" << e.m_Category << "|"
-            << e.m_Attrs << "|" << e.m_Enabled << e.m_Visible << "\n";
-        entitlements.emplace(e.m_Id, row.str());
-    }
-    std::ostringstream out;
-    out << (roleList ? "" : "no role list\n") << (entitlementList ? "" : "no entitlement list\n");
-    for (auto const& rows : {&roles, &entitlements}) {
-        for (auto const& row : *rows) {
-            out << row.second;
+         entitlements ? *entitlements : std::vector<PM::EntitlementObject>()) {
+        rows << "entitlement " << e.m_Id << " " << e.m_Name.c_str() << "|" << e.m_Category << "|"
+             << e.m_Attrs << "|" << e.m_Enabled << e.m_Visible << "\n";
+        for (PM::RoleObject const& r : roles&& withMasks ? *roles : std::vector<PM::RoleObject>()) {
+            long action = 0;
+            int const result = manager.GetRoleActionAssociation(r.GetId(), e.m_Id, &action);
+            rows << "masks of " << r.GetId() << ": " << e.m_Id << "="
+                 << (result == PM_OK ? std::to_string(action) : "(" + std::to_string(result) + ")")
+                 << "\n";
         }
     }
     for (PM::EntitlementDef const& e :
          PM::PermissionManagerTestAccess(manager).SortedEntitlements()) {
-        out << "sorted " << e.GetId() << " " << e.GetName().c_str() << "\n";
+        sorted << "sorted " << e.GetId() << " " << e.GetName().c_str() << "\n";
     }
-    for (auto const& role : withMasks ? roles : decltype(roles)()) {
-        out << "masks of " << role.first << ":";
-        for (auto const& e : entitlements) {
-            long action = 0;
-            int const result = manager.GetRoleActionAssociation(role.first, e.first, &action);
-            out << " " << e.first << "="
-                << (result == PM_OK ? std::to_string(action) : "(" + std::to_string(result) + ")");
-        }
-        out << "\n";
-    }
-    return out.str();
+    // The rows as a set (rows added at run time are appended, where a load
+    // sorts them in); the name-sorted list in its order.
+    return SortLines(rows.str()) + sorted.str();
 }
 
 FaultLoopTest::Both FaultLoopTest::AgainstFreshInit(bool withMasks) {

@@ -73,8 +73,8 @@ protected:
     // and "Bank Registers" (7) under "Bank Accounts" (100012), no gaps in
     // either id band; with defaults,
     // SetDefaultRoles and the users "clerk" (role 2) and "accountant" (1, 2).
-    // With a path: a company file created there (the catalogue's defaults
-    // always, the users with defaults) and opened live.
+    // With a path: a company file created there (with the catalogue's
+    // defaults, whatever defaults says) and opened live.
     void Start(bool defaults = true, char const* shipped = nullptr, std::string const& path = "");
     // Copies the open company file; Fresh starts from the copy.
     void Save();
@@ -99,8 +99,9 @@ protected:
         PM_UninitComponent();
         PM_InitComponent();
     }
-    // The manager's role list and entitlement cache by id, its name-sorted
-    // list, and (withMasks) every role's mask on every cached entitlement.
+    // The manager's role list and entitlement cache, (withMasks) every role's
+    // mask on every cached entitlement ("masks of ROLE: ID=MASK"), sorted,
+    // and then its name-sorted list.
     static std::string Render(bool withMasks = true);
     // Render(), then a new manager's Render() after its Init of the same file;
     // the manager under test is gone afterwards.
