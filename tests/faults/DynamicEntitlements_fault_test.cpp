@@ -1,5 +1,5 @@
 // Bank-account entitlements with each record operation failing in turn: the
-// add, the move to another parent, and the wipe of all of them. The company
+// move to another parent, and the wipe of all of them. The company
 // holds three: Checking and Savings under "Bank Accounts" (100012), and
 // Petty Cash under Checking, with masks that make a move reconcile roles.
 #include "support/FaultLoop.h"
@@ -51,37 +51,6 @@ protected:
     }
     std::string before;
 };
-
-// The store row, the entitlement cache, every role's mask (each role as its
-// parent mask), then the clerk's table. A refused first add is retried once
-// after a reload; a role whose read or add fails gets no mask, the others do,
-// and the result is that failure. The table gets the entry whatever happened.
-TEST_F(DynamicEntitlementsFaultTest, AddDynamicEntitlementGivesEveryOtherRoleItsMask) {
-    auto const add = [] {
-        return Manager().AddDynamicEntitlement("Bank Registers:Cash", "Bank Accounts");
-    };
-    ASSERT_EQ(PM_OK, add());
-    ASSERT_EQ("0|63\n1|63\n2|0\n", Masks(300003));
-    std::string const added = Missing(StoreRows(), before);
-    ASSERT_EQ("entitlements: 300003|100012|253|1|1|Cash\n", Only(added, "entitlements: "));
-
-    auto const check = [&](FaultRun const& run) {
-        bool const roleFailed = run.Hit("RoleAction::Load") || run.Hit("RoleAction::Add");
-        EXPECT_EQ(roleFailed ? PM_ERROR : PM_OK, run.result);
-        EXPECT_EQ("", run.raised);
-        EXPECT_EQ(run.Hit("Entitlement::Add", 1) ? 2 : 1, run.Calls("Entitlement::Add"));
-        // The row, and every role's mask but the one whose read or add failed.
-        std::string const now = Missing(StoreRows(), before);
-        EXPECT_EQ("", Missing(before, StoreRows())) << "rows lost";
-        EXPECT_EQ(Only(added, "entitlements: "), Only(now, "entitlements: "));
-        EXPECT_EQ("", Missing(now, added));
-        EXPECT_EQ(roleFailed ? 2 : 3, CountLines(Only(now, "role_actions: ")));
-        // The clerk's table: the parent's entry, whatever the roles got.
-        EXPECT_EQ(Entry(100012), Entry(300003));
-        ExpectAsFreshInit();
-    };
-    Loop("AddDynamicEntitlement", 3, add, check);
-}
 
 // Petty Cash moves from Checking to Savings: its record, its cache row, then
 // each role in list order reconciled: the External Accountant's child lowered
