@@ -1,6 +1,9 @@
-// The catalogue into the store with each record operation failing in turn:
-// the factory defaults filled into an empty file, and the upgrade at Init of
-// a file made from the previous shipped catalogue. Neither undoes anything.
+// The upgrade at Init of a file made from the previous shipped catalogue,
+// opened with the current one, with each record operation failing in turn.
+// The merge walks the ids upward and undoes nothing, so a failed upgrade
+// leaves the ids below the failure merged and those above it as they were;
+// and once the version record (id 0, first) is rewritten, no later Init
+// merges again.
 #include "support/FaultLoop.h"
 
 #include <host/records/CompanyFile.h>
@@ -13,50 +16,8 @@
 namespace {
 
 using namespace PMTest;
-using CatalogueFaultTest = FaultLoopTest;
+using UpgradeFaultTest = FaultLoopTest;
 
-// Every add of the fill that went through stays, nothing else is written,
-// and a second fill refuses a file that holds any entitlement.
-TEST_F(CatalogueFaultTest, SetDefaultRolesKeepsWhatItWroteAndNothingElse) {
-    Start(false);
-    Save();
-    ASSERT_EQ(PM_OK, Manager().SetDefaultRoles());
-    std::string const filled = StoreRows(), loaded = Render();
-    setUp = [this] { Fresh(false); };
-    auto const check = [&](FaultRun const& run) {
-        // A failed write or count gives -1; a failed read while Init loads
-        // ends that load, and the fill succeeds with what was read.
-        EXPECT_TRUE(run.result == PM_ERROR ||
-                    (run.result == PM_OK && (!run.fired || run.HitRead())));
-        EXPECT_EQ("", run.raised);
-        std::string const rows = StoreRows();
-        for (auto [table, add] : {std::pair("entitlements: ", "Entitlement::Add"),
-                                  {"roles: ", "Role::Add"},
-                                  {"role_actions: ", "RoleAction::Add"},
-                                  {"user_roles: ", "UserRole::Add"}}) {
-            EXPECT_EQ(run.Done(add), CountLines(Only(rows, table))) << "rows against adds";
-        }
-        EXPECT_EQ("", Missing(rows, filled)) << "rows that a clean fill does not write";
-        bool const initialized = Manager().IsInitialized();
-        EXPECT_TRUE(initialized || Render() == kNoCaches);
-        Both const both = initialized ? ExpectAsFreshInit(run.HitRead()) : AgainstFreshInit();
-        if (run.result == PM_OK) {
-            EXPECT_EQ(filled + loaded, rows + both.fresh) << "a fill that succeeded is whole";
-        }
-        // However little of the first fill got through, a second one refuses.
-        NewManager();
-        bool const refused = run.Done("Entitlement::Add") > 0;
-        EXPECT_EQ(refused ? PM_ERROR : PM_OK, Manager().SetDefaultRoles());
-        EXPECT_EQ(refused ? rows : filled, StoreRows());
-    };
-    Loop(
-        "SetDefaultRoles", 100, [] { return Manager().SetDefaultRoles(); }, check);
-}
-
-// The upgrade opens the file with the current catalogue. The merge walks the
-// ids upward, so a failed upgrade leaves the ids below the failure merged and
-// those above it as they were; and once the version record (id 0, first) is
-// rewritten, no later Init merges again.
 // Each entitlement id with its row and every role's mask on it.
 using MergeState = std::map<long, std::string>;
 
@@ -91,7 +52,7 @@ std::vector<long> Differ(MergeState const& a, MergeState const& b) {
     return found;
 }
 
-TEST_F(CatalogueFaultTest, AFailedMergeLeavesTheLowerIdsMergedAndTheHigherAsTheyWere) {
+TEST_F(UpgradeFaultTest, AFailedMergeLeavesTheLowerIdsMergedAndTheHigherAsTheyWere) {
     Start(true, "catalogue-previous.json");
     Save();
     Start(false, "catalogue.json");
