@@ -133,10 +133,8 @@ void FaultLoopTest::Start(bool defaults, char const* shipped, std::string const&
 }
 
 void FaultLoopTest::Save() {
-    if (saved == nullptr) {
-        sqlite3_open(":memory:", &saved);
-    }
-    ASSERT_TRUE(Copy(Host::CurrentCompanyFileHandle(), saved)) << sqlite3_errmsg(saved);
+    ASSERT_TRUE((saved != nullptr || sqlite3_open(":memory:", &saved) == SQLITE_OK) &&
+                Copy(Host::CurrentCompanyFileHandle(), saved));
 }
 
 void FaultLoopTest::Fresh(bool init) {
@@ -235,21 +233,17 @@ std::string FaultLoopTest::Render(bool withMasks) {
 }
 
 FaultLoopTest::Both FaultLoopTest::AgainstFreshInit(bool withMasks) {
-    Both both;
-    both.current = Render(withMasks);
+    std::string const current = Render(withMasks);
     NewManager();
-    both.freshResult = Manager().Init();
-    both.fresh = Render(withMasks);
-    return both;
+    int const result = Manager().Init();
+    return {current, Render(withMasks), result};
 }
 
 FaultLoopTest::Both FaultLoopTest::ExpectAsFreshInit(bool partial, bool withMasks) {
     Both both = AgainstFreshInit(withMasks);
-    if (partial) {
-        EXPECT_EQ("", Missing(Without(both.current, {"masks of "}), both.fresh));
-    } else {
-        EXPECT_EQ(both.fresh, both.current);
-    }
+    // Partial: no line of the current rendering, masks aside, that the fresh one lacks.
+    EXPECT_EQ(partial ? "" : both.fresh,
+              partial ? Missing(Without(both.current, {"masks of "}), both.fresh) : both.current);
     return both;
 }
 

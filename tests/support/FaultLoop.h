@@ -76,7 +76,7 @@ protected:
     // either id band; with defaults,
     // SetDefaultRoles and the users "clerk" (role 2) and "accountant" (1, 2).
     // With a path: a company file created there (with the catalogue's
-    // defaults, whatever defaults says) and opened live.
+    // defaults always, the users with defaults) and opened live.
     void Start(bool defaults = true, char const* shipped = nullptr, std::string const& path = "");
     // Copies the open company file; Fresh starts from the copy.
     void Save();
