@@ -21,7 +21,7 @@ protected:
     // The company file, with the clerk and the accountant if asked, and a
     // second connection to it.
     void Open(bool users) {
-        Start(users, nullptr, path);
+        Start(users, path);
         ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &other));
     }
     void OnOther(char const* sql) {

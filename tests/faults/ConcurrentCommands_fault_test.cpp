@@ -26,16 +26,11 @@ std::string const kBusy = "another program is writing this company file; try aga
 // roles of a user of their own. 2 and 3 also add one same bank account, in
 // two spellings.
 struct Worker {
-    char const* user;
-    char const* roles[2];
-    char const* same;
-};
-Worker const kWorkers[] = {
-    {"shared", {"Sales", "Purchasing"}, nullptr},
-    {"shared", {"Payroll Clerk", "View Only"}, nullptr},
-    {"own2", {"Sales", "Bookkeeper"}, "Same"},
-    {"own3", {"Purchasing", "Payroll Manager"}, "SAME"},
-};
+    char const *user, *roles[2], *same;
+} const kWorkers[] = {{"shared", {"Sales", "Purchasing"}, nullptr},
+                      {"shared", {"Payroll Clerk", "View Only"}, nullptr},
+                      {"own2", {"Sales", "Bookkeeper"}, "Same"},
+                      {"own3", {"Purchasing", "Payroll Manager"}, "SAME"}};
 char const* const kRoles[] = {"Sales", "Purchasing", "Payroll Clerk", "View Only"};
 
 // One process's loop until the deadline. It runs in a forked process: no test

@@ -18,9 +18,8 @@ std::string const kPrevious = PM_CATALOGUE_DIR "/catalogue-previous.json";
 
 // Kills per round, the last one kSpan times the command's normal duration
 // after its start; at most kRounds rounds.
-int const kKills = 20;
+int const kKills = 20, kRounds = 3;
 double const kSpan = 1.3;
-int const kRounds = 3;
 
 // A command killed in turn, on a copy of one of the files the test starts
 // with ("" for none), and the catalogue that verify reads that copy with.
@@ -63,8 +62,8 @@ void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c
     std::string const before = ReadCompany(file, StoreRows);
     ASSERT_EQ(*c.start != '\0' ? "ok\n" : "", before.substr(0, 3));
     std::string after;
-    int asBefore = 0, asAfter = 0, kills = 0;
-    int midChange = 0; // killed with the file (or the one it builds) open, uncommitted
+    // midChange: killed with the file (or the one it builds) open, uncommitted.
+    int asBefore = 0, asAfter = 0, midChange = 0, kills = 0;
     double normal = 0;
     // Rounds of kills spread over the command as long as it takes now: a
     // machine that grows busier or idler after the command was timed can
@@ -88,22 +87,20 @@ void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c
         for (int kill = 0; kill < kKills; ++kill, ++kills) {
             fresh();
             double const delay = normal * kSpan * kill / (kKills - 1);
-            std::string const when = "killed " + std::to_string(delay * 1000) + " ms in";
+            SCOPED_TRACE("killed " + std::to_string(delay * 1000) + " ms in");
             Clock::time_point const start = Clock::now();
             pid_t const pid = StartPmctl(c.args, outputs);
-            ASSERT_NE(-1, pid) << when;
+            ASSERT_NE(-1, pid);
             int const status = WaitFor(pid, start, delay);
             bool const killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
             ASSERT_TRUE(killed || (WIFEXITED(status) && WEXITSTATUS(status) == 0))
-                << when << ": status " << status << "\n"
-                << ReadText(outputs + ".err");
+                << status << ": " << ReadText(outputs + ".err");
             bool const open = std::filesystem::exists(file + "-wal") ||
                               std::filesystem::exists(run + "/" + building + std::to_string(pid));
             std::string const state = ReadCompany(file, StoreRows);
             if (state != after && state != before) {
-                ADD_FAILURE() << when << ", the file is neither as before nor as after.\n"
-                              << "Not as before:\n"
-                              << Missing(state, before) << "Not as after:\n"
+                ADD_FAILURE() << "neither as before nor as after; not as before:\n"
+                              << Missing(state, before) << "not as after:\n"
                               << Missing(state, after);
                 continue;
             }
@@ -113,13 +110,12 @@ void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c
                 PmctlRun verified = RunPmctl({"verify", file, "--catalogue",
                                               state == after ? kCatalogue : c.beforeCatalogue},
                                              outputs);
-                EXPECT_EQ(0, verified.code) << when << ":\n" << verified.out << verified.err;
+                EXPECT_EQ(0, verified.code) << verified.out << verified.err;
             }
             // A copy of the file as it was is whole once it has its name.
             for (std::string const& copy : Named(run, ".bak")) {
                 bool const named = copy.compare(copy.size() - 4, 4, ".bak") == 0;
-                EXPECT_TRUE(!named || before == ReadCompany(copy, StoreRows))
-                    << when << ": " << copy;
+                EXPECT_TRUE(!named || before == ReadCompany(copy, StoreRows)) << copy;
             }
         }
     }
@@ -151,12 +147,11 @@ TEST(KilledCommandTest, EachKillLeavesTheFileAsBeforeOrAsAnUninterruptedRun) {
              {"create", dir / "old.pmco", "--catalogue", kPrevious},
              {"users", "add", base, "alice"},
              {"users", "add", base, "bob"},
-             {"assign", base, "alice", "Bookkeeper"},
-             {"assign", base, "bob", "Sales"},
-             {"assign", base, "bob", "Purchasing"},
-             {"assign", base, "bob", "Payroll Clerk"},
-             {"assign", base, "bob", "View Only"}}) {
+             {"assign", base, "alice", "Bookkeeper"}}) {
         PmctlSetUp(step, dir / "setup");
+    }
+    for (char const* role : {"Sales", "Purchasing", "Payroll Clerk", "View Only"}) {
+        PmctlSetUp({"assign", base, "bob", role}, dir / "setup");
     }
     std::ofstream(grants) << PmctlSetUp({"roles", "show", base, "Admin", "--json"}, dir / "setup");
     std::filesystem::copy_file(base, edited);

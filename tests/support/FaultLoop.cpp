@@ -105,11 +105,9 @@ std::string SortLines(std::string const& text) {
     return sorted;
 }
 
-char const kNoCaches[] = "no entitlement list\nno role list\n";
-
-void FaultLoopTest::Start(bool defaults, char const* shipped, std::string const& path) {
+void FaultLoopTest::Start(bool defaults, std::string const& path) {
     Host::CompanyOptions options;
-    options.catalogue = shipped ? std::string(PM_CATALOGUE_DIR "/") + shipped : PM_FAULT_CATALOGUE;
+    options.catalogue = PM_FAULT_CATALOGUE;
     Host::CompanyProblem problem;
     std::string error;
     company.reset(); // one company at a time
@@ -232,15 +230,15 @@ std::string FaultLoopTest::Render(bool withMasks) {
     return SortLines(rows.str()) + sorted.str();
 }
 
-FaultLoopTest::Both FaultLoopTest::AgainstFreshInit(bool withMasks) {
-    std::string const current = Render(withMasks);
+FaultLoopTest::Both FaultLoopTest::AgainstFreshInit() {
+    std::string const current = Render();
     NewManager();
     int const result = Manager().Init();
-    return {current, Render(withMasks), result};
+    return {current, Render(), result};
 }
 
-FaultLoopTest::Both FaultLoopTest::ExpectAsFreshInit(bool partial, bool withMasks) {
-    Both both = AgainstFreshInit(withMasks);
+FaultLoopTest::Both FaultLoopTest::ExpectAsFreshInit(bool partial) {
+    Both both = AgainstFreshInit();
     // Partial: no line of the current rendering, masks aside, that the fresh one lacks.
     EXPECT_EQ(partial ? "" : both.fresh,
               partial ? Missing(Without(both.current, {"masks of "}), both.fresh) : both.current);

@@ -62,22 +62,18 @@ struct FaultRun {
     }
 };
 
-// What Render gives for a manager without caches (before Init, after a failed one).
-extern char const kNoCaches[];
-
 class FaultLoopTest : public ::testing::Test {
 protected:
-    // An in-memory company with the user "admin" through Host::Company, of
-    // the shipped catalogue file named or of tests/faults/faults.json: 29
-    // entitlements and three default roles (Admin 0, External Accountant 1,
-    // Clerk 2) with the shapes the operations treat apart: the version record,
-    // a disabled (10) and an invisible entitlement, master 9 with slave 15,
-    // and "Bank Registers" (7) under "Bank Accounts" (100012), no gaps in
-    // either id band; with defaults,
-    // SetDefaultRoles and the users "clerk" (role 2) and "accountant" (1, 2).
-    // With a path: a company file created there (with the catalogue's
-    // defaults always, the users with defaults) and opened live.
-    void Start(bool defaults = true, char const* shipped = nullptr, std::string const& path = "");
+    // An in-memory company of tests/faults/faults.json with the user "admin"
+    // through Host::Company: 29 entitlements and three default roles (Admin
+    // 0, External Accountant 1, Clerk 2) with the shapes the operations treat
+    // apart: the version record, a disabled (10) and an invisible entitlement,
+    // master 9 with slave 15, and "Bank Registers" (7) under "Bank Accounts"
+    // (100012), no gaps in either id band. With defaults, SetDefaultRoles and
+    // the users "clerk" (role 2) and "accountant" (1, 2). With a path: a
+    // company file created there (with the defaults always, the users with
+    // defaults) and opened live.
+    void Start(bool defaults = true, std::string const& path = "");
     // Copies the open company file; Fresh starts from the copy.
     void Save();
     // The saved file in place of the open one, a new manager, Init if asked.
@@ -111,10 +107,10 @@ protected:
         std::string current, fresh;
         int freshResult;
     };
-    static Both AgainstFreshInit(bool withMasks = true);
+    static Both AgainstFreshInit();
     // The same, expected equal, or (partial: a load ended early) the first,
     // masks aside, a part of the second.
-    static Both ExpectAsFreshInit(bool partial = false, bool withMasks = true);
+    static Both ExpectAsFreshInit(bool partial = false);
 
     std::function<void()> setUp;
     std::unique_ptr<Host::Company> company;
