@@ -45,10 +45,6 @@ protected:
             PM::PermissionManagerTestAccess(Manager()).GetCurrentActionCache();
         return table != nullptr && table->count(id) ? std::to_string(table->at(id)) : "none";
     }
-    static std::string Masks(int entitlement) {
-        return QueryRows("SELECT role_id, action_type FROM role_actions WHERE entitlement_id = " +
-                         std::to_string(entitlement) + " ORDER BY role_id");
-    }
     std::string before;
 };
 
@@ -106,7 +102,9 @@ TEST_F(DynamicEntitlementsFaultTest,
     // carries the wiped account's masks, not its parent's (the Clerk's 0).
     EXPECT_EQ(PM_ERROR, Manager().AddDynamicEntitlement("Bank Registers:Payroll", "Bank Accounts"));
     EXPECT_EQ(300000, Manager().FindEntitlementDefByName("Bank Registers:Payroll").GetId());
-    EXPECT_EQ("0|63\n1|63\n2|1\n", Masks(300000));
+    EXPECT_EQ(
+        "0|63\n1|63\n2|1\n",
+        QueryRows("SELECT role_id, action_type FROM role_actions WHERE entitlement_id = 300000"));
     char const* const order[] = {"entitlements: 300000|", "entitlements: 300002|",
                                  "entitlements: 300001|"};
 
@@ -126,9 +124,8 @@ TEST_F(DynamicEntitlementsFaultTest,
             ExpectAsFreshInit(quiet);
         }
     };
-    Loop(
-        "DeleteAllDynamicBankAccntEntitlements", 30,
-        [] { return Manager().DeleteAllDynamicBankAccntEntitlements(); }, check);
+    auto const wipe = [] { return Manager().DeleteAllDynamicBankAccntEntitlements(); };
+    Loop("DeleteAllDynamicBankAccntEntitlements", 30, wipe, check);
 }
 
 } // namespace

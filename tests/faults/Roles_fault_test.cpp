@@ -68,8 +68,8 @@ TEST_F(RolesFaultTest, DeleteRoleStopsAtTheFailedDelete) {
         EXPECT_EQ(run.fired, Manager().LookupRole("Clerk") == 2);
         ExpectAsFreshInit();
     };
-    EXPECT_EQ(3, Loop(
-                     "DeleteRole", 2, [] { return Manager().DeleteRole(2); }, check));
+    auto const remove = [] { return Manager().DeleteRole(2); };
+    EXPECT_EQ(3, Loop("DeleteRole", 2, remove, check));
 }
 
 // A new role: its record, a mask for every catalogue entitlement, then the
@@ -104,12 +104,8 @@ TEST_F(RolesFaultTest, ANewRoleStopsWhereItFails) {
         EXPECT_EQ(before, Without(now, {"roles: 3|", "role_actions: 3|"}));
         if (stored && !listed) {
             // The list does not know the stored role: the next new role is
-            // given its id, and that record's add collides.
-            PM::RoleDef next;
-            next.SetName("Second");
-            std::vector<PM::EntitlementDef> none;
-            EXPECT_EQ(PM_ERROR, Manager().SetRoleEntitlements(next, none));
-            EXPECT_EQ(3, next.GetId());
+            // given its id, and its record collides (with another id it would not).
+            EXPECT_EQ(PM_ERROR, SaveRole(-1, "Second", {}));
             EXPECT_EQ(record, Only(StoreRows(), "roles: 3|"));
         }
         Both const both = ExpectOthersAsFreshInit(3);
@@ -228,9 +224,8 @@ TEST_F(RolesFaultTest, VerifyAdminRoleAccessRepairsAllButTheFailedWrite) {
         EXPECT_EQ(SortLines(expected), SortLines(StoreRows()));
         ExpectAsFreshInit();
     };
-    Loop(
-        "VerifyAdminRoleAccess(true)", 30,
-        [] { return Manager().VerifyAdminRoleAccess(true) ? 1 : 0; }, check);
+    auto const repair = [] { return Manager().VerifyAdminRoleAccess(true) ? 1 : 0; };
+    Loop("VerifyAdminRoleAccess(true)", 30, repair, check);
 }
 
 } // namespace
