@@ -35,7 +35,8 @@ char const* const kRoles[] = {"Sales", "Purchasing", "Payroll Clerk", "View Only
 
 // One process's loop until the deadline. It runs in a forked process: no test
 // assertions here. Into prefix.log it writes "fail ..." for each command that
-// failed but as busy (a write) or denied (a read), and at the end what its
+// failed otherwise than busy (a write), denied (a read) or the shared account
+// there already, and at the end what its
 // acknowledged writes, in its order, leave in the file ("user NAME",
 // "assignment USER|ROLE", "account NAME"), and "counts ACKNOWLEDGED BUSY
 // ADDED TAKEN LONGEST" (ADDED, TAKEN: the shared account added, or refused as
