@@ -8,8 +8,6 @@
 #include <host/records/CompanyFile.h>
 #include <host/users/CompanyUsers.h>
 
-#include <sqlite3.h>
-
 #include <chrono>
 #include <cstdio>
 #include <unistd.h>
@@ -20,23 +18,14 @@ using namespace PMTest;
 
 class CompanyFileFaultTest : public FaultLoopTest {
 protected:
-    // A new company file of the fault catalogue with the administrator, then
-    // opened live (each record operation commits by itself) with the busy
-    // timeout set now, and a second connection to it.
-    void Open() {
-        Host::CompanyOptions options;
-        options.catalogue = "faults.json";
-        options.catalogueText = kFaultCatalogue;
-        Host::CompanyProblem problem;
-        std::string error;
-        company = Host::Company::Create(path, options, "admin", &problem);
-        ASSERT_NE(nullptr, company) << problem.message;
-        ASSERT_TRUE(company->Commit(&error)) << error;
-        company.reset();
-        options.access = Host::CompanyAccess::kLive;
-        company = Host::Company::Open(path, options, &problem);
-        ASSERT_NE(nullptr, company) << problem.message;
+    // The company file, with the clerk and the accountant if asked, and a
+    // second connection to it.
+    void Open(bool users) {
+        Start(users, path);
         ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &other));
+    }
+    void OnOther(char const* sql) {
+        EXPECT_EQ(SQLITE_OK, sqlite3_exec(other, sql, nullptr, nullptr, nullptr)) << sql;
     }
     void TearDown() override {
         sqlite3_close(other);
@@ -45,9 +34,6 @@ protected:
             std::remove((path + suffix).c_str());
         }
     }
-    void OnOther(char const* sql) {
-        EXPECT_EQ(SQLITE_OK, sqlite3_exec(other, sql, nullptr, nullptr, nullptr)) << sql;
-    }
     std::string const path =
         ::testing::TempDir() + "company_file_fault_" + std::to_string(::getpid()) + ".pmco";
     sqlite3* other = nullptr;
@@ -55,30 +41,25 @@ protected:
 
 // Every commit syncs the write-ahead log before it returns (synchronous =
 // FULL, 2): a power cut or a crash of the system keeps what was committed.
-TEST_F(CompanyFileFaultTest, EveryCommitIsSyncedToTheLog) {
-    Open();
-    EXPECT_EQ("journal_mode=wal\nsynchronous=2\n",
-              QueryRows("PRAGMA journal_mode", nullptr, "journal_mode=") +
-                  QueryRows("PRAGMA synchronous", nullptr, "synchronous="));
-}
-
 // A write that finds the other connection's write lock waits the busy
 // timeout, then fails (PM_ERROR) and writes nothing; once the lock is free the
 // same write goes through, and both writes stand.
-TEST_F(CompanyFileFaultTest, AWriterWaitsForTheBusyTimeoutThenFails) {
+TEST_F(CompanyFileFaultTest, EveryCommitIsSyncedAndAWriterWaitsForTheBusyTimeout) {
     EXPECT_EQ(5000, Host::GetCompanyFileBusyTimeout()) << "the host's own";
     Host::SetCompanyFileBusyTimeout(300);
-    Open();
+    Open(false);
     Host::SetCompanyFileBusyTimeout(5000);
-    int const admin = UserId("admin");
+    EXPECT_EQ("journal_mode=wal\nsynchronous=2\n",
+              QueryRows("PRAGMA journal_mode", nullptr, "journal_mode=") +
+                  QueryRows("PRAGMA synchronous", nullptr, "synchronous="));
     OnOther("BEGIN IMMEDIATE; UPDATE roles SET description = 'busy' WHERE role_id = 1");
     auto const start = std::chrono::steady_clock::now();
-    EXPECT_EQ(PM_ERROR, Manager().SetRoleForUser(admin, 2));
+    EXPECT_EQ(PM_ERROR, Manager().SetRoleForUser(Host::FindCompanyUser("admin"), 2));
     auto const waited = std::chrono::steady_clock::now() - start;
     EXPECT_GE(waited, std::chrono::milliseconds(300));
     EXPECT_LT(waited, std::chrono::milliseconds(3000));
     OnOther("COMMIT");
-    EXPECT_EQ(PM_OK, Manager().SetRoleForUser(admin, 2));
+    EXPECT_EQ(PM_OK, Manager().SetRoleForUser(Host::FindCompanyUser("admin"), 2));
     EXPECT_EQ("1|busy\n", QueryRows("SELECT role_id, description FROM roles WHERE role_id = 1"));
     EXPECT_EQ("0\n2\n", QueryRows("SELECT role_id FROM user_roles ORDER BY role_id"));
     EXPECT_EQ("ok\n", QueryRows("PRAGMA integrity_check"));
@@ -86,14 +67,13 @@ TEST_F(CompanyFileFaultTest, AWriterWaitsForTheBusyTimeoutThenFails) {
 
 // Roles, entitlements and the masks read are cached until the next Init, also
 // across logins: a right taken away elsewhere is still granted here until
-// then. Assignments are read from the file at each login.
+// then. Assignments are read from the file at each login. A role the other
+// deletes stays listed here, but its users lose its rights at their next
+// login, and editing or deleting it finds no record.
 TEST_F(CompanyFileFaultTest, AnotherConnectionsRoleEditsArriveAtTheNextInit) {
-    Open();
-    std::string error;
-    int const clerk = Host::AddCompanyUser("clerk", false, &error);
-    ASSERT_EQ(PM_OK, Manager().SetRoleForUser(clerk, 2)) << error;
-    auto const login = [&] {
-        EXPECT_EQ(PM_OK, Manager().EstablishUser(clerk));
+    Open(true);
+    auto const login = [] {
+        EXPECT_EQ(PM_OK, Manager().EstablishUser(Host::FindCompanyUser("clerk")));
         return "customers=" + std::to_string(Manager().IsAccessAllowed(1, 1)) +
                " jobs=" + std::to_string(Manager().IsAccessAllowed(2, 1)) +
                " Clerk=" + std::to_string(Manager().LookupRole("Clerk")) +
@@ -105,9 +85,6 @@ TEST_F(CompanyFileFaultTest, AnotherConnectionsRoleEditsArriveAtTheNextInit) {
     EXPECT_EQ("customers=1 jobs=1 Clerk=2 Auditor=-1", login());
     ASSERT_EQ(PM_OK, Manager().Init());
     EXPECT_EQ("customers=0 jobs=1 Clerk=2 Auditor=1", login());
-
-    // The other deletes the Clerk role: still listed here, but its users lose
-    // its rights at their next login, and editing or deleting it finds no record.
     OnOther("DELETE FROM user_roles WHERE role_id = 2; DELETE FROM role_actions WHERE role_id = 2;"
             "DELETE FROM roles WHERE role_id = 2");
     EXPECT_EQ("customers=0 jobs=0 Clerk=2 Auditor=1", login());

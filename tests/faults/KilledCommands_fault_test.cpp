@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <iostream>
-#include <map>
 
 namespace {
 
@@ -19,115 +18,52 @@ std::string const kPrevious = PM_CATALOGUE_DIR "/catalogue-previous.json";
 
 // Kills per round, the last one kSpan times the command's normal duration
 // after its start; at most kRounds rounds.
-int const kKills = 20;
+int const kKills = 20, kRounds = 3;
 double const kSpan = 1.3;
-int const kRounds = 3;
 
-// A command killed in turn. In args, FILE stands for the company file, LIST
-// and GRANTS for the account list and the grants the suite writes.
+// A command killed in turn, on a copy of one of the files the test starts
+// with ("" for none), and the catalogue that verify reads that copy with.
 struct KillCase {
     char const* name;
-    char const* start; // the suite's company file the command starts from; "" for none
+    char const* start;
     std::vector<std::string> args;
-    std::string beforeCatalogue = kCatalogue; // what verify reads the file before with
+    std::string beforeCatalogue = kCatalogue;
 };
 
-void PrintTo(KillCase const& c, std::ostream* out) {
-    *out << c.name;
+// The files of the directory whose names hold part.
+std::vector<std::string> Named(std::string const& directory, std::string const& part) {
+    std::vector<std::string> found;
+    for (auto const& entry : std::filesystem::directory_iterator(directory)) {
+        if (entry.path().filename().string().find(part) != std::string::npos) {
+            found.push_back(entry.path().string());
+        }
+    }
+    return found;
 }
 
-class KilledCommandTest : public ::testing::TestWithParam<KillCase> {
-protected:
-    // The company files the commands start from: "base" with alice
-    // (Bookkeeper) and bob (four roles), "edited" with View Only given every
-    // grant of Admin, "old" made from the previous catalogue; and the grants
-    // and a list of 2,000 accounts, every fifth below an earlier one.
-    static void SetUpTestSuite() {
-        dir = new ScratchDir();
-        std::string const base = *dir / "base.pmco";
-        std::string const edited = *dir / "edited.pmco";
-        std::vector<std::vector<std::string>> const steps = {
-            {"create", base},
-            {"create", *dir / "old.pmco", "--catalogue", kPrevious},
-            {"users", "add", base, "alice"},
-            {"users", "add", base, "bob"},
-            {"assign", base, "alice", "Bookkeeper"},
-            {"assign", base, "bob", "Sales"},
-            {"assign", base, "bob", "Purchasing"},
-            {"assign", base, "bob", "Payroll Clerk"},
-            {"assign", base, "bob", "View Only"},
-        };
-        for (std::vector<std::string> const& step : steps) {
-            PmctlSetUp(step, *dir / "setup");
-        }
-        std::ofstream(*dir / "grants.json")
-            << PmctlSetUp({"roles", "show", base, "Admin", "--json"}, *dir / "setup");
-        std::filesystem::copy_file(base, edited);
-        PmctlSetUp({"roles", "edit", edited, "View Only", "--from-json", *dir / "grants.json"},
-                   *dir / "setup");
-        std::ofstream list(*dir / "accounts.txt");
-        for (int i = 0; i < 2000; ++i) {
-            list << "Account " << (i % 5 == 4 ? std::to_string(i - 4) + ":Sub " : "") << i << "\n";
-        }
-    }
-    static void TearDownTestSuite() { delete dir; }
-
-    // The four permission tables of the file; "" when there is none. The
-    // file must pass its integrity check.
-    static std::string Render(std::string const& file) {
-        std::string rows;
-        std::string integrity = ReadCompany(file, [&rows](sqlite3* db) { rows = StoreRows(db); });
-        EXPECT_TRUE(integrity == "ok\n" || integrity.empty()) << file << ": " << integrity;
-        return rows;
-    }
-
-    std::string const run = *dir / "run";
-    std::string const file = run + "/company.pmco";
-    std::string const buildPrefix = ".company.pmco.creating-";
-
+// The command of c killed in turn, on the company file run + "/company.pmco".
+// A state of the file: its integrity check and its four permission tables.
+void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c) {
+    std::string const file = run + "/company.pmco", outputs = dir / "command";
+    std::string const building = ".company.pmco.creating-";
     // The run directory with the command's starting file and nothing else,
     // but what killed creates left: the next create is to clear that.
-    void Fresh(KillCase const& c) const {
-        std::filesystem::create_directories(run);
-        for (std::string const& path : Named("")) {
-            if (path.find(buildPrefix) == std::string::npos) {
+    auto const fresh = [&] {
+        for (std::string const& path : Named(run, "")) {
+            if (path.find(building) == std::string::npos) {
                 std::filesystem::remove(path);
             }
         }
         if (*c.start != '\0') {
-            std::filesystem::copy_file(*dir / c.start, file);
+            std::filesystem::copy_file(dir / c.start, file);
         }
-    }
-    // The files of the run directory whose names hold part.
-    std::vector<std::string> Named(std::string const& part) const {
-        std::vector<std::string> found;
-        for (auto const& entry : std::filesystem::directory_iterator(run)) {
-            if (entry.path().filename().string().find(part) != std::string::npos) {
-                found.push_back(entry.path().string());
-            }
-        }
-        return found;
-    }
-
-    static ScratchDir* dir;
-};
-
-ScratchDir* KilledCommandTest::dir = nullptr;
-
-TEST_P(KilledCommandTest, LeavesTheFileAsBeforeOrAsAnUninterruptedRun) {
-    KillCase const& c = GetParam();
-    std::map<std::string, std::string> const stand = {
-        {"FILE", file}, {"LIST", *dir / "accounts.txt"}, {"GRANTS", *dir / "grants.json"}};
-    std::vector<std::string> args = c.args;
-    for (std::string& arg : args) {
-        arg = stand.count(arg) != 0 ? stand.at(arg) : arg;
-    }
-    std::string const outputs = *dir / "command";
-    Fresh(c);
-    std::string const before = Render(file);
+    };
+    fresh();
+    std::string const before = ReadCompany(file, StoreRows);
+    ASSERT_EQ(*c.start != '\0' ? "ok\n" : "", before.substr(0, 3));
     std::string after;
-    int asBefore = 0, asAfter = 0, kills = 0;
-    int midChange = 0; // killed with the file (or the one it builds) open, uncommitted
+    // midChange: killed with the file (or the one it builds) open, uncommitted.
+    int asBefore = 0, asAfter = 0, midChange = 0, kills = 0;
     double normal = 0;
     // Rounds of kills spread over the command as long as it takes now: a
     // machine that grows busier or idler after the command was timed can
@@ -137,39 +73,34 @@ TEST_P(KilledCommandTest, LeavesTheFileAsBeforeOrAsAnUninterruptedRun) {
         // Uninterrupted runs: the same file each time, and the slowest time.
         normal = 0;
         for (int i = 0; i < 3; ++i) {
-            Fresh(c);
-            PmctlRun done = RunPmctl(args, outputs);
-            ASSERT_EQ(0, done.code) << Describe(args) << "\n" << done.err;
-            std::string const state = Render(file);
+            fresh();
+            PmctlRun done = RunPmctl(c.args, outputs);
+            ASSERT_EQ(0, done.code) << done.err;
+            std::string const state = ReadCompany(file, StoreRows);
             ASSERT_TRUE(after.empty() || state == after) << "uninterrupted runs left other files";
             after = state;
             normal = std::max(normal, done.seconds);
         }
         ASSERT_NE(before, after) << "the command changes nothing";
+        ASSERT_EQ("ok\n", after.substr(0, 3));
 
         for (int kill = 0; kill < kKills; ++kill, ++kills) {
-            Fresh(c);
+            fresh();
             double const delay = normal * kSpan * kill / (kKills - 1);
-            std::string const when =
-                "killed " + std::to_string(delay * 1000) + " ms into " + Describe(args);
-            Child child = StartPmctl(args, outputs + ".out", outputs + ".err");
-            ASSERT_NE(-1, child.pid) << when;
-            std::this_thread::sleep_until(child.started + std::chrono::duration<double>(delay));
-            ::kill(child.pid, SIGKILL);
-            int status = 0;
-            ::waitpid(child.pid, &status, 0);
+            SCOPED_TRACE("killed " + std::to_string(delay * 1000) + " ms in");
+            Clock::time_point const start = Clock::now();
+            pid_t const pid = StartPmctl(c.args, outputs);
+            ASSERT_NE(-1, pid);
+            int const status = WaitFor(pid, start, delay);
             bool const killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
             ASSERT_TRUE(killed || (WIFEXITED(status) && WEXITSTATUS(status) == 0))
-                << when << ": status " << status << "\n"
-                << ReadText(outputs + ".err");
-            bool const open = !Named("company.pmco-wal").empty() ||
-                              !Named(buildPrefix + std::to_string(child.pid)).empty();
-
-            std::string const state = Render(file);
+                << status << ": " << ReadText(outputs + ".err");
+            bool const open = std::filesystem::exists(file + "-wal") ||
+                              std::filesystem::exists(run + "/" + building + std::to_string(pid));
+            std::string const state = ReadCompany(file, StoreRows);
             if (state != after && state != before) {
-                ADD_FAILURE() << when << ", the file is neither as before nor as after.\n"
-                              << "Not as before:\n"
-                              << Missing(state, before) << "Not as after:\n"
+                ADD_FAILURE() << "neither as before nor as after; not as before:\n"
+                              << Missing(state, before) << "not as after:\n"
                               << Missing(state, after);
                 continue;
             }
@@ -179,20 +110,19 @@ TEST_P(KilledCommandTest, LeavesTheFileAsBeforeOrAsAnUninterruptedRun) {
                 PmctlRun verified = RunPmctl({"verify", file, "--catalogue",
                                               state == after ? kCatalogue : c.beforeCatalogue},
                                              outputs);
-                EXPECT_EQ(0, verified.code) << when << ":\n" << verified.out << verified.err;
+                EXPECT_EQ(0, verified.code) << verified.out << verified.err;
             }
             // A copy of the file as it was is whole once it has its name.
-            for (std::string const& copy : Named(".bak")) {
-                if (copy.compare(copy.size() - 4, 4, ".bak") == 0) {
-                    EXPECT_EQ(before, Render(copy)) << when << ": " << copy;
-                }
+            for (std::string const& copy : Named(run, ".bak")) {
+                bool const named = copy.compare(copy.size() - 4, 4, ".bak") == 0;
+                EXPECT_TRUE(!named || before == ReadCompany(copy, StoreRows)) << copy;
             }
         }
     }
     // An uninterrupted run clears the files that killed creates built in.
-    Fresh(c);
-    ASSERT_EQ(0, RunPmctl(args, outputs).code) << Describe(args);
-    EXPECT_EQ(std::vector<std::string>(), Named(buildPrefix));
+    fresh();
+    ASSERT_EQ(0, RunPmctl(c.args, outputs).code);
+    EXPECT_EQ(std::vector<std::string>(), Named(run, building));
 
     std::cout << "[  killed  ] " << c.name << ": " << kills << " kills over 0-"
               << static_cast<int>(normal * kSpan * 1000) << " ms: " << asBefore << " as before, "
@@ -204,17 +134,49 @@ TEST_P(KilledCommandTest, LeavesTheFileAsBeforeOrAsAnUninterruptedRun) {
     EXPECT_GT(midChange, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Commands, KilledCommandTest,
-    ::testing::Values(
-        KillCase{"BankImport", "base.pmco", {"bank", "import", "FILE", "LIST"}},
-        KillCase{"Upgrade", "old.pmco", {"upgrade", "FILE", "--catalogue", kCatalogue}, kPrevious},
-        KillCase{"Unassign", "base.pmco", {"unassign", "FILE", "bob", "Sales"}},
-        KillCase{"RolesEdit",
-                 "base.pmco",
-                 {"roles", "edit", "FILE", "View Only", "--from-json", "GRANTS"}},
-        KillCase{"Reset", "edited.pmco", {"reset", "FILE", "--yes"}},
-        KillCase{"Create", "", {"create", "FILE"}}),
-    [](::testing::TestParamInfo<KillCase> const& info) { return std::string(info.param.name); });
+// The files the commands start from: "base" with alice (Bookkeeper) and bob
+// (four roles), "edited" with View Only given every grant of Admin, "old"
+// made from the previous catalogue; and the grants and a list of 2,000
+// accounts, every fifth below an earlier one.
+TEST(KilledCommandTest, EachKillLeavesTheFileAsBeforeOrAsAnUninterruptedRun) {
+    ScratchDir dir;
+    std::string const base = dir / "base.pmco", edited = dir / "edited.pmco";
+    std::string const grants = dir / "grants.json", accounts = dir / "accounts.txt";
+    for (std::vector<std::string> const& step : std::vector<std::vector<std::string>>{
+             {"create", base},
+             {"create", dir / "old.pmco", "--catalogue", kPrevious},
+             {"users", "add", base, "alice"},
+             {"users", "add", base, "bob"},
+             {"assign", base, "alice", "Bookkeeper"}}) {
+        PmctlSetUp(step, dir / "setup");
+    }
+    for (char const* role : {"Sales", "Purchasing", "Payroll Clerk", "View Only"}) {
+        PmctlSetUp({"assign", base, "bob", role}, dir / "setup");
+    }
+    std::ofstream(grants) << PmctlSetUp({"roles", "show", base, "Admin", "--json"}, dir / "setup");
+    std::filesystem::copy_file(base, edited);
+    PmctlSetUp({"roles", "edit", edited, "View Only", "--from-json", grants}, dir / "setup");
+    std::ofstream list(accounts);
+    for (int i = 0; i < 2000; ++i) {
+        list << "Account " << (i % 5 == 4 ? std::to_string(i - 4) + ":Sub " : "") << i << "\n";
+    }
+    list.close();
+    std::string const run = dir / "run", file = run + "/company.pmco";
+    std::filesystem::create_directory(run);
+    ASSERT_FALSE(::testing::Test::HasFailure());
+
+    KillCase const cases[] = {
+        {"BankImport", "base.pmco", {"bank", "import", file, accounts}},
+        {"Upgrade", "old.pmco", {"upgrade", file, "--catalogue", kCatalogue}, kPrevious},
+        {"Unassign", "base.pmco", {"unassign", file, "bob", "Sales"}},
+        {"RolesEdit", "base.pmco", {"roles", "edit", file, "View Only", "--from-json", grants}},
+        {"Reset", "edited.pmco", {"reset", file, "--yes"}},
+        {"Create", "", {"create", file}},
+    };
+    for (KillCase const& c : cases) {
+        SCOPED_TRACE(Describe(c.args));
+        KillInTurn(dir, run, c);
+    }
+}
 
 } // namespace

@@ -18,6 +18,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <numeric>
 #include <string>
 #include <sys/wait.h>
 #include <thread>
@@ -28,8 +29,8 @@ namespace PMTest {
 
 using Clock = std::chrono::steady_clock;
 
-inline double Seconds(Clock::duration elapsed) {
-    return std::chrono::duration<double>(elapsed).count();
+inline double SecondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
 inline std::string ReadText(std::string const& path) {
@@ -39,94 +40,73 @@ inline std::string ReadText(std::string const& path) {
 
 // A directory of its own under the test temporary directory; removed, with
 // everything in it, at the end.
-class ScratchDir {
-public:
-    ScratchDir() : m_Path(::testing::TempDir() + "pm_pmctl_XXXXXX") {
-        EXPECT_NE(nullptr, ::mkdtemp(m_Path.data())) << m_Path;
-    }
-    ~ScratchDir() { std::filesystem::remove_all(m_Path); }
-    ScratchDir(ScratchDir const&) = delete;
-    ScratchDir& operator=(ScratchDir const&) = delete;
-    std::string operator/(std::string const& name) const { return m_Path + "/" + name; }
-
-private:
-    std::string m_Path;
+struct ScratchDir {
+    ScratchDir() { EXPECT_NE(nullptr, ::mkdtemp(path.data())) << path; }
+    ~ScratchDir() { std::filesystem::remove_all(path); }
+    std::string operator/(std::string const& name) const { return path + "/" + name; }
+    std::string path = ::testing::TempDir() + "pm_pmctl_XXXXXX";
 };
 
-// A started pmctl: its process id (-1 when it could not be started) and when.
-struct Child {
-    pid_t pid = -1;
-    Clock::time_point started;
-};
+// "pmctl ARGS", for messages.
+inline std::string Describe(std::vector<std::string> const& args) {
+    return std::accumulate(
+        args.begin(), args.end(), std::string("pmctl"),
+        [](std::string text, std::string const& arg) { return text + " " + arg; });
+}
 
 // Starts pmctl with args, standard input from /dev/null (so that no command
-// waits for an answer), standard output and error into the files named.
-inline Child StartPmctl(std::vector<std::string> args, std::string const& out,
-                        std::string const& err) {
+// waits for an answer), standard output and error into outputs + ".out" and
+// ".err"; its process id, -1 when it could not be started.
+inline pid_t StartPmctl(std::vector<std::string> args, std::string const& outputs) {
     std::vector<char*> argv{const_cast<char*>(PM_PMCTL_PATH)};
     for (std::string& arg : args) {
         argv.push_back(arg.data());
     }
     argv.push_back(nullptr);
-    Child child{::fork(), Clock::now()};
-    if (child.pid == 0) {
-        if (std::freopen("/dev/null", "r", stdin) && std::freopen(out.c_str(), "w", stdout) &&
-            std::freopen(err.c_str(), "w", stderr)) {
+    std::fflush(nullptr); // nothing buffered here for the child to write again
+    pid_t const pid = ::fork();
+    if (pid == 0) {
+        if (std::freopen("/dev/null", "r", stdin) &&
+            std::freopen((outputs + ".out").c_str(), "w", stdout) &&
+            std::freopen((outputs + ".err").c_str(), "w", stderr)) {
             ::execv(PM_PMCTL_PATH, argv.data());
         }
         std::_Exit(127);
     }
-    return child;
+    return pid;
 }
 
-// How a child ended: its wait status, and whether it outlived the limit.
-struct Ended {
+// The wait status of the child pid, started at start, once it ended; killed
+// when it outlives limit seconds.
+inline int WaitFor(pid_t pid, Clock::time_point start, double limit) {
     int status = -1;
-    bool timedOut = false;
-    double seconds = 0;
-};
-
-// Waits for the child to end, at most limit seconds after it started; then
-// kills it.
-inline Ended WaitFor(Child const& child, double limit) {
-    Ended ended;
-    while (child.pid != -1 && ::waitpid(child.pid, &ended.status, WNOHANG) == 0) {
-        if (Seconds(Clock::now() - child.started) > limit) {
-            ended.timedOut = true;
-            ::kill(child.pid, SIGKILL);
-            ::waitpid(child.pid, &ended.status, 0);
+    while (pid != -1 && ::waitpid(pid, &status, WNOHANG) == 0) {
+        if (SecondsSince(start) > limit) {
+            ::kill(pid, SIGKILL);
+            ::waitpid(pid, &status, 0);
             break;
         }
         std::this_thread::sleep_for(std::chrono::microseconds(500));
     }
-    ended.seconds = Seconds(Clock::now() - child.started);
-    return ended;
+    return status;
 }
 
-// What one pmctl run printed and how it ended; code -1: it did not exit by itself.
+// What one pmctl run printed, its exit code (-1: it did not exit by itself,
+// as when it was killed at the time limit) and its time.
 struct PmctlRun {
     int code = -1;
     std::string out, err;
     double seconds = 0;
-    bool timedOut = false;
 };
 
 // Runs pmctl with args to its end, within limit seconds; its output passes
 // through the files outputs + ".out" and ".err".
 inline PmctlRun RunPmctl(std::vector<std::string> const& args, std::string const& outputs,
                          double limit = 15) {
-    Ended ended = WaitFor(StartPmctl(args, outputs + ".out", outputs + ".err"), limit);
-    return {WIFEXITED(ended.status) ? WEXITSTATUS(ended.status) : -1, ReadText(outputs + ".out"),
-            ReadText(outputs + ".err"), ended.seconds, ended.timedOut};
-}
-
-// "pmctl ARGS" for messages.
-inline std::string Describe(std::vector<std::string> const& args) {
-    std::string text = "pmctl";
-    for (std::string const& arg : args) {
-        text += " " + arg;
-    }
-    return text;
+    Clock::time_point const start = Clock::now();
+    int const status = WaitFor(StartPmctl(args, outputs), start, limit);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(outputs + ".out"),
+            ReadText(outputs + ".err"), SecondsSince(start)};
 }
 
 // Runs pmctl with args for a test's set-up, which it must pass; its output.
@@ -136,22 +116,21 @@ inline std::string PmctlSetUp(std::vector<std::string> const& args, std::string 
     return run.out;
 }
 
-// Opens the company file at path without folding its log into it, hands the
-// connection to read, and gives the file's integrity check: "ok\n" when it is
-// sound, "" when there is no file.
-inline std::string ReadCompany(std::string const& path, std::function<void(sqlite3*)> const& read) {
+// The company file at path as read hands it over, after its integrity check
+// ("ok" when it is sound), both opened without folding its log in; "" when
+// there is no file.
+inline std::string ReadCompany(std::string const& path,
+                               std::function<std::string(sqlite3*)> const& read) {
+    sqlite3* db = nullptr;
+    std::string rows = "cannot open\n";
     if (::access(path.c_str(), F_OK) != 0) {
         return "";
-    }
-    sqlite3* db = nullptr;
-    std::string integrity = "cannot open";
-    if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK) {
+    } else if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK) {
         sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-        integrity = QueryRows("PRAGMA integrity_check", db);
-        read(db);
+        rows = QueryRows("PRAGMA integrity_check", db) + read(db);
     }
     sqlite3_close(db);
-    return integrity;
+    return rows;
 }
 
 } // namespace PMTest
