@@ -7,16 +7,11 @@ class UserCommandsTest : public PMTest::CommandTest {
 protected:
     // "name:Role,Role" for each user, in id order, joined by "; ".
     std::string Holdings() const {
-        std::string text;
-        for (nlohmann::json const& user : Json("users list F")) {
-            text += (text.empty() ? "" : "; ") + user["name"].get<std::string>() + ":";
-            char const* separator = "";
-            for (nlohmann::json const& role : user["roles"]) {
-                text += separator + role["name"].get<std::string>();
-                separator = ",";
-            }
-        }
-        return text;
+        return PMTest::Sql(m_File,
+                           "SELECT group_concat(held, '; ') FROM (SELECT u.name || ':' || "
+                           "ifnull(group_concat(r.name, ','), '') AS held FROM users u "
+                           "LEFT JOIN user_roles a ON a.user_key = u.record_key LEFT JOIN "
+                           "roles r USING (role_id) GROUP BY u.user_id ORDER BY u.user_id)");
     }
 };
 
