@@ -12,18 +12,21 @@ using PMTest::Calls;
 
 class URPStoreScansTest : public PMTest::StoreFixture {};
 
+// Role ids are probed from 0 until the user's assignments are found; the
+// role's users come back in record-key order as host ids, -1 for a key no
+// user has.
 TEST_F(URPStoreScansTest, AssignmentsAreProbedByIdAndUsersComeBackAsHostIds) {
-    PMTest::KeyedUserManager users({{3, 30}, {11, 1}, {12, 2}});
-    for (auto pair : std::vector<std::pair<int, int>>{{11, 0}, {11, 4}, {12, 4}, {3, 4}}) {
+    AddUsers();
+    for (auto pair : std::vector<std::pair<int, int>>{{2, 0}, {2, 4}, {9, 4}, {3, 4}, {1, 4}}) {
         ASSERT_EQ(store.URPSAddUserRoleAssociation(pair.first, pair.second), PM_OK);
     }
     Host::FaultPlan::Get().ResetCounts();
     std::vector<int> roles, usersOf4;
-    EXPECT_EQ(store.URPSGetRoleIdsForUser(11, &roles), PM_OK);
+    EXPECT_EQ(store.URPSGetRoleIdsForUser(2, &roles), PM_OK);
     EXPECT_EQ(Calls("DMUSRUserRole::Load"), 5); // 0 to 4 and no further
     EXPECT_EQ(store.URPSGetUserIdsForRole(4, &usersOf4), PM_OK);
     EXPECT_EQ(roles, (std::vector<int>{0, 4}));
-    EXPECT_EQ(usersOf4, (std::vector<int>{30, 1, 2}));
+    EXPECT_EQ(usersOf4, (std::vector<int>{101, 102, 103, -1}));
 }
 
 // A new entitlement gets the given mask in every role, but full in role 0;
@@ -34,20 +37,13 @@ TEST_F(URPStoreScansTest, NewEntitlementGoesToEveryRoleWithFixedExceptions) {
     AddRole(1, "Clerk");
     AddRole(2, "external accountant");
     AddRole(3, "ORVANEAPP");
-    const struct {
-        int eId;
-        long eAction;
-        std::vector<long> masks; // of roles 0 to 3
-    } cases[] = {{185, 0, {63, 0, 63, 63}}, {180, 0, {63, 63, 63, 63}}, {77, 5, {63, 5, 5, 5}}};
-    for (auto const& c : cases) {
-        SCOPED_TRACE(c.eId);
-        EXPECT_EQ(store.URPSAddRoleActionAssociationByEntitlement(c.eId, c.eAction), PM_OK);
-        std::vector<long> masks;
-        for (int roleId = 0; roleId <= 3; ++roleId) {
-            masks.push_back(StoredMask(roleId, c.eId));
-        }
-        EXPECT_EQ(masks, c.masks);
-    }
+    EXPECT_EQ(store.URPSAddRoleActionAssociationByEntitlement(185, 0) +
+                  store.URPSAddRoleActionAssociationByEntitlement(180, 0) +
+                  store.URPSAddRoleActionAssociationByEntitlement(77, 5),
+              PM_OK);
+    EXPECT_EQ(PMTest::Masks("77, 180, 185"),
+              "Admin{77:63,180:63,185:63}; Clerk{77:5,180:63,185:0}; external "
+              "accountant{77:5,180:63,185:63}; ORVANEAPP{77:5,180:63,185:63}");
 }
 
 // Role 7 has masks at 5, 300000 and, beyond a gap, 300002: the walk takes the
