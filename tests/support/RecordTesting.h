@@ -13,9 +13,8 @@ std::string Query(std::string const& sql);
 // Every table of the open company file as "roles=...\nentitlements=...\n...".
 std::string Tables();
 // Two roles, three entitlements (0 the version record), assignments and masks,
-// written straight into the open company file; kSample is Tables() after it.
+// written straight into the open company file.
 void AddSample();
-extern char const kSample[];
 // The same on the file at path, through a connection of its own: what another
 // program sees, or changes.
 std::string QueryFile(std::string const& path, std::string const& sql);
