@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,8 @@
 #define STORE_CALL(call) [&](PM::URPStore& s) { return s.call; }
 
 namespace PMTest {
+
+using StoreCall = std::function<int(PM::URPStore&)>;
 
 inline long Calls(char const* operation) {
     return Host::FaultPlan::Get().Calls(operation);

@@ -3,8 +3,8 @@
 #include <support/StoreTesting.h>
 #include <support/VerifyProbe.h>
 
-#include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -29,12 +29,8 @@ protected:
 TEST_F(URPStoreMasksTest, TheCacheFollowsTheTableAndKeepsWhatItHas) {
     PMTest::VerifyProbe probe(false);
     long mask = 0;
-    const struct {
-        char const* step;
-        std::function<int(PM::URPStore&)> call;
-        int result;
-        char const* after;
-    } steps[] = {
+    // The step, its result, then role 1's mask on 10 and the last mask read.
+    std::tuple<char const*, PMTest::StoreCall, int, char const*> const steps[] = {
         {"read a miss", STORE_CALL(URPSReadRoleActionAssociation(1, 10, &mask)), PM_ERROR,
          "table=-1 cache=-1 read=-1"},
         {"update adds", STORE_CALL(URPSUpdateRoleActionAssociation(1, 10, 5)), PM_OK,
@@ -50,10 +46,10 @@ TEST_F(URPStoreMasksTest, TheCacheFollowsTheTableAndKeepsWhatItHas) {
         {"add another mask", STORE_CALL(URPSAddRoleActionAssociation(1, 10, 9)), PM_OK,
          "table=9 cache=7 read=7"},
     };
-    for (auto const& s : steps) {
-        SCOPED_TRACE(s.step);
-        EXPECT_EQ(s.call(store), s.result);
-        EXPECT_EQ(Mask() + " read=" + std::to_string(mask), s.after);
+    for (auto const& [step, call, result, after] : steps) {
+        SCOPED_TRACE(step);
+        EXPECT_EQ(call(store), result);
+        EXPECT_EQ(Mask() + " read=" + std::to_string(mask), after);
     }
     EXPECT_EQ(probe.Expressions(), std::vector<std::string>{"m_RoleEntitlementActionCache.Add("
                                                             "roleId, eId, eAction) == PM_OK"});
@@ -65,12 +61,9 @@ TEST_F(URPStoreMasksTest, WhichOperationsDropCachedMasks) {
     PM::EntitlementDef renamed;
     renamed.SetId(10);
     renamed.SetName("Renamed");
-    const struct {
-        char const* failing; // a record operation made to fail, or null
-        std::function<int(PM::URPStore&)> call;
-        int expected;
-        char const* cachedAfter;
-    } cases[] = {
+    // A record operation made to fail (or null), the store operation, its
+    // result and the roles still cached.
+    std::tuple<char const*, PMTest::StoreCall, int, char const*> const cases[] = {
         {nullptr, STORE_CALL(URPSRemoveRoleFromDB(1)), PM_OK, "2"},
         {"DMUSRRole::Delete", STORE_CALL(URPSRemoveRoleFromDB(1)), PM_ERROR, "12"},
         {nullptr, STORE_CALL(URPSDeleteRoleActionAssociations(1)), PM_OK, "2"},
@@ -84,6 +77,7 @@ TEST_F(URPStoreMasksTest, WhichOperationsDropCachedMasks) {
         {nullptr, STORE_CALL(URPSDeleteAllRoleActionAssociations()), PM_OK, "12"},
     };
     for (auto const& c : cases) {
+        auto const& [failing, call, expected, cachedAfter] = c;
         SCOPED_TRACE(&c - cases);
         Reopen();
         store.m_RoleEntitlementActionCache.Clear();
@@ -91,13 +85,13 @@ TEST_F(URPStoreMasksTest, WhichOperationsDropCachedMasks) {
         AddEntitlement(10);
         ASSERT_EQ(store.URPSAddRoleActionAssociation(1, 10, 7), PM_OK);
         ASSERT_EQ(store.URPSAddRoleActionAssociation(2, 10, 8), PM_OK);
-        if (c.failing != nullptr) {
-            FaultPlan::Get().Arm(c.failing, 1);
+        if (failing != nullptr) {
+            FaultPlan::Get().Arm(failing, 1);
         }
-        EXPECT_EQ(c.call(store), c.expected);
+        EXPECT_EQ(call(store), expected);
         auto const& cache = store.m_RoleEntitlementActionCache;
         EXPECT_EQ(std::string(cache.HasRole(1) ? "1" : "") + (cache.HasRole(2) ? "2" : ""),
-                  c.cachedAfter);
+                  cachedAfter);
     }
 }
 

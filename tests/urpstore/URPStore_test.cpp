@@ -2,8 +2,8 @@
 // to result codes.
 #include <support/StoreTesting.h>
 
-#include <functional>
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -18,12 +18,8 @@ TEST_F(URPStoreTest, MapsRecordStatusesToResultCodes) {
     PM::RoleObject roleObject;
     PM::EntitlementObject entitlement;
     const FaultPlan::Fault kFail = FaultPlan::kFail, kNotFound = FaultPlan::kNotFound;
-    const struct {
-        char const* operation;
-        FaultPlan::Fault fault;
-        std::function<int(PM::URPStore&)> call;
-        int expected;
-    } cases[] = {
+    // The record operation and its fault, the store operation, its result.
+    std::tuple<char const*, FaultPlan::Fault, PMTest::StoreCall, int> const cases[] = {
         {"DMUSRRole::Delete", kFail, STORE_CALL(URPSRemoveRoleFromDB(3)), PM_ERROR},
         {"DMUSRRole::Delete", kNotFound, STORE_CALL(URPSRemoveRoleFromDB(3)), PM_ERR_NORECORD},
         {"DMUSRRole::Add", kNotFound, STORE_CALL(URPSAddRoleToDB(role)), PM_OK},
@@ -32,10 +28,10 @@ TEST_F(URPStoreTest, MapsRecordStatusesToResultCodes) {
          PM_ERR_NOENT},
         {"DMUSRUserRole::Add", kFail, STORE_CALL(URPSAddUserRoleAssociation(1, 2)), PM_ERROR},
     };
-    for (auto const& c : cases) {
-        SCOPED_TRACE(std::string(c.operation) + (c.fault == kFail ? " failing" : " not found"));
-        Host::ScopedFault fault(c.operation, 1, c.fault);
-        EXPECT_EQ(c.call(store), c.expected);
+    for (auto const& [operation, fault, call, expected] : cases) {
+        SCOPED_TRACE(std::string(operation) + (fault == kFail ? " failing" : " not found"));
+        Host::ScopedFault planned(operation, 1, fault);
+        EXPECT_EQ(call(store), expected);
         EXPECT_TRUE(FaultPlan::Get().Fired());
     }
 }

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -27,11 +28,8 @@ protected:
 // search path; the name itself keeps its case and may not leave the directory.
 TEST_F(ModuleLoaderTest, WindowsNamesMapToSharedObjectsInTheSearchPath) {
     std::string const dir = PM_MODULE_DIR;
-    struct Case {
-        std::string path;
-        char const* name;
-        bool found;
-    } const cases[] = {
+    // The search path, the name asked for, whether it is found.
+    std::tuple<std::string, char const*, bool> const cases[] = {
         // clang-format off
         {dir, "SphereMgmt.DLL", true}, {dir, "SphereMgmt", true},
         {"/no/such:" + dir, "SphereMgmt.Dll", true}, {dir, "spheremgmt.DLL", false},
@@ -39,11 +37,11 @@ TEST_F(ModuleLoaderTest, WindowsNamesMapToSharedObjectsInTheSearchPath) {
         {"", "SphereMgmt.DLL", false},
         // clang-format on
     };
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.path + " | " + c.name);
-        Host::SetModuleSearchPath(c.path);
-        HMODULE module = LoadLibraryA(c.name);
-        ASSERT_EQ(module != nullptr, c.found);
+    for (auto const& [path, name, found] : cases) {
+        SCOPED_TRACE(path + " | " + name);
+        Host::SetModuleSearchPath(path);
+        HMODULE module = LoadLibraryA(name);
+        ASSERT_EQ(module != nullptr, found);
         if (module != nullptr) {
             EXPECT_NE(GetProcAddress(module, "GetMaxEntitlementsToTrack"), nullptr);
             EXPECT_EQ(FreeLibrary(module), 1);
