@@ -10,6 +10,7 @@
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -35,8 +36,8 @@ TEST(CompanyFileTest, CreateRefusesAnExistingFileOrASecondCompanyFile) {
               "Cannot create company file '" + second.str() + "': the file already exists.");
     EXPECT_EQ(ReadBytes(second), "keep me");
     ::unlink(second.str().c_str());
-    ASSERT_EQ(::mkdir((second.str() + "-wal").c_str(), 0700),
-              0); // the log cannot be made
+    // The log cannot be made.
+    ASSERT_EQ(::mkdir((second.str() + "-wal").c_str(), 0700), 0);
     EXPECT_FALSE(Host::CreateCompanyFile(second).ok);
     EXPECT_FALSE(Exists(second) || Host::IsCompanyFileOpen());
 
@@ -50,13 +51,10 @@ TEST(CompanyFileTest, CreateRefusesAnExistingFileOrASecondCompanyFile) {
 // host; the open refuses it, saying why, and leaves it and what lies beside
 // it as they were.
 TEST(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
-    std::string const notCompany = "it is not a company file: its application id is ";
     std::string header("SQLite format 3\0\x01\x00", 18);
     header.resize(100);
-    struct Case {
-        std::function<void(std::string const&)> setup;
-        std::string reason;
-    } const cases[] = {
+    // What is made at the path, and why it is refused.
+    std::pair<std::function<void(std::string const&)>, std::string> const cases[] = {
         {[](std::string const&) {}, "the file does not exist"},
         {[](std::string const& p) { ::mkdir(p.c_str(), 0700); }, "it is not a regular file"},
         {[](std::string const& p) { WriteBytes(p, "Name,Role\n"); },
@@ -79,7 +77,7 @@ TEST(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
          },
          "it is damaged (database disk image is malformed)"},
         {[](std::string const& p) { QueryFile(p, "PRAGMA application_id = 305419896"); },
-         notCompany + "0x12345678, not 0x504D4346"},
+         "it is not a company file: its application id is 0x12345678, not 0x504D4346"},
         {[](std::string const& p) { Sample(p, "PRAGMA user_version = 2"); },
          "its schema version 2 is newer than the version 1 that this host knows"},
         {[](std::string const& p) { Sample(p, "PRAGMA user_version = 0"); },
@@ -87,18 +85,17 @@ TEST(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
         {[](std::string const& p) { Sample(p, "DROP TABLE users"); },
          "its tables are not those of a company file: no such table: users"},
     };
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.reason);
+    for (auto const& [setup, reason] : cases) {
+        SCOPED_TRACE(reason);
         TempPath path("refused");
-        c.setup(path);
+        setup(path);
         auto files = [&path] {
             return std::to_string(Exists(path.str() + "-journal")) + ReadBytes(path);
         };
         std::string const before = files();
         Host::CompanyFileResult result = Host::OpenCompanyFile(path);
         EXPECT_FALSE(result.ok || Host::IsCompanyFileOpen());
-        EXPECT_EQ(result.message,
-                  "Cannot open company file '" + path.str() + "': " + c.reason + ".");
+        EXPECT_EQ(result.message, "Cannot open company file '" + path.str() + "': " + reason + ".");
         EXPECT_TRUE(files() == before) << "the file or the files beside it changed";
     }
 }

@@ -19,7 +19,6 @@
 namespace {
 
 using PMTest::Query;
-using PMTest::StatusText;
 
 class RecordClassesTest : public ::testing::Test {
 protected:
@@ -28,6 +27,11 @@ protected:
         PMTest::AddSample();
     }
     void TearDown() override { Host::CloseCompanyFile(); }
+
+    DMUSRRole role;
+    DMUSREntitlement entitlement;
+    DMUSRRoleAction mask;
+    DMUSRUserRole assignment;
 };
 
 // The statuses of calls made in order (a braced list is evaluated left to
@@ -35,7 +39,7 @@ protected:
 std::string Statuses(std::initializer_list<Util::Status> statuses) {
     std::string text;
     for (Util::Status const& status : statuses) {
-        text += (text.empty() ? "" : ", ") + StatusText(status);
+        text += (text.empty() ? "" : ", ") + PMTest::StatusText(status);
     }
     return text;
 }
@@ -44,16 +48,11 @@ std::string Statuses(std::initializer_list<Util::Status> statuses) {
 // key; an add of what was loaded, under a new key, writes every field back to
 // its column, and a second add of that key fails.
 TEST_F(RecordClassesTest, LoadAndAddCarryEveryFieldThroughItsColumn) {
-    DMUSRRole role;
-    DMUSREntitlement entitlement;
-    DMUSRRoleAction mask;
-    DMUSRUserRole assignment;
-    std::string const loads =
-        Statuses({role.Load(1, nullptr), role.Load(5, nullptr), entitlement.Load(10, nullptr),
-                  entitlement.Load(11, nullptr), mask.Load(1, 100012, nullptr),
-                  mask.Load(0, 100012, nullptr), assignment.Load(200, 1, nullptr),
-                  assignment.Load(200, 0, nullptr)});
-    EXPECT_EQ(loads, "ok 0, ok 6042, ok 0, ok 6042, ok 0, ok 6042, ok 0, ok 6042");
+    EXPECT_EQ(Statuses({role.Load(1, nullptr), role.Load(5, nullptr), entitlement.Load(10, nullptr),
+                        entitlement.Load(11, nullptr), mask.Load(1, 100012, nullptr),
+                        mask.Load(0, 100012, nullptr), assignment.Load(200, 1, nullptr),
+                        assignment.Load(200, 0, nullptr)}),
+              "ok 0, ok 6042, ok 0, ok 6042, ok 0, ok 6042, ok 0, ok 6042");
     role.SetRoleId(7);
     entitlement.SetEntitlementId(7);
     mask.SetRoleId(7);
@@ -73,10 +72,6 @@ TEST_F(RecordClassesTest, LoadAndAddCarryEveryFieldThroughItsColumn) {
 // Counts, then writes in groups, each followed by the tables they touch. An
 // update or delete that finds no row answers 6042.
 TEST_F(RecordClassesTest, WritesTouchExactlyTheirRows) {
-    DMUSRRole role;
-    DMUSREntitlement entitlement;
-    DMUSRUserRole assignment;
-    DMUSRRoleAction mask;
     long n[6] = {-1, -1, -1, -1, -1, -1};
     EXPECT_EQ(Statuses({role.GetCount(&n[0], nullptr), entitlement.GetCount(&n[1], nullptr),
                         assignment.GetUserRoleCountByUserId(&n[2], 100, nullptr),
@@ -118,7 +113,7 @@ TEST_F(RecordClassesTest, WritesTouchExactlyTheirRows) {
 // by someone else fails the load.
 TEST_F(RecordClassesTest, TextsFitTheBufferOrAreRefused) {
     std::string const longest(kRecordTextBufferSize - 1, 'n'), tooLong(kRecordTextBufferSize, 'x');
-    DMUSRRole role, loaded;
+    DMUSRRole loaded;
     role.SetRoleId(9);
     EXPECT_EQ(Statuses({role.SetName(longest.c_str()), role.SetName(tooLong.c_str()),
                         role.SetName(nullptr), role.SetDescription(tooLong.c_str()),
@@ -129,7 +124,7 @@ TEST_F(RecordClassesTest, TextsFitTheBufferOrAreRefused) {
         Query("SELECT role_id, name = description, length(name) FROM roles WHERE role_id > 7"),
         "8|1|" + std::to_string(longest.size()) + "; 9|1|" + std::to_string(longest.size()));
     Query("UPDATE roles SET description = '" + tooLong + "' WHERE role_id = 9");
-    EXPECT_EQ(StatusText(role.Load(9, nullptr)), "failed " + std::to_string(SQLITE_TOOBIG));
+    EXPECT_EQ(PMTest::StatusText(role.Load(9, nullptr)), "failed " + std::to_string(SQLITE_TOOBIG));
 }
 
 } // namespace
