@@ -77,10 +77,6 @@ void WriteBytes(std::string const& path, std::string const& bytes) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
-bool Exists(std::string const& path) {
-    return ::access(path.c_str(), F_OK) == 0;
-}
-
 TempPath::TempPath(std::string const& name)
     : m_Path(::testing::TempDir() + "pm_" + std::to_string(::getpid()) + "_" + name + ".pmco") {
     Remove();

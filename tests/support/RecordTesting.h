@@ -23,7 +23,6 @@ std::string StatusText(Util::Status const& status);
 // The file's bytes; empty for anything but a regular file.
 std::string ReadBytes(std::string const& path);
 void WriteBytes(std::string const& path, std::string const& bytes);
-bool Exists(std::string const& path);
 
 // A path in the test temporary directory, unique to this process; it and the
 // files beside it are removed before use and, once the company file is

@@ -11,10 +11,6 @@
 
 namespace {
 
-std::uint32_t FortyTwo() {
-    return 42;
-}
-
 class ModuleLoaderTest : public ::testing::Test {
 protected:
     void TearDown() override {
@@ -53,7 +49,8 @@ TEST_F(ModuleLoaderTest, WindowsNamesMapToSharedObjectsInTheSearchPath) {
 // until it is freed, even once unregistered.
 TEST_F(ModuleLoaderTest, RegisteredModulesComeFirstAndKeepTheirExportsWhileLoaded) {
     Host::SetModuleSearchPath(PM_MODULE_DIR);
-    Host::RegisterModule("sphereMGMT.dll", {{"GetMaxEntitlementsToTrack", (void*)&FortyTwo}});
+    std::uint32_t (*fortyTwo)() = [] { return 42u; };
+    Host::RegisterModule("sphereMGMT.dll", {{"GetMaxEntitlementsToTrack", (void*)fortyTwo}});
     HMODULE module = LoadLibraryA("SphereMgmt.DLL");
     ASSERT_NE(module, nullptr);
     EXPECT_EQ(GetProcAddress(module, "UpdateUMFacts"), nullptr); // not the file's

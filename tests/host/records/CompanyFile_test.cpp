@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <sys/stat.h>
@@ -39,7 +40,7 @@ TEST(CompanyFileTest, CreateRefusesAnExistingFileOrASecondCompanyFile) {
     // The log cannot be made.
     ASSERT_EQ(::mkdir((second.str() + "-wal").c_str(), 0700), 0);
     EXPECT_FALSE(Host::CreateCompanyFile(second).ok);
-    EXPECT_FALSE(Exists(second) || Host::IsCompanyFileOpen());
+    EXPECT_FALSE(std::filesystem::exists(second.str()) || Host::IsCompanyFileOpen());
 
     ASSERT_TRUE(Host::CreateCompanyFile(first).ok);
     EXPECT_EQ(Host::OpenInMemoryCompanyFile().message,
@@ -90,7 +91,8 @@ TEST(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
         TempPath path("refused");
         setup(path);
         auto files = [&path] {
-            return std::to_string(Exists(path.str() + "-journal")) + ReadBytes(path);
+            return std::to_string(std::filesystem::exists(path.str() + "-journal")) +
+                   ReadBytes(path);
         };
         std::string const before = files();
         Host::CompanyFileResult result = Host::OpenCompanyFile(path);
@@ -113,7 +115,7 @@ TEST(CompanyFileTest, ASnapshotIsTheFileInMemoryAndNothingReachesTheFile) {
     EXPECT_FALSE(Host::CloseAndRenameCompanyFile(path.str() + ".x").ok);
     Host::CloseCompanyFile();
     EXPECT_TRUE(ReadBytes(path) == before);
-    EXPECT_FALSE(Exists(path.str() + "-wal"));
+    EXPECT_FALSE(std::filesystem::exists(path.str() + "-wal"));
 }
 
 // A copy holds what was committed before the bracket it is taken in; a rename
@@ -137,7 +139,7 @@ TEST(CompanyFileTest, ACopyHoldsWhatWasCommittedAndARenameNeverReplacesAFile) {
     ::unlink(placed.str().c_str());
     ASSERT_TRUE(Host::OpenCompanyFile(built).ok);
     ASSERT_TRUE(Host::CloseAndRenameCompanyFile(placed).ok);
-    EXPECT_FALSE(Exists(built));
+    EXPECT_FALSE(std::filesystem::exists(built.str()));
     ASSERT_TRUE(Host::OpenCompanyFile(placed).ok);
     EXPECT_EQ(Query("SELECT count(*) FROM roles"), "0");
     Host::CloseCompanyFile();
