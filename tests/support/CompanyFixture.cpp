@@ -5,14 +5,10 @@
 
 namespace PMTest {
 
-std::string CatalogueFile(char const* name) {
-    return std::string(PM_CATALOGUE_DIR "/") + name;
-}
-
 void CompanyFixture::SetUpCompany(std::string const& catalogueJson) {
     company.reset();
     Host::CompanyOptions options;
-    options.catalogue = catalogueJson.empty() ? CatalogueFile("catalogue.json") : "test.json";
+    options.catalogue = catalogueJson.empty() ? PM_CATALOGUE_DIR "/catalogue.json" : "test.json";
     options.catalogueText = catalogueJson;
     Host::CompanyProblem problem;
     company = Host::Company::CreateInMemory(options, "admin", &problem);

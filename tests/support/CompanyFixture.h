@@ -15,9 +15,6 @@
 
 namespace PMTest {
 
-// The path of a shipped catalogue file ("catalogue.json", "catalogue-previous.json").
-std::string CatalogueFile(char const* name);
-
 class CompanyFixture : public ::testing::Test {
 protected:
     // A new company in place of the last one: from the shipped catalogue, or

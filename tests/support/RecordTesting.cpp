@@ -61,12 +61,6 @@ void AddSample() {
           "(1, 100012, 17)");
 }
 
-char const kSample[] = "roles=0|1|1|Admin|All rights; 1|3|2|Clerk's desk|\n"
-                       "entitlements=0|0|0|0|0|3; 10|2|65536|1|0|Checks; 100012|4|-1|2|1|Banking\n"
-                       "user_roles=100|0; 100|1; 200|1\n"
-                       "role_actions=0|10|-1; 1|10|7; 1|100012|17\n"
-                       "users=\n";
-
 std::string StatusText(Util::Status const& status) {
     return (status.Succeeded() ? "ok " : "failed ") + std::to_string(status.GetStatusCode());
 }
@@ -81,10 +75,6 @@ std::string ReadBytes(std::string const& path) {
 
 void WriteBytes(std::string const& path, std::string const& bytes) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-}
-
-bool Exists(std::string const& path) {
-    return ::access(path.c_str(), F_OK) == 0;
 }
 
 TempPath::TempPath(std::string const& name)

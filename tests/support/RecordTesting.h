@@ -13,9 +13,8 @@ std::string Query(std::string const& sql);
 // Every table of the open company file as "roles=...\nentitlements=...\n...".
 std::string Tables();
 // Two roles, three entitlements (0 the version record), assignments and masks,
-// written straight into the open company file; kSample is Tables() after it.
+// written straight into the open company file.
 void AddSample();
-extern char const kSample[];
 // The same on the file at path, through a connection of its own: what another
 // program sees, or changes.
 std::string QueryFile(std::string const& path, std::string const& sql);
@@ -24,7 +23,6 @@ std::string StatusText(Util::Status const& status);
 // The file's bytes; empty for anything but a regular file.
 std::string ReadBytes(std::string const& path);
 void WriteBytes(std::string const& path, std::string const& bytes);
-bool Exists(std::string const& path);
 
 // A path in the test temporary directory, unique to this process; it and the
 // files beside it are removed before use and, once the company file is

@@ -17,14 +17,11 @@ namespace PMTest {
 class SphereProbe {
 public:
     enum { kFacts = 1, kLimit = 2 };
-    static std::string& Facts() {
-        static std::string facts;
-        return facts;
-    }
+    static std::string& Facts() { return s_Facts; }
 
     SphereProbe(int exports, std::uint32_t limit) {
         Facts().clear();
-        Limit() = limit;
+        s_Limit = limit;
         Host::ModuleExports table;
         if (exports & kFacts) {
             table["UpdateUMFacts"] = reinterpret_cast<void*>(&RecordFact);
@@ -40,15 +37,13 @@ public:
     }
 
 private:
-    static std::uint32_t& Limit() {
-        static std::uint32_t limit;
-        return limit;
-    }
+    static inline std::string s_Facts;
+    static inline std::uint32_t s_Limit = 0;
     static int RecordFact(char const* name, char const* value, int index) {
         Facts() += std::string(name) + "=" + value + "@" + std::to_string(index) + "\n";
         return 0;
     }
-    static std::uint32_t AnswerLimit() { return Limit(); }
+    static std::uint32_t AnswerLimit() { return s_Limit; }
 };
 
 class RealSphere {

@@ -3,24 +3,13 @@
 
 #include <host/catalogue/Catalogue.h>
 #include <host/records/CompanyFile.h>
+#include <host/users/CompanyUsers.h>
 #include <host/users/UserManagerHooks.h>
 
 #include <memory>
 #include <sstream>
-#include <utility>
 
 namespace PMTest {
-
-KeyedUserManager::KeyedUserManager(std::map<int, int> userOfKey)
-    : m_UserOfKey(std::move(userOfKey)), m_Previous(Host::SetUserManager(this)) {}
-
-KeyedUserManager::~KeyedUserManager() {
-    Host::SetUserManager(m_Previous);
-}
-
-int KeyedUserManager::GetUserForDBRecKey(int key) {
-    return m_UserOfKey.count(key) != 0 ? m_UserOfKey[key] : -1;
-}
 
 std::string Features(std::string const& notation) {
     std::string json;
@@ -64,6 +53,7 @@ void StoreFixture::TearDown() {
     Host::FaultPlan::Get().Disarm();
     Host::CloseCompanyFile();
     Host::UnloadCatalogue();
+    Host::SetUserManager(nullptr);
 }
 
 void StoreFixture::Reopen() {
@@ -99,16 +89,12 @@ void StoreFixture::AddEntitlement(int id) {
     ASSERT_EQ(store.URPSAddEntitlementToDB(entitlement), PM_OK) << id;
 }
 
-long StoreFixture::StoredMask(int roleId, int eId) {
-    std::string mask =
-        Query("SELECT action_type FROM role_actions WHERE role_id = " + std::to_string(roleId) +
-              " AND entitlement_id = " + std::to_string(eId));
-    return mask.empty() ? -1 : std::stol(mask);
-}
-
-long StoreFixture::Cached(int roleId, int eId) const {
-    long const* mask = store.m_RoleEntitlementActionCache.Find(roleId, eId);
-    return mask == nullptr ? -1 : *mask;
+void StoreFixture::AddUsers() {
+    Host::UseCompanyUserManager();
+    std::string error;
+    for (char const* name : {"ann", "bob", "cy"}) {
+        ASSERT_NE(Host::AddCompanyUser(name, false, &error), -1) << error;
+    }
 }
 
 std::string StoreFixture::Writes() {

@@ -7,12 +7,11 @@
 
 #include <PM/ResultCodes.h>
 #include <PM/URPStore.h>
-#include <UM/UserManager.h>
 #include <host/records/FaultPlan.h>
 
 #include <gtest/gtest.h>
 
-#include <map>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,23 +20,11 @@
 
 namespace PMTest {
 
+using StoreCall = std::function<int(PM::URPStore&)>;
+
 inline long Calls(char const* operation) {
     return Host::FaultPlan::Get().Calls(operation);
 }
-
-// Knows only the record keys it was given; installed for its lifetime.
-class KeyedUserManager : public UM::UserManager {
-public:
-    explicit KeyedUserManager(std::map<int, int> userOfKey);
-    ~KeyedUserManager() override;
-    int GetDBRecKeyForUser(int) override { return -1; }
-    int GetUserForDBRecKey(int key) override;
-    int GetAdminUserId() override { return -1; }
-
-private:
-    std::map<int, int> m_UserOfKey;
-    UM::UserManager* m_Previous;
-};
 
 // "V29/3, 1 Invoices, 2 Bills@61": the features of a catalogue; "V" is feature
 // "0" with version 29 and count 3, the rest lie under 100000 with attrs 125
@@ -60,10 +47,9 @@ protected:
                            std::string const& defaults = "");
     void AddRole(int id, char const* name);
     void AddEntitlement(int id);
-    // The mask in the table, or -1.
-    static long StoredMask(int roleId, int eId);
-    // The mask in the store's cache, or -1.
-    long Cached(int roleId, int eId) const;
+    // The users 101, 102 and 103 (record keys 1, 2, 3), whom the library's
+    // user manager then knows.
+    static void AddUsers();
     // Writes since ResetCounts: entitlements "add/update/delete", then masks
     // "add/delete by entitlement".
     static std::string Writes();

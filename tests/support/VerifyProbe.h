@@ -12,20 +12,20 @@ namespace PMTest {
 
 class VerifyProbe {
 public:
-    explicit VerifyProbe(bool accept = false);
-    ~VerifyProbe();
+    explicit VerifyProbe(bool accept = false)
+        : m_Previous(Host::SetVerifyHandler([this, accept](Host::VerifyReport const& report) {
+              m_Expressions.push_back(report.expression);
+              return accept;
+          })) {}
+    ~VerifyProbe() { Host::SetVerifyHandler(m_Previous); }
     VerifyProbe(VerifyProbe const&) = delete;
     VerifyProbe& operator=(VerifyProbe const&) = delete;
 
-    void SetAccept(bool accept) { m_Accept = accept; }
     std::vector<std::string> const& Expressions() const { return m_Expressions; }
-    std::vector<Host::VerifyReport> const& Reports() const { return m_Reports; }
-    void Clear();
+    void Clear() { m_Expressions.clear(); }
 
 private:
-    bool m_Accept;
     std::vector<std::string> m_Expressions;
-    std::vector<Host::VerifyReport> m_Reports;
     Host::VerifyHandler m_Previous;
 };
 

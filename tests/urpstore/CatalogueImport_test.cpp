@@ -5,7 +5,7 @@
 
 #include <host/catalogue/Catalogue.h>
 
-#include <memory>
+#include <tuple>
 
 namespace {
 
@@ -56,27 +56,24 @@ TEST_F(CatalogueImportTest, FeaturesMapToEntitlementsAndTheVersionName) {
 // place, takes none. A failed write stops there, keeping what was written.
 TEST_F(CatalogueImportTest, DefaultRolesTakeIdsInFlavorOrder) {
     char const kBoth[] = "0|AAll of A|1; 1|B|0 A{1:17,2:17,3:46}; B{1:0}";
-    const struct {
-        char const* defaults;
-        char const* fault;
-        int result;
-        char const* after;
-    } cases[] = {
+    // The flavor's defaults, a record operation that fails at its second call,
+    // the result, then the roles and their masks.
+    std::tuple<char const*, char const*, int, char const*> const cases[] = {
         {R"("BASE_ROLE", "A", "B")", nullptr, PM_OK, kBoth},
         {R"("A", "base_role", "B")", nullptr, PM_OK, kBoth},
         {"", nullptr, PM_ERROR, " "},
         {R"("A", "B")", "DMUSRRoleAction::Add", PM_ERROR, "0|AAll of A|1 A{1:17}"},
     };
-    for (auto const& c : cases) {
-        SCOPED_TRACE(c.defaults);
+    for (auto const& [defaults, fault, result, after] : cases) {
+        SCOPED_TRACE(defaults);
         Reopen();
-        LoadInline(PMTest::Features(kFeatures), kRoles, c.defaults);
-        if (c.fault != nullptr) {
-            FaultPlan::Get().Arm(c.fault, 2);
+        LoadInline(PMTest::Features(kFeatures), kRoles, defaults);
+        if (fault != nullptr) {
+            FaultPlan::Get().Arm(fault, 2);
         }
-        EXPECT_EQ(PM::URPStore().URPSSetDefaultRoles(), c.result);
+        EXPECT_EQ(PM::URPStore().URPSSetDefaultRoles(), result);
         FaultPlan::Get().Disarm();
-        EXPECT_EQ(Query(kRoleRows) + " " + Masks("1, 2, 3"), c.after);
+        EXPECT_EQ(Query(kRoleRows) + " " + Masks("1, 2, 3"), after);
     }
 }
 
@@ -98,32 +95,23 @@ TEST_F(CatalogueImportTest, SingleDefaultRoleOnRequest) {
 // Dynamic entitlements are left out unless one is the first record; a failed
 // first read gives null.
 TEST_F(CatalogueImportTest, TableListLeavesOutDynamicEntitlements) {
-    const struct {
-        std::vector<int> ids;
-        char const* fault;
-        char const* listed;
-    } cases[] = {
+    // The ids stored, a record operation that fails, the list.
+    std::tuple<std::vector<int>, char const*, char const*> const cases[] = {
         {{}, nullptr, ""},
-        {{1, 2, 300000, 300001}, nullptr, "1 2"},
-        {{300000, 300001}, nullptr, "300000"},
+        {{1, 2, 300000, 300001}, nullptr, "1||-1|0|1|1; 2||-1|0|1|1"},
+        {{300000, 300001}, nullptr, "300000||-1|0|1|1"},
         {{1, 2}, "DMUSREntitlement::Load", "null"},
     };
-    for (auto const& c : cases) {
-        SCOPED_TRACE(c.listed);
+    for (auto const& [ids, fault, listed] : cases) {
+        SCOPED_TRACE(listed);
         Reopen();
-        for (int id : c.ids) {
+        for (int id : ids) {
             AddEntitlement(id);
         }
-        if (c.fault != nullptr) {
-            FaultPlan::Get().Arm(c.fault, 1);
+        if (fault != nullptr) {
+            FaultPlan::Get().Arm(fault, 1);
         }
-        std::unique_ptr<std::vector<PM::EntitlementDef>> list(
-            PM::URPStore().URPSGetEntitlementListFromTable());
-        std::string ids = list == nullptr ? "null" : "";
-        for (std::size_t i = 0; list != nullptr && i < list->size(); ++i) {
-            ids += (i > 0 ? " " : "") + std::to_string((*list)[i].GetId());
-        }
-        EXPECT_EQ(ids, c.listed);
+        EXPECT_EQ(PMTest::Render(PM::URPStore().URPSGetEntitlementListFromTable()), listed);
     }
 }
 

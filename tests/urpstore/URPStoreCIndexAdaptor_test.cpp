@@ -10,8 +10,10 @@
 
 namespace {
 
-TEST(URPStoreCIndexAdaptor, ForwardsReachTheIndexStoreAndPassItsResultsThrough) {
-    PMTest::KeyedUserManager users({{11, 1}, {12, 2}});
+class URPStoreCIndexAdaptorTest : public PMTest::StoreFixture {};
+
+TEST_F(URPStoreCIndexAdaptorTest, ForwardsReachTheIndexStoreAndPassItsResultsThrough) {
+    AddUsers();
     PM::URPStoreCIndexAdaptor adaptor;
     PM::RoleDef clerk;
     clerk.SetId(3);
@@ -24,24 +26,24 @@ TEST(URPStoreCIndexAdaptor, ForwardsReachTheIndexStoreAndPassItsResultsThrough) 
     long mask = 5;
     // Results in call order (a braced list is evaluated left to right).
     using Results = std::vector<int>;
-    EXPECT_EQ((Results{adaptor.URPSAddRoleToDB(clerk), adaptor.URPSAddRoleToDB(clerk),
-                       adaptor.URPSAddEntitlementToDB(checks),
-                       (checks.SetName("Cheques"), adaptor.URPSUpdateEntitlementToDB(checks)),
-                       adaptor.URPSAddRoleActionAssociation(3, 10, 7),
-                       adaptor.URPSUpdateRoleActionAssociation(3, 10, 9),
-                       adaptor.URPSAddUserRoleAssociation(11, 3),
-                       adaptor.URPSAddUserRoleAssociation(12, 3),
-                       adaptor.URPSDeleteUserRoleAssoc(11, -1), adaptor.URPSRemoveRoleFromDB(3),
-                       adaptor.URPSRemoveRoleFromDB(3), adaptor.URPSGetEntitlementList(&list),
-                       adaptor.URPSBuildRoleActionAssociationsCache(&masks),
-                       adaptor.m_CIndexStore->URPSGetUserIdsForRole(3, &ids),
-                       adaptor.URPSReadRoleActionAssociation(3, 10, &mask)}),
-              (Results{0, -1, 0, 0, 0, 0, 0, 0, 0, 0, -1, 0, 0, 0, PM_ERROR}));
+    EXPECT_EQ(
+        (Results{adaptor.URPSAddRoleToDB(clerk), adaptor.URPSAddRoleToDB(clerk),
+                 adaptor.URPSAddEntitlementToDB(checks),
+                 (checks.SetName("Cheques"), adaptor.URPSUpdateEntitlementToDB(checks)),
+                 adaptor.URPSAddRoleActionAssociation(3, 10, 7),
+                 adaptor.URPSUpdateRoleActionAssociation(3, 10, 9),
+                 adaptor.URPSAddUserRoleAssociation(1, 3), adaptor.URPSAddUserRoleAssociation(2, 3),
+                 adaptor.URPSDeleteUserRoleAssoc(1, -1), adaptor.URPSRemoveRoleFromDB(3),
+                 adaptor.URPSRemoveRoleFromDB(3), adaptor.URPSGetEntitlementList(&list),
+                 adaptor.URPSBuildRoleActionAssociationsCache(&masks),
+                 adaptor.m_CIndexStore->URPSGetUserIdsForRole(3, &ids),
+                 adaptor.URPSReadRoleActionAssociation(3, 10, &mask)}),
+        (Results{0, -1, 0, 0, 0, 0, 0, 0, 0, 0, -1, 0, 0, 0, PM_ERROR}));
     // A removed role's masks and assignments stay: the caller deletes them.
     ASSERT_EQ(list.size() + masks.size(), 2u);
     EXPECT_EQ(std::string(list[0].m_Name.c_str()) + " " + std::to_string(masks[0].GetAction()),
               "Cheques 9");
-    EXPECT_EQ(ids, std::vector<int>{2});
+    EXPECT_EQ(ids, std::vector<int>{102});
 }
 
 } // namespace

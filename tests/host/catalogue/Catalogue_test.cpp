@@ -6,10 +6,11 @@
 
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -37,10 +38,8 @@ protected:
 
 TEST_F(CatalogueTest, MalformedCataloguesAreRefusedWithPlaceAndFault) {
     std::string const base = R"({"actions": [], "features": ["0", "5", "100000"]})";
-    struct Case {
-        std::string json;
-        std::string message; // after "inline.json"
-    } const cases[] = {
+    // The document and the message after "inline.json".
+    std::pair<std::string, std::string> const cases[] = {
         {"{\n  \"format\": 1,\n  \"features\": [}\n",
          ":3:16: invalid JSON: syntax error while parsing value - unexpected '}'; expected '[', "
          "'{', or a literal"},
@@ -82,10 +81,10 @@ TEST_F(CatalogueTest, MalformedCataloguesAreRefusedWithPlaceAndFault) {
          ": $.roles[1].grants[0].actions[1]: user action type 9 is outside 0..8"},
         {Edit(R"(["A"])", R"(["A", "Z"])"), ": $.flavors[0].defaultRoles[1]: unknown role \"Z\""},
     };
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.json);
-        Host::CatalogueResult const result = Host::LoadCatalogueText(c.json, "inline.json");
-        EXPECT_EQ(result.message, "inline.json" + c.message);
+    for (auto const& [json, message] : cases) {
+        SCOPED_TRACE(json);
+        Host::CatalogueResult const result = Host::LoadCatalogueText(json, "inline.json");
+        EXPECT_EQ(result.message, "inline.json" + message);
         EXPECT_FALSE(result.ok || Host::GetCatalogueInfo().loaded);
     }
     EXPECT_EQ(Host::LoadCatalogueText(kDoc, "inline.json").message, "");
@@ -98,10 +97,8 @@ TEST_F(CatalogueTest, FilesAreNamedInMessages) {
     EXPECT_EQ(Host::LoadCatalogueFile(path).message,
               path + ": cannot open: No such file or directory");
     EXPECT_EQ(Host::LoadCatalogueFile("/dev/zero").message, "/dev/zero: not a regular file");
-    std::FILE* file = std::fopen(path.c_str(), "wb");
-    ASSERT_NE(file, nullptr);
-    std::fclose(file);
-    ASSERT_EQ(::truncate(path.c_str(), 64LL * 1024 * 1024 + 1), 0);
+    std::ofstream(path).close();
+    std::filesystem::resize_file(path, 64LL * 1024 * 1024 + 1);
     EXPECT_EQ(Host::LoadCatalogueFile(path).message,
               path + ": 67108865 bytes, more than a catalogue's limit of 67108864");
     std::remove(path.c_str());

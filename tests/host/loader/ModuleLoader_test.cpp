@@ -7,12 +7,9 @@
 
 #include <cstdint>
 #include <string>
+#include <tuple>
 
 namespace {
-
-std::uint32_t FortyTwo() {
-    return 42;
-}
 
 class ModuleLoaderTest : public ::testing::Test {
 protected:
@@ -27,11 +24,8 @@ protected:
 // search path; the name itself keeps its case and may not leave the directory.
 TEST_F(ModuleLoaderTest, WindowsNamesMapToSharedObjectsInTheSearchPath) {
     std::string const dir = PM_MODULE_DIR;
-    struct Case {
-        std::string path;
-        char const* name;
-        bool found;
-    } const cases[] = {
+    // The search path, the name asked for, whether it is found.
+    std::tuple<std::string, char const*, bool> const cases[] = {
         // clang-format off
         {dir, "SphereMgmt.DLL", true}, {dir, "SphereMgmt", true},
         {"/no/such:" + dir, "SphereMgmt.Dll", true}, {dir, "spheremgmt.DLL", false},
@@ -39,11 +33,11 @@ TEST_F(ModuleLoaderTest, WindowsNamesMapToSharedObjectsInTheSearchPath) {
         {"", "SphereMgmt.DLL", false},
         // clang-format on
     };
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.path + " | " + c.name);
-        Host::SetModuleSearchPath(c.path);
-        HMODULE module = LoadLibraryA(c.name);
-        ASSERT_EQ(module != nullptr, c.found);
+    for (auto const& [path, name, found] : cases) {
+        SCOPED_TRACE(path + " | " + name);
+        Host::SetModuleSearchPath(path);
+        HMODULE module = LoadLibraryA(name);
+        ASSERT_EQ(module != nullptr, found);
         if (module != nullptr) {
             EXPECT_NE(GetProcAddress(module, "GetMaxEntitlementsToTrack"), nullptr);
             EXPECT_EQ(FreeLibrary(module), 1);
@@ -55,7 +49,8 @@ TEST_F(ModuleLoaderTest, WindowsNamesMapToSharedObjectsInTheSearchPath) {
 // until it is freed, even once unregistered.
 TEST_F(ModuleLoaderTest, RegisteredModulesComeFirstAndKeepTheirExportsWhileLoaded) {
     Host::SetModuleSearchPath(PM_MODULE_DIR);
-    Host::RegisterModule("sphereMGMT.dll", {{"GetMaxEntitlementsToTrack", (void*)&FortyTwo}});
+    std::uint32_t (*fortyTwo)() = [] { return 42u; };
+    Host::RegisterModule("sphereMGMT.dll", {{"GetMaxEntitlementsToTrack", (void*)fortyTwo}});
     HMODULE module = LoadLibraryA("SphereMgmt.DLL");
     ASSERT_NE(module, nullptr);
     EXPECT_EQ(GetProcAddress(module, "UpdateUMFacts"), nullptr); // not the file's

@@ -6,27 +6,26 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
-using PMTest::Exists;
-using PMTest::QueryFile;
-using PMTest::ReadBytes;
-using PMTest::TempPath;
-using PMTest::WriteBytes;
+using namespace PMTest;
 
-// A company file at path holding the sample, closed, then changed by sql.
-void Sample(std::string const& path, char const* sql = nullptr) {
-    ASSERT_TRUE(Host::CreateCompanyFile(path).ok);
-    PMTest::AddSample();
+// A company file at path holding the sample, closed, then changed by sql; its
+// tables before the change.
+std::string Sample(std::string const& path, char const* sql = "") {
+    EXPECT_TRUE(Host::CreateCompanyFile(path).ok);
+    AddSample();
+    std::string const tables = Tables();
     Host::CloseCompanyFile();
-    if (sql != nullptr) {
-        QueryFile(path, sql);
-    }
+    QueryFile(path, sql);
+    return tables;
 }
 
 // Create refuses a name that exists and a second company file, and removes
@@ -38,10 +37,10 @@ TEST(CompanyFileTest, CreateRefusesAnExistingFileOrASecondCompanyFile) {
               "Cannot create company file '" + second.str() + "': the file already exists.");
     EXPECT_EQ(ReadBytes(second), "keep me");
     ::unlink(second.str().c_str());
-    ASSERT_EQ(::mkdir((second.str() + "-wal").c_str(), 0700),
-              0); // the log cannot be made
+    // The log cannot be made.
+    ASSERT_EQ(::mkdir((second.str() + "-wal").c_str(), 0700), 0);
     EXPECT_FALSE(Host::CreateCompanyFile(second).ok);
-    EXPECT_FALSE(Exists(second) || Host::IsCompanyFileOpen());
+    EXPECT_FALSE(std::filesystem::exists(second.str()) || Host::IsCompanyFileOpen());
 
     ASSERT_TRUE(Host::CreateCompanyFile(first).ok);
     EXPECT_EQ(Host::OpenInMemoryCompanyFile().message,
@@ -53,13 +52,10 @@ TEST(CompanyFileTest, CreateRefusesAnExistingFileOrASecondCompanyFile) {
 // host; the open refuses it, saying why, and leaves it and what lies beside
 // it as they were.
 TEST(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
-    std::string const notCompany = "it is not a company file: its application id is ";
     std::string header("SQLite format 3\0\x01\x00", 18);
     header.resize(100);
-    struct Case {
-        std::function<void(std::string const&)> setup;
-        std::string reason;
-    } const cases[] = {
+    // What is made at the path, and why it is refused.
+    std::pair<std::function<void(std::string const&)>, std::string> const cases[] = {
         {[](std::string const&) {}, "the file does not exist"},
         {[](std::string const& p) { ::mkdir(p.c_str(), 0700); }, "it is not a regular file"},
         {[](std::string const& p) { WriteBytes(p, "Name,Role\n"); },
@@ -82,9 +78,7 @@ TEST(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
          },
          "it is damaged (database disk image is malformed)"},
         {[](std::string const& p) { QueryFile(p, "PRAGMA application_id = 305419896"); },
-         notCompany + "0x12345678, not 0x504D4346"},
-        {[](std::string const& p) { QueryFile(p, "CREATE TABLE roles(x)"); },
-         notCompany + "0x00000000, not 0x504D4346"},
+         "it is not a company file: its application id is 0x12345678, not 0x504D4346"},
         {[](std::string const& p) { Sample(p, "PRAGMA user_version = 2"); },
          "its schema version 2 is newer than the version 1 that this host knows"},
         {[](std::string const& p) { Sample(p, "PRAGMA user_version = 0"); },
@@ -92,18 +86,18 @@ TEST(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
         {[](std::string const& p) { Sample(p, "DROP TABLE users"); },
          "its tables are not those of a company file: no such table: users"},
     };
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.reason);
+    for (auto const& [setup, reason] : cases) {
+        SCOPED_TRACE(reason);
         TempPath path("refused");
-        c.setup(path);
+        setup(path);
         auto files = [&path] {
-            return std::to_string(Exists(path.str() + "-journal")) + ReadBytes(path);
+            return std::to_string(std::filesystem::exists(path.str() + "-journal")) +
+                   ReadBytes(path);
         };
         std::string const before = files();
         Host::CompanyFileResult result = Host::OpenCompanyFile(path);
         EXPECT_FALSE(result.ok || Host::IsCompanyFileOpen());
-        EXPECT_EQ(result.message,
-                  "Cannot open company file '" + path.str() + "': " + c.reason + ".");
+        EXPECT_EQ(result.message, "Cannot open company file '" + path.str() + "': " + reason + ".");
         EXPECT_TRUE(files() == before) << "the file or the files beside it changed";
     }
 }
@@ -112,16 +106,16 @@ TEST(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
 // file.
 TEST(CompanyFileTest, ASnapshotIsTheFileInMemoryAndNothingReachesTheFile) {
     TempPath path("snapshot");
-    Sample(path);
+    std::string const tables = Sample(path);
     std::string const before = ReadBytes(path);
     ASSERT_EQ(Host::OpenCompanyFileSnapshot(path).message, "");
     EXPECT_TRUE(Host::IsCompanyFileSnapshot());
-    EXPECT_EQ(PMTest::Tables(), PMTest::kSample);
-    PMTest::Query("DELETE FROM roles");
+    EXPECT_EQ(Tables(), tables);
+    Query("DELETE FROM roles");
     EXPECT_FALSE(Host::CloseAndRenameCompanyFile(path.str() + ".x").ok);
     Host::CloseCompanyFile();
     EXPECT_TRUE(ReadBytes(path) == before);
-    EXPECT_FALSE(Exists(path.str() + "-wal"));
+    EXPECT_FALSE(std::filesystem::exists(path.str() + "-wal"));
 }
 
 // A copy holds what was committed before the bracket it is taken in; a rename
@@ -129,10 +123,11 @@ TEST(CompanyFileTest, ASnapshotIsTheFileInMemoryAndNothingReachesTheFile) {
 TEST(CompanyFileTest, ACopyHoldsWhatWasCommittedAndARenameNeverReplacesAFile) {
     TempPath built("built"), copy("copy"), placed("placed");
     ASSERT_TRUE(Host::CreateCompanyFile(built).ok);
-    PMTest::AddSample();
+    AddSample();
+    std::string const tables = Tables();
     {
         Host::WriteTransaction change;
-        PMTest::Query("DELETE FROM roles");
+        Query("DELETE FROM roles");
         ASSERT_TRUE(Host::BackupCompanyFile(copy).ok);
         EXPECT_FALSE(Host::BackupCompanyFile(copy).ok) << "a copy over a copy";
         ASSERT_EQ(change.Commit(), SQLITE_OK);
@@ -144,12 +139,12 @@ TEST(CompanyFileTest, ACopyHoldsWhatWasCommittedAndARenameNeverReplacesAFile) {
     ::unlink(placed.str().c_str());
     ASSERT_TRUE(Host::OpenCompanyFile(built).ok);
     ASSERT_TRUE(Host::CloseAndRenameCompanyFile(placed).ok);
-    EXPECT_FALSE(Exists(built));
+    EXPECT_FALSE(std::filesystem::exists(built.str()));
     ASSERT_TRUE(Host::OpenCompanyFile(placed).ok);
-    EXPECT_EQ(PMTest::Query("SELECT count(*) FROM roles"), "0");
+    EXPECT_EQ(Query("SELECT count(*) FROM roles"), "0");
     Host::CloseCompanyFile();
     ASSERT_TRUE(Host::OpenCompanyFile(copy).ok);
-    EXPECT_EQ(PMTest::Tables(), PMTest::kSample);
+    EXPECT_EQ(Tables(), tables);
 }
 
 } // namespace

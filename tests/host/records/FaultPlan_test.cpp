@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -27,27 +28,22 @@ std::string Answers(FaultPlan& plan, std::vector<char const*> const& calls) {
 TEST(FaultPlanTest, FiresAtTheNthCallOfItsOperation) {
     char const* const L = "DMUSRRole::Load";
     char const* const A = "DMUSRRole::Add";
-    struct Case {
-        char const* operation;
-        long nth;
-        FaultPlan::Fault fault;
-        bool persistent;
-        char const* answers; // to L L A L L, then where it fired
-    } const cases[] = {
+    // What is armed, then the answers to L L A L L and where it fired.
+    std::tuple<char const*, long, FaultPlan::Fault, bool, char const*> const cases[] = {
         {L, 3, FaultPlan::kFail, false, "---F- DMUSRRole::Load 4"},
         {L, 2, FaultPlan::kNotFound, true, "-N-NN DMUSRRole::Load 3"},
         {"*", 3, FaultPlan::kFail, true, "--FFF DMUSRRole::Add 1"},
         {A, 2, FaultPlan::kFail, false, "----- 0"},
     };
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.answers);
+    for (auto const& [operation, nth, fault, persistent, expected] : cases) {
+        SCOPED_TRACE(expected);
         FaultPlan plan;
         Answers(plan, {L}); // counted, but before the fault was armed
-        plan.Arm(c.operation, c.nth, c.fault, c.persistent);
+        plan.Arm(operation, nth, fault, persistent);
         std::string const answers = Answers(plan, {L, L, A, L, L});
         EXPECT_EQ(answers + " " + plan.FiredOperation() + (plan.Fired() ? " " : "") +
                       std::to_string(plan.FiredCall()),
-                  c.answers);
+                  expected);
         plan.Disarm();
         EXPECT_EQ(Answers(plan, {L, A}), "--");
         EXPECT_EQ(std::to_string(plan.Calls(L)) + " " + std::to_string(plan.Calls("*")), "6 8");

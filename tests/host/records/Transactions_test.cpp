@@ -15,8 +15,6 @@
 
 namespace {
 
-using PMTest::StatusText;
-
 class TransactionsTest : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_TRUE(Host::CreateCompanyFile(path).ok); }
@@ -29,7 +27,7 @@ bool InTransaction() {
 
 // "ok 0" for a role that is there, "ok 6042" for one that is not.
 std::string LoadRole(long id) {
-    return StatusText(DMUSRRole().Load(id, nullptr));
+    return PMTest::StatusText(DMUSRRole().Load(id, nullptr));
 }
 
 Util::Status AddRole(long id) {
@@ -108,9 +106,7 @@ TEST_F(TransactionsTest, AWriteBracketReachesTheFileWholeAtCommitAndNotAtAllWith
 // writes nothing more.
 TEST_F(TransactionsTest, ABracketWhoseTransactionIsGoneWritesNothingMore) {
     std::function<void()> const losses[] = {
-        [] {
-            sqlite3_exec(Host::CurrentCompanyFileHandle(), "ROLLBACK", nullptr, nullptr, nullptr);
-        },
+        [] { PMTest::Query("ROLLBACK"); },
         [this] {
             Host::CloseCompanyFile();
             ASSERT_TRUE(Host::OpenCompanyFile(path).ok);
@@ -124,26 +120,6 @@ TEST_F(TransactionsTest, ABracketWhoseTransactionIsGoneWritesNothingMore) {
         EXPECT_EQ(change.Commit(), SQLITE_ABORT);
         EXPECT_EQ(RolesSeenByAnother(path), "");
     }
-}
-
-// A bracket takes the write lock at its start, waiting up to the busy timeout.
-TEST_F(TransactionsTest, ABracketWaitsForAnotherWriterThenRefusesItsWrites) {
-    sqlite3* other = nullptr;
-    ASSERT_EQ(sqlite3_open(path.str().c_str(), &other), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
-    Host::CloseCompanyFile();
-    int const timeout = Host::GetCompanyFileBusyTimeout();
-    Host::SetCompanyFileBusyTimeout(50);
-    ASSERT_TRUE(Host::OpenCompanyFile(path).ok);
-    Host::SetCompanyFileBusyTimeout(timeout);
-    {
-        Host::WriteTransaction change;
-        EXPECT_EQ(change.BeginResult(), SQLITE_BUSY);
-        EXPECT_EQ(AddRole(1).GetStatusCode(), SQLITE_BUSY);
-        EXPECT_EQ(change.Commit(), SQLITE_BUSY);
-    }
-    sqlite3_close(other);
-    EXPECT_EQ(RolesSeenByAnother(path), "");
 }
 
 } // namespace
