@@ -67,27 +67,6 @@ Result RunPmctl(std::string const& line, std::string const& file, Pmctl::Prompt 
     return {code, out.str(), err.str()};
 }
 
-std::string ReadBytes(std::string const& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-std::string Sql(std::string const& path, std::string const& sql) {
-    sqlite3* db = nullptr;
-    EXPECT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &db));
-    sqlite3_stmt* statement = nullptr;
-    EXPECT_EQ(SQLITE_OK, sqlite3_prepare_v2(db, sql.c_str(), -1, &statement, nullptr))
-        << sqlite3_errmsg(db);
-    std::string rows;
-    while (sqlite3_step(statement) == SQLITE_ROW) {
-        char const* text = reinterpret_cast<char const*>(sqlite3_column_text(statement, 0));
-        rows += (rows.empty() ? "" : ",") + std::string(text != nullptr ? text : "");
-    }
-    sqlite3_finalize(statement);
-    sqlite3_close(db);
-    return rows;
-}
-
 std::string ShippedCatalogue() {
     return PM_CATALOGUE_DIR "/catalogue.json";
 }

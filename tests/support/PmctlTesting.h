@@ -4,6 +4,7 @@
 #pragma once
 
 #include "CommandLine.h"
+#include "support/RecordTesting.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -27,10 +28,6 @@ struct Result {
 Result RunPmctl(std::string const& line, std::string const& file,
                 Pmctl::Prompt const& prompt = nullptr);
 
-std::string ReadBytes(std::string const& path);
-// Runs sql on the file through a connection of its own; the first column of
-// each row, joined by ",".
-std::string Sql(std::string const& path, std::string const& sql);
 std::string ShippedCatalogue();
 
 class CommandTest : public ::testing::Test {

@@ -1,5 +1,6 @@
 // pmctl bank: accounts one at a time and in bulk, and their rights.
 #include "support/PmctlTesting.h"
+#include "support/RecordTesting.h"
 
 #include <fstream>
 
@@ -83,9 +84,10 @@ TEST_F(BankCommandsTest, ImportChecksTheWholeListFirstThenAddsInBulk) {
 // parent, not on Bank Accounts.
 TEST_F(BankCommandsTest, ASubAccountHoldsWhatItsParentHolds) {
     auto viewOnly = [&](char const* account) {
-        return PMTest::Sql(m_File, "SELECT action_type FROM role_actions JOIN entitlements USING "
-                                   "(entitlement_id) WHERE role_id = 6 AND name = '" +
-                                       std::string(account) + "'");
+        return PMTest::QueryFile(m_File,
+                                 "SELECT action_type FROM role_actions JOIN entitlements USING "
+                                 "(entitlement_id) WHERE role_id = 6 AND name = '" +
+                                     std::string(account) + "'");
     };
     ASSERT_EQ(0, Pmctl("bank add F Checking").code);
     ASSERT_EQ(0, Pmctl("roles edit F \"View Only\" --grant \"Bank Registers:Checking=none\"").code);

@@ -1,6 +1,7 @@
 // The command line as a person types it: each command's options reach the
 // command, what does not parse exits 2, destructive commands ask first.
 #include "support/PmctlTesting.h"
+#include "support/RecordTesting.h"
 
 namespace {
 
@@ -35,7 +36,7 @@ TEST_F(CommandLineTest, WhatDoesNotParseExitsTwoWithAHint) {
 
 TEST_F(CommandLineTest, EachOptionReachesItsCommand) {
     // An invisible role, as an integrated application's role is.
-    PMTest::Sql(m_File, "UPDATE roles SET is_visible = 0 WHERE name = 'View Only'");
+    PMTest::QueryFile(m_File, "UPDATE roles SET is_visible = 0 WHERE name = 'View Only'");
     EXPECT_EQ(7u, nlohmann::json::parse(Pmctl("roles list F --json").out).size());
     EXPECT_EQ(8u, nlohmann::json::parse(Pmctl("roles list F --all --json").out).size());
     EXPECT_EQ(1, Pmctl("check F carol Bills view").code);
@@ -83,9 +84,9 @@ TEST_F(CommandLineTest, DestructiveCommandsAskFirstAndProtectWhatTheOfficeNeeds)
         PMTest::Result result = Pmctl(line);
         EXPECT_EQ(code, result.code) << result.err;
     }
-    EXPECT_EQ("admin dave", PMTest::Sql(m_File, "SELECT group_concat(name, ' ') FROM users"));
-    EXPECT_EQ("3,3", PMTest::Sql(m_File, "SELECT user_key FROM user_roles")); // dave's two
-    EXPECT_EQ("7", PMTest::Sql(m_File, "SELECT count(*) FROM roles"));
+    EXPECT_EQ("admin dave", PMTest::QueryFile(m_File, "SELECT group_concat(name, ' ') FROM users"));
+    EXPECT_EQ("3; 3", PMTest::QueryFile(m_File, "SELECT user_key FROM user_roles")); // dave's two
+    EXPECT_EQ("7", PMTest::QueryFile(m_File, "SELECT count(*) FROM roles"));
 }
 
 } // namespace

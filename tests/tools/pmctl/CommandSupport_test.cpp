@@ -3,6 +3,7 @@
 // output paths are checked; what is printed survives any stored text.
 #include "CommandSupport.h"
 #include "support/PmctlTesting.h"
+#include "support/RecordTesting.h"
 
 #include <host/records/CompanyFile.h>
 #include <host/records/FaultPlan.h>
@@ -22,7 +23,7 @@ using namespace Pmctl;
 using PMTest::ReadBytes;
 namespace fs = std::filesystem;
 
-using PMTest::Sql;
+using PMTest::QueryFile;
 
 class CommandSupportTest : public PMTest::CommandTest {
 protected:
@@ -195,7 +196,7 @@ TEST_F(CommandSupportTest, NothingIsWrittenOverTheCompanyFile) {
 
 TEST_F(CommandSupportTest, JsonAndCsvCarryAnyStoredText) {
     // Written by another program: pmctl itself refuses such names.
-    Sql(m_File, "UPDATE users SET name = CAST(X'6361FF726F6C' AS TEXT) WHERE user_id = 102");
+    QueryFile(m_File, "UPDATE users SET name = CAST(X'6361FF726F6C' AS TEXT) WHERE user_id = 102");
     nlohmann::json users = Json("users list F");
     ASSERT_EQ(3u, users.size());
     EXPECT_EQ("ca\xEF\xBF\xBDrol", users[1]["name"]);
@@ -209,13 +210,13 @@ TEST_F(CommandSupportTest, JsonAndCsvCarryAnyStoredText) {
 
 TEST_F(CommandSupportTest, ARemovedUsersRecordKeyIsNeverGivenAgain) {
     std::string const keys = "SELECT record_key FROM users ORDER BY user_id";
-    EXPECT_EQ("1,2,3", Sql(m_File, keys));
+    EXPECT_EQ("1; 2; 3", QueryFile(m_File, keys));
     ASSERT_EQ(0, Pmctl("users remove F dave --yes").code);
     // An assignment left behind under dave's key, as by an assign that raced
     // the removal: a new user must not inherit it.
-    Sql(m_File, "INSERT INTO user_roles (user_key, role_id) VALUES (3, 4)");
+    QueryFile(m_File, "INSERT INTO user_roles (user_key, role_id) VALUES (3, 4)");
     ASSERT_EQ(0, Pmctl("users add F erin").code);
-    EXPECT_EQ("1,2,4", Sql(m_File, keys));
+    EXPECT_EQ("1; 2; 4", QueryFile(m_File, keys));
     EXPECT_EQ(nlohmann::json::array(), Json("users list F")[2]["roles"]) << "erin holds a role";
 }
 

@@ -1,5 +1,6 @@
 // pmctl create, info, upgrade and reset on real company files.
 #include "support/PmctlTesting.h"
+#include "support/RecordTesting.h"
 
 namespace {
 
@@ -81,7 +82,7 @@ TEST_F(FileCommandsTest, ResetKeepsACopyAndLeavesOnlyTheAdministratorWithARole) 
     EXPECT_NE(std::string::npos,
               reset.out.find("  admin: Admin\n  carol: no role\n  dave: no role\n"));
     std::string const held = "SELECT count(*) FROM user_roles WHERE role_id <> 0";
-    EXPECT_EQ("3 0", PMTest::Sql(copy, held) + " " + PMTest::Sql(m_File, held));
+    EXPECT_EQ("3 0", PMTest::QueryFile(copy, held) + " " + PMTest::QueryFile(m_File, held));
     nlohmann::json info = Info(m_File);
     EXPECT_EQ("8 3", info["roles"]["total"].dump() + " " + info["users"].dump());
 }

@@ -1,5 +1,6 @@
 // pmctl users, assign, unassign, check and explain.
 #include "support/PmctlTesting.h"
+#include "support/RecordTesting.h"
 
 namespace {
 
@@ -7,11 +8,11 @@ class UserCommandsTest : public PMTest::CommandTest {
 protected:
     // "name:Role,Role" for each user, in id order, joined by "; ".
     std::string Holdings() const {
-        return PMTest::Sql(m_File,
-                           "SELECT group_concat(held, '; ') FROM (SELECT u.name || ':' || "
-                           "ifnull(group_concat(r.name, ','), '') AS held FROM users u "
-                           "LEFT JOIN user_roles a ON a.user_key = u.record_key LEFT JOIN "
-                           "roles r USING (role_id) GROUP BY u.user_id ORDER BY u.user_id)");
+        return PMTest::QueryFile(m_File,
+                                 "SELECT group_concat(held, '; ') FROM (SELECT u.name || ':' || "
+                                 "ifnull(group_concat(r.name, ','), '') AS held FROM users u "
+                                 "LEFT JOIN user_roles a ON a.user_key = u.record_key LEFT JOIN "
+                                 "roles r USING (role_id) GROUP BY u.user_id ORDER BY u.user_id)");
     }
 };
 

@@ -2,11 +2,12 @@
 // holds less than on its parent, no assignment whose user or role is gone;
 // found on a snapshot, mended all in one change.
 #include "support/PmctlTesting.h"
+#include "support/RecordTesting.h"
 
 namespace {
 
 using namespace Pmctl;
-using PMTest::Sql;
+using PMTest::QueryFile;
 
 class VerifyCommandTest : public PMTest::CommandTest {};
 
@@ -18,13 +19,10 @@ TEST_F(VerifyCommandTest, FindsEachFaultAndMendsThemAllInOneChange) {
     ASSERT_EQ(0, Pmctl("bank add F Checking").code);
     // Written by another program: View Only holds less on Checking than on
     // Bank Accounts, Sales more (no fault), and an assignment of a gone user.
-    for (char const* sql : {"UPDATE role_actions SET action_type = 0 WHERE role_id = 6 AND "
-                            "entitlement_id = 300000",
-                            "UPDATE role_actions SET action_type = 1 WHERE role_id = 4 AND "
-                            "entitlement_id = 300000",
-                            "INSERT INTO user_roles VALUES (9, 4)"}) {
-        Sql(m_File, sql);
-    }
+    QueryFile(m_File,
+              "UPDATE role_actions SET action_type = 0 WHERE role_id = 6 AND "
+              "entitlement_id = 300000; UPDATE role_actions SET action_type = 1 WHERE "
+              "role_id = 4 AND entitlement_id = 300000; INSERT INTO user_roles VALUES (9, 4)");
     PMTest::Result found = Pmctl("verify F");
     EXPECT_EQ(kExitFailed, found.code);
     EXPECT_EQ("Admin: in order\nExternal Accountant: short\n  Permissions: The external accountant "
@@ -38,12 +36,13 @@ TEST_F(VerifyCommandTest, FindsEachFaultAndMendsThemAllInOneChange) {
     EXPECT_EQ(0u, repaired.out.find("Admin: in order\nExternal Accountant: repaired\n  "
                                     "Permissions: Corrected external accountant entitlement "
                                     "permissions on Bank Registers\n"));
-    EXPECT_EQ("63 1 ", Sql(m_File, "SELECT action_type FROM role_actions WHERE role_id = 2 AND "
-                                   "entitlement_id = 81") +
-                           " " +
-                           Sql(m_File, "SELECT action_type FROM role_actions WHERE role_id "
-                                       "= 6 AND entitlement_id = 300000") +
-                           " " + Sql(m_File, "SELECT role_id FROM user_roles WHERE user_key = 9"));
+    EXPECT_EQ("63 1 ",
+              QueryFile(m_File, "SELECT action_type FROM role_actions WHERE role_id = 2 AND "
+                                "entitlement_id = 81") +
+                  " " +
+                  QueryFile(m_File, "SELECT action_type FROM role_actions WHERE role_id "
+                                    "= 6 AND entitlement_id = 300000") +
+                  " " + QueryFile(m_File, "SELECT role_id FROM user_roles WHERE user_key = 9"));
     EXPECT_EQ(0, Pmctl("verify F").code);
 }
 
