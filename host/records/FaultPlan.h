@@ -1,7 +1,8 @@
 // A fault plan for tests on the record layer: make the Nth call of a chosen
 // record operation fail, or answer not-found, and count the calls of every
-// operation. Record operations consult it only once a test has installed it. Operations are named "Class::Operation", for example
-// "DMUSRRoleAction::Load"; "*" stands for every operation, counted together.
+// operation. Record operations consult it only once a test has installed it.
+// Operations are named "Class::Operation", for example "DMUSRRoleAction::Load";
+// "*" stands for every operation, counted together.
 #pragma once
 
 #include <map>

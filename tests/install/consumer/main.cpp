@@ -18,7 +18,8 @@ int main(int argc, char** argv) {
     std::string error;
 
     // A new company file: the factory defaults, and alice, who holds Admin.
-    std::unique_ptr<Host::Company> created = Host::Company::Create(path, options, "alice", &problem);
+    std::unique_ptr<Host::Company> created =
+        Host::Company::Create(path, options, "alice", &problem);
     if (created == nullptr || !created->Commit(&error)) {
         std::fprintf(stderr, "%s%s\n", problem.message.c_str(), error.c_str());
         return 1;
