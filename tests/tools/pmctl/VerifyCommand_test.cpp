@@ -21,8 +21,8 @@ TEST_F(VerifyCommandTest, FindsEachFaultAndMendsThemAllInOneChange) {
     // Bank Accounts, Sales more (no fault), and an assignment of a gone user.
     QueryFile(m_File,
               "UPDATE role_actions SET action_type = 0 WHERE role_id = 6 AND "
-              "entitlement_id = 300000; UPDATE role_actions SET action_type = 1 WHERE "
-              "role_id = 4 AND entitlement_id = 300000; INSERT INTO user_roles VALUES (9, 4)");
+              "entitlement_id = 300000; INSERT OR REPLACE INTO role_actions VALUES (4, 300000, "
+              "1); INSERT INTO user_roles VALUES (9, 4)");
     PMTest::Result found = Pmctl("verify F");
     EXPECT_EQ(kExitFailed, found.code);
     EXPECT_EQ("Admin: in order\nExternal Accountant: short\n  Permissions: The external accountant "
