@@ -5,6 +5,7 @@
 #include <host/catalogue/Catalogue.h>
 #include <host/loader/ModuleLoaderHooks.h>
 #include <host/records/CompanyFile.h>
+#include <host/records/FilesBeside.h>
 #include <host/users/CompanyUsers.h>
 #include <host/users/UserManagerHooks.h>
 
@@ -14,15 +15,9 @@
 
 #include <sqlite3.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <csignal>
 #include <cstdlib>
-#include <cstring>
-#include <dirent.h>
 #include <sstream>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 
 namespace Host {
@@ -41,76 +36,6 @@ std::vector<std::string> VersionFields(std::string const& name) {
         }
     }
     return fields.size() == 3 ? fields : std::vector<std::string>();
-}
-
-std::string DirectoryOf(std::string const& path) {
-    std::string::size_type slash = path.rfind('/');
-    return slash == std::string::npos ? "." : path.substr(0, slash == 0 ? 1 : slash);
-}
-
-std::string BaseName(std::string const& path) {
-    std::string::size_type slash = path.rfind('/');
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-// The prefix of the files a new company file is built in: hidden, beside
-// the file, and ending with the builder's process id.
-std::string BuildPrefix(std::string const& path) {
-    return "." + BaseName(path) + ".creating-";
-}
-
-void RemoveWithSidecars(std::string const& path) {
-    // The file last: a process stopped half-way leaves a file that the next
-    // sweep finds, not a journal without it.
-    for (char const* suffix : {"-journal", "-wal", "-shm", ""}) {
-        ::unlink((path + suffix).c_str());
-    }
-}
-
-// Whether name, less a log, shared-memory or journal suffix, ends with
-// "-PID" of a process that is gone.
-bool LeftByAGoneProcess(std::string name) {
-    for (char const* suffix : {"-journal", "-wal", "-shm"}) {
-        std::size_t const length = std::strlen(suffix);
-        if (name.size() > length && name.compare(name.size() - length, length, suffix) == 0) {
-            name.erase(name.size() - length);
-            break;
-        }
-    }
-    std::size_t dash = name.rfind('-');
-    if (dash == std::string::npos || dash + 1 == name.size() ||
-        name.find_first_not_of("0123456789", dash + 1) != std::string::npos) {
-        return false;
-    }
-    long pid = std::strtol(name.c_str() + dash + 1, nullptr, 10);
-    return pid > 0 && ::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH;
-}
-
-// Removes what a process killed outright (SIGKILL, a power cut) left beside
-// path: the hidden files named after it (".NAME." ...) that end with the id of
-// a process that is gone, such as a company file being built or a copy being
-// written, each with its log and journal.
-void RemoveAbandonedFiles(std::string const& path) {
-    std::string directory = DirectoryOf(path);
-    std::string prefix = "." + BaseName(path) + ".";
-    DIR* dir = ::opendir(directory.c_str());
-    if (dir == nullptr) {
-        return;
-    }
-    std::vector<std::string> abandoned;
-    while (dirent* entry = ::readdir(dir)) {
-        std::string name = entry->d_name;
-        if (name.compare(0, prefix.size(), prefix) == 0 && LeftByAGoneProcess(name)) {
-            abandoned.push_back(directory + "/" + name);
-        }
-    }
-    ::closedir(dir);
-    // Longer names first: a journal goes before its file.
-    std::sort(abandoned.begin(), abandoned.end(),
-              [](std::string const& a, std::string const& b) { return a.size() > b.size(); });
-    for (std::string const& file : abandoned) {
-        ::unlink(file.c_str());
-    }
 }
 
 CatalogueResult LoadCatalogue(CompanyOptions const& options) {
@@ -230,13 +155,12 @@ std::unique_ptr<Company> Company::Create(std::string const& path, CompanyOptions
     if (company == nullptr) {
         return nullptr;
     }
-    std::string build = DirectoryOf(path) + "/" + BuildPrefix(path) + std::to_string(::getpid());
+    std::string build = HiddenBeside(path, "creating");
     RemoveWithSidecars(build);
     CompanyFileResult file = CreateCompanyFile(build);
     if (!file.ok) {
         problem->refused = false;
-        problem->message = "Cannot create company file '" + path +
-                           "': " + file.message.substr(file.message.find("': ") + 3);
+        problem->message = "Cannot create company file '" + path + "': " + file.reason + ".";
         return nullptr;
     }
     company->m_BuildPath = build;
@@ -322,8 +246,7 @@ bool Company::Commit(std::string* error) {
         Manager().Term();
         CompanyFileResult renamed = CloseAndRenameCompanyFile(m_Path);
         if (!renamed.ok) {
-            *error = renamed.message.substr(renamed.message.find("': ") + 3);
-            error->pop_back(); // the full stop
+            *error = renamed.reason;
             return false;
         }
         m_BuildPath.clear();

@@ -7,6 +7,7 @@
 #include "CompanyFileAdmission.h"
 #include "CompanyFileJournal.h"
 #include "Connection.h"
+#include "FilesBeside.h"
 
 #include <sqlite3.h>
 
@@ -87,6 +88,7 @@ void Patient(sqlite3* db) {
 
 CompanyFileResult Refused(char const* verb, std::string const& path, std::string const& reason) {
     CompanyFileResult result;
+    result.reason = reason;
     result.message =
         std::string("Cannot ") + verb + " company file '" + path + "': " + reason + ".";
     return result;
@@ -173,6 +175,19 @@ std::string CheckBesideAJournal(std::string const& path) {
     }
     sqlite3_close_v2(probe);
     return reason;
+}
+
+// The reason no connection is to be made to path, empty when one may be:
+// another company file is open, or the file fails the checks made before a
+// connection.
+std::string CheckBeforeOpening(std::string const& path, bool forWriting) {
+    detail::Connection const& file = detail::CurrentConnection();
+    if (file.db != nullptr) {
+        return "the company file '" + file.path + "' is open";
+    }
+    bool sidecars = false;
+    std::string reason = CheckPath(path, forWriting, &sidecars);
+    return reason.empty() ? CheckBesideAJournal(path) : reason;
 }
 
 // Closes a connection to a file that was refused. A log that was beside the
@@ -295,24 +310,6 @@ std::string Configure(sqlite3* db, bool inMemory) {
     return Execute(db, synchronous);
 }
 
-// Makes the new file's directory entry durable, so that a created company
-// file is still there after a power cut.
-void SyncDirectoryOf(std::string const& path) {
-    std::string::size_type slash = path.rfind('/');
-    std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd >= 0) {
-        ::fsync(fd);
-        ::close(fd);
-    }
-}
-
-void RemoveWithSidecars(std::string const& path) {
-    for (char const* suffix : {"", "-wal", "-shm", "-journal"}) {
-        ::unlink((path + suffix).c_str());
-    }
-}
-
 std::string CreateSchema(sqlite3* db) {
     std::string error = Execute(db, "BEGIN IMMEDIATE");
     if (error.empty()) {
@@ -412,15 +409,7 @@ CompanyFileResult CreateCompanyFile(std::string const& path) {
 }
 
 CompanyFileResult OpenCompanyFile(std::string const& path) {
-    detail::Connection& file = detail::CurrentConnection();
-    if (file.db != nullptr) {
-        return Refused("open", path, "the company file '" + file.path + "' is open");
-    }
-    bool sidecars = false;
-    std::string reason = CheckPath(path, true, &sidecars);
-    if (reason.empty()) {
-        reason = CheckBesideAJournal(path);
-    }
+    std::string reason = CheckBeforeOpening(path, true);
     if (!reason.empty()) {
         return Refused("open", path, reason);
     }
@@ -450,15 +439,7 @@ CompanyFileResult OpenCompanyFile(std::string const& path) {
 }
 
 CompanyFileResult OpenCompanyFileSnapshot(std::string const& path) {
-    detail::Connection& file = detail::CurrentConnection();
-    if (file.db != nullptr) {
-        return Refused("open", path, "the company file '" + file.path + "' is open");
-    }
-    bool sidecars = false;
-    std::string reason = CheckPath(path, false, &sidecars);
-    if (reason.empty()) {
-        reason = CheckBesideAJournal(path);
-    }
+    std::string reason = CheckBeforeOpening(path, false);
     if (!reason.empty()) {
         return Refused("open", path, reason);
     }
@@ -536,12 +517,9 @@ CompanyFileResult BackupCompanyFile(std::string const& destination) {
     // bracket, the file as it was before the bracket.
     sqlite3* source = nullptr;
     sqlite3* copy = nullptr;
-    // Hidden beside the copy, and named after this process, so that the host
-    // can tell one left by a process that was killed.
-    std::string::size_type slash = destination.rfind('/');
-    std::string partial = (slash == std::string::npos ? "" : destination.substr(0, slash + 1)) +
-                          "." + destination.substr(slash == std::string::npos ? 0 : slash + 1) +
-                          ".partial-" + std::to_string(::getpid());
+    // Named after this process, so that the host can tell one left by a
+    // process that was killed.
+    std::string partial = HiddenBeside(destination, "partial");
     ::unlink(partial.c_str());
     int rc = sqlite3_open_v2(file.path.c_str(), &source, SQLITE_OPEN_READONLY, nullptr);
     if (rc == SQLITE_OK) {

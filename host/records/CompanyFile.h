@@ -26,6 +26,7 @@ namespace Host {
 struct CompanyFileResult {
     bool ok = false;
     std::string message;
+    std::string reason; // the message's reason alone: no file name, no full stop
 };
 
 // A new company file with the current schema, left open; refuses a path that
