@@ -87,7 +87,8 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
         return code;
     }
     std::ostringstream held;
-    if (session->UpgradedOnOpen() && !options.saysUpgrade) {
+    std::ostream& says = args.json ? io.err : io.out;
+    if (session->UpgradedOnOpen() && !options.saysUpgrade && !options.repairs) {
         // An upgrade can leave the predefined roles short of an entitlement
         // it added: mended in the same change, as upgrade itself does.
         Findings mended = RepairAll(*session);
@@ -108,7 +109,8 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
         return code;
     }
     if (args.dryRun) {
-        io.out << held.str() << "(dry run: nothing was written to " << args.file << ")\n";
+        io.out << held.str();
+        says << "(dry run: nothing was written to " << args.file << ")\n";
         return kExitOk;
     }
     std::string copy;
@@ -125,11 +127,11 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
         return kExitFailed;
     }
     if (!copy.empty()) {
-        io.out << "saved a copy of the file as it was: " << copy << "\n";
+        says << "saved a copy of the file as it was: " << copy << "\n";
     }
     if (upgraded) {
-        io.out << "upgraded " << args.file << " from version " << session->FoundVersion().version
-               << " to " << session->CatalogueVersion() << "\n";
+        says << "upgraded " << args.file << " from version " << session->FoundVersion().version
+             << " to " << session->CatalogueVersion() << "\n";
     }
     io.out << held.str();
     return kExitOk;

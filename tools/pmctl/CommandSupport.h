@@ -34,13 +34,18 @@ struct ChangeOptions {
     bool backup = false;
     // The command reports an upgrade itself; others get a line that says so.
     bool saysUpgrade = false;
+    // The command repairs the predefined roles itself, so an upgrade on the
+    // way is not followed by a repair of its own.
+    bool repairs = false;
 };
 
 // A write command: body runs inside one write bracket, with what it prints
 // held back. Exit 0 from body commits the bracket (for a dry run: abandons
 // it) and then prints what body printed; a failed commit says why and exits
 // 1. Any other exit code abandons the bracket. A file that opening upgraded
-// is copied first, as with options.backup.
+// is copied first, as with options.backup. With args.json, what RunChange
+// itself says (the copy, the upgrade, the dry run) goes to io.err, so that
+// io.out holds body's JSON alone.
 int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> const& body,
               ChangeOptions const& options = ChangeOptions());
 

@@ -38,9 +38,14 @@ int VerifyCommand(FileArgs const& args, bool repair, bool verbose, Io io) {
             return Report(CheckAll(session, false), args.json, verbose, io);
         });
     }
-    return RunChange(args, io, [&](Session& session, Io held) {
-        return Report(RepairAll(session), args.json, verbose, held);
-    });
+    ChangeOptions options;
+    options.repairs = true;
+    return RunChange(
+        args, io,
+        [&](Session& session, Io held) {
+            return Report(RepairAll(session), args.json, verbose, held);
+        },
+        options);
 }
 
 } // namespace Pmctl

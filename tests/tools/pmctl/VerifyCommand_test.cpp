@@ -4,6 +4,8 @@
 #include "support/PmctlTesting.h"
 #include "support/RecordTesting.h"
 
+#include <nlohmann/json.hpp>
+
 namespace {
 
 using namespace Pmctl;
@@ -44,6 +46,29 @@ TEST_F(VerifyCommandTest, FindsEachFaultAndMendsThemAllInOneChange) {
                                     "= 6 AND entitlement_id = 300000") +
                   " " + QueryFile(m_File, "SELECT role_id FROM user_roles WHERE user_key = 9"));
     EXPECT_EQ(0, Pmctl("verify F").code);
+}
+
+// A file that the repair upgrades on the way: the repair is verify's own, so
+// it reports what it mended, and with --json the standard output is the JSON
+// alone, the copy and the upgrade said on the error output.
+TEST_F(VerifyCommandTest, ARepairThatUpgradesReportsItsOwnRepairAsJsonAlone) {
+    std::string const older = Scratch("older.pmco");
+    ASSERT_EQ(
+        0, Pmctl("create F --catalogue " PM_CATALOGUE_DIR "/catalogue-previous.json", older).code);
+    std::pair<char const*, char const*> const runs[] = {
+        {"verify F --repair --json --dry-run", "(dry run: nothing was written"},
+        {"verify F --repair --json", "upgraded "},
+    };
+    for (auto const& [line, said] : runs) {
+        SCOPED_TRACE(line);
+        PMTest::Result repaired = Pmctl(line, older);
+        EXPECT_EQ(0, repaired.code) << repaired.err;
+        nlohmann::json report = nlohmann::json::parse(repaired.out, nullptr, false);
+        ASSERT_TRUE(report.is_object()) << repaired.out;
+        EXPECT_EQ("repaired", report.value("externalAccountant", "")) << repaired.out;
+        EXPECT_NE(std::string::npos, repaired.err.find(said)) << repaired.err;
+    }
+    EXPECT_EQ(0, Pmctl("verify F", older).code);
 }
 
 } // namespace
