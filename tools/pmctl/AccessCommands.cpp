@@ -92,11 +92,7 @@ int ExplainCommand(FileArgs const& args, std::string const& userText,
         std::vector<Grant> grants;
         long together = 0;
         for (int role : UserRoleIds(session, user.userId)) {
-            long mask = 0;
-            if (session.Manager().GetRoleActionAssociation(role, entitlement.GetId(), &mask) !=
-                PM_OK) {
-                mask = 0; // no association: the role grants nothing here
-            }
+            long mask = RoleMask(session, role, entitlement.GetId());
             grants.push_back({role, RoleName(session, role), mask});
             together |= mask;
         }

@@ -69,14 +69,8 @@ std::string RolesBreaking(Session& session, int accountId, int parentId, bool eq
     PM::PermissionManager& manager = session.Manager();
     std::string names;
     for (PM::RoleObject const& role : *manager.GetRoleCache()) {
-        long onParent = 0;
-        long onAccount = 0;
-        if (manager.GetRoleActionAssociation(role.GetId(), parentId, &onParent) != PM_OK) {
-            onParent = 0;
-        }
-        if (manager.GetRoleActionAssociation(role.GetId(), accountId, &onAccount) != PM_OK) {
-            onAccount = 0;
-        }
+        long onParent = RoleMask(session, role.GetId(), parentId);
+        long onAccount = RoleMask(session, role.GetId(), accountId);
         if (equal ? onAccount != onParent : onAccount > onParent) {
             names += (names.empty() ? "" : ", ") + std::string(role.GetName());
         }
@@ -105,15 +99,8 @@ bool CopyParentsMasks(Session& session, std::vector<Account> const& accounts, in
             continue;
         }
         for (PM::RoleObject const& role : *manager.GetRoleCache()) {
-            long onParent = 0;
-            long onAccount = 0;
-            if (manager.GetRoleActionAssociation(role.GetId(), account.parent, &onParent) !=
-                PM_OK) {
-                onParent = 0;
-            }
-            if (manager.GetRoleActionAssociation(role.GetId(), account.id, &onAccount) != PM_OK) {
-                onAccount = 0;
-            }
+            long onParent = RoleMask(session, role.GetId(), account.parent);
+            long onAccount = RoleMask(session, role.GetId(), account.id);
             if (onAccount != onParent && manager.GetURPStore()->URPSUpdateRoleActionAssociation(
                                              role.GetId(), account.id, onParent) != PM_OK) {
                 return false;
@@ -346,71 +333,68 @@ bool ReadAccountList(Session& session, std::string const& listFile, std::vector<
 } // namespace
 
 int ImportAccountList(Session& session, std::string const& listFile, bool progress, Io io) {
-    {
-        std::vector<std::string> paths;
-        if (!ReadAccountList(session, listFile, &paths, io)) {
-            return kExitBadInput;
-        }
-        // The bulk path writes store rows only; the ids are counted up here,
-        // since the library's next id reads the cache, which does not see them.
-        PM::PermissionManager& manager = session.Manager();
-        PM::EntitlementDef bankAccounts =
-            manager.FindEntitlementDefById(PM::BankAccountsEntitlementId);
-        std::map<std::string, Account> created; // folded path: the new account
-        std::vector<Account> added;
-        int firstId = manager.GetNextDynamicEntId();
-        int nextId = firstId;
-        std::map<int, long> attrsOf;
-        for (std::string const& path : paths) {
-            std::string parent = ParentPath(path);
-            Account account{nextId, bankAccounts.GetId(), path};
-            long attrs = bankAccounts.GetAttrs();
-            PM::EntitlementDef existing;
-            auto fresh = created.find(Folded(parent));
-            if (fresh != created.end()) {
-                account.parent = fresh->second.id;
-                attrs = attrsOf[fresh->second.id];
-            } else if (!parent.empty() && FindAccount(session, parent, &existing)) {
-                account.parent = existing.GetId();
-                attrs = existing.GetAttrs();
-            }
-            int result = manager.AddDynamicEntitlementRapidly(
-                ShortName(path).c_str(), nextId, account.parent, static_cast<int>(attrs));
-            if (result != PM_OK) {
-                if (progress) {
-                    io.err << "\n";
-                }
-                Complain(io, session.Path())
-                    << "the bank account \"" << path << "\" could not be added (result " << result
-                    << "); nothing was changed\n";
-                return kExitFailed;
-            }
-            attrsOf[nextId] = attrs;
-            created[Folded(path)] = account;
-            added.push_back(account);
-            ++nextId;
-            if (progress) {
-                DrawProgress(io.err, added.size(), paths.size());
-            }
-        }
-        if (progress) {
-            io.err << "\n";
-        }
-        int count = nextId - firstId;
-        int result = manager.UpdateDynamicEntitlementForRolesInBatch(firstId, count);
-        if (result != PM_OK || !CopyParentsMasks(session, added, bankAccounts.GetId())) {
-            Complain(io, session.Path()) << "the roles' rights on the new accounts could not be "
-                                            "written (result "
-                                         << result << "); nothing was changed\n";
-            return kExitFailed;
-        }
-        if (!session.Reload(io.err)) {
-            return kExitFailed;
-        }
-        io.out << "imported " << count << " bank accounts (entitlements " << firstId << " to "
-               << nextId - 1 << "); each role holds on each what it holds on its parent\n";
-        return kExitOk;
+    std::vector<std::string> paths;
+    if (!ReadAccountList(session, listFile, &paths, io)) {
+        return kExitBadInput;
     }
+    // The bulk path writes store rows only; the ids are counted up here,
+    // since the library's next id reads the cache, which does not see them.
+    PM::PermissionManager& manager = session.Manager();
+    PM::EntitlementDef bankAccounts = manager.FindEntitlementDefById(PM::BankAccountsEntitlementId);
+    std::map<std::string, Account> created; // folded path: the new account
+    std::vector<Account> added;
+    int firstId = manager.GetNextDynamicEntId();
+    int nextId = firstId;
+    std::map<int, long> attrsOf;
+    for (std::string const& path : paths) {
+        std::string parent = ParentPath(path);
+        Account account{nextId, bankAccounts.GetId(), path};
+        long attrs = bankAccounts.GetAttrs();
+        PM::EntitlementDef existing;
+        auto fresh = created.find(Folded(parent));
+        if (fresh != created.end()) {
+            account.parent = fresh->second.id;
+            attrs = attrsOf[fresh->second.id];
+        } else if (!parent.empty() && FindAccount(session, parent, &existing)) {
+            account.parent = existing.GetId();
+            attrs = existing.GetAttrs();
+        }
+        int result = manager.AddDynamicEntitlementRapidly(ShortName(path).c_str(), nextId,
+                                                          account.parent, static_cast<int>(attrs));
+        if (result != PM_OK) {
+            if (progress) {
+                io.err << "\n";
+            }
+            Complain(io, session.Path())
+                << "the bank account \"" << path << "\" could not be added (result " << result
+                << "); nothing was changed\n";
+            return kExitFailed;
+        }
+        attrsOf[nextId] = attrs;
+        created[Folded(path)] = account;
+        added.push_back(account);
+        ++nextId;
+        if (progress) {
+            DrawProgress(io.err, added.size(), paths.size());
+        }
+    }
+    if (progress) {
+        io.err << "\n";
+    }
+    int count = nextId - firstId;
+    int result = manager.UpdateDynamicEntitlementForRolesInBatch(firstId, count);
+    if (result != PM_OK || !CopyParentsMasks(session, added, bankAccounts.GetId())) {
+        Complain(io, session.Path()) << "the roles' rights on the new accounts could not be "
+                                        "written (result "
+                                     << result << "); nothing was changed\n";
+        return kExitFailed;
+    }
+    if (!session.Reload(io.err)) {
+        return kExitFailed;
+    }
+    io.out << "imported " << count << " bank accounts (entitlements " << firstId << " to "
+           << nextId - 1 << "); each role holds on each what it holds on its parent\n";
+    return kExitOk;
 }
 
 int BankImportCommand(FileArgs const& args, std::string const& listFile, bool progress, Io io) {

@@ -120,10 +120,8 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
     app.add_option("--log", logPath, "append the library's log lines to this file");
 
     std::string demoFile, demoCatalogue;
-    CLI::App* demo = on(app.add_subcommand("demo", "a guided tour on a new company file"), [&] {
-        return RunDemo(demoFile, demoCatalogue.empty() ? DefaultCataloguePath() : demoCatalogue,
-                       io.out, io.err);
-    });
+    CLI::App* demo = on(app.add_subcommand("demo", "a guided tour on a new company file"),
+                        [&] { return RunDemo(demoFile, demoCatalogue, io.out, io.err); });
     demo->add_option("FILE", demoFile, "where to create it (default: a temporary file)");
     demo->add_option("--catalogue", demoCatalogue, "the catalogue to create it from");
 

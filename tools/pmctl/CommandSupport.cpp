@@ -28,9 +28,8 @@
 namespace Pmctl {
 
 std::unique_ptr<Session> OpenSession(FileArgs const& args, Access access, Io io, int* code) {
-    std::string catalogue = args.catalogue.empty() ? DefaultCataloguePath() : args.catalogue;
     OpenFailure failure;
-    std::unique_ptr<Session> session = Session::Open(args.file, catalogue, access, &failure);
+    std::unique_ptr<Session> session = Session::Open(args.file, args.catalogue, access, &failure);
     if (session == nullptr) {
         io.err << "pmctl: " << failure.message << "\n";
         *code = failure.exitCode;
@@ -98,8 +97,7 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
             Complain(io, args.file) << "the upgrade could not be completed; nothing was changed\n";
             return kExitFailed;
         }
-        if (mended.adminShort || mended.accountantShort || !mended.accounts.empty() ||
-            !mended.orphans.empty()) {
+        if (mended.Found()) {
             PrintFindings(mended, false, Io{held, io.err});
         }
     }
@@ -326,6 +324,12 @@ bool KeepsAnAdminHolder(Session& session, FileArgs const& args, Host::CompanyUse
 std::string RoleName(Session& session, int roleId) {
     std::unique_ptr<PM::RoleDef> role(session.Manager().GetRoleDef(roleId));
     return role == nullptr ? "role " + std::to_string(roleId) : std::string(role->GetName());
+}
+
+long RoleMask(Session& session, int roleId, int entitlementId) {
+    long mask = 0;
+    return session.Manager().GetRoleActionAssociation(roleId, entitlementId, &mask) == PM_OK ? mask
+                                                                                             : 0;
 }
 
 std::vector<int> UserRoleIds(Session& session, int userId) {

@@ -74,6 +74,8 @@ bool KeepsAnAdminHolder(Session& session, FileArgs const& args, Host::CompanyUse
 
 // The name of a role by id, or "role N" when it has none.
 std::string RoleName(Session& session, int roleId);
+// The role's action mask on the entitlement; 0 when none is stored.
+long RoleMask(Session& session, int roleId, int entitlementId);
 // The user's role ids; empty when the store has none or cannot say.
 std::vector<int> UserRoleIds(Session& session, int userId);
 

@@ -47,10 +47,6 @@ Counts Count(Session& session) {
     return counts;
 }
 
-std::string CatalogueOf(FileArgs const& args) {
-    return args.catalogue.empty() ? DefaultCataloguePath() : args.catalogue;
-}
-
 std::string Version(VersionRecord const& record) {
     if (record.name.empty()) {
         return "none";
@@ -77,7 +73,7 @@ int CreateCommand(FileArgs const& args, std::string const& adminName, Io io) {
     }
     OpenFailure failure;
     std::unique_ptr<Session> session =
-        Session::Create(args.file, CatalogueOf(args), adminName, &failure);
+        Session::Create(args.file, args.catalogue, adminName, &failure);
     if (session == nullptr) {
         io.err << "pmctl: " << failure.message << "\n";
         return failure.exitCode;
@@ -200,6 +196,11 @@ int UpgradeCommand(FileArgs const& args, Io io) {
             // entitlement it added: mended in the same change.
             Findings mended = RepairAll(session);
             PrintFindings(mended, false, io);
+            if (!mended.InOrder()) {
+                Complain(io, args.file)
+                    << "the upgrade could not be completed; nothing was changed\n";
+                return kExitFailed;
+            }
             return kExitOk;
         },
         options);

@@ -74,10 +74,11 @@ int RolesDeleteCommand(FileArgs const& args, std::string const& roleText, Io io)
         }
         io.out << "deleted the role " << roleName << " (role " << roleId << ")";
         if (users != nullptr && !users->empty()) {
+            std::vector<Host::CompanyUser> const everyone = Host::ListCompanyUsers();
             std::string names;
             for (int userId : *users) {
                 std::string name = "user " + std::to_string(userId);
-                for (Host::CompanyUser const& user : Host::ListCompanyUsers()) {
+                for (Host::CompanyUser const& user : everyone) {
                     name = user.userId == userId ? user.name : name;
                 }
                 names += (names.empty() ? "" : ", ") + name;

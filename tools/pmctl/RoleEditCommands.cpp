@@ -212,9 +212,7 @@ int RolesEditCommand(FileArgs const& args, std::string const& roleText,
         }
         std::vector<long> before;
         for (PM::EntitlementDef const& row : rows) {
-            long mask = 0;
-            before.push_back(
-                manager.GetRoleActionAssociation(roleId, row.GetId(), &mask) == PM_OK ? mask : 0);
+            before.push_back(RoleMask(session, roleId, row.GetId()));
         }
         int result = manager.SetRoleEntitlements(*role, rows);
         if (result < 0) {
@@ -224,8 +222,7 @@ int RolesEditCommand(FileArgs const& args, std::string const& roleText,
         }
         io.out << "saved the role " << roleName << ":\n";
         for (std::size_t i = 0; i < rows.size(); ++i) {
-            long mask = 0;
-            manager.GetRoleActionAssociation(roleId, rows[i].GetId(), &mask);
+            long mask = RoleMask(session, roleId, rows[i].GetId());
             io.out << "  " << rows[i].GetName() << ": " << DescribeGrant(mask);
             if (mask != before[i]) {
                 io.out << " (was " << DescribeGrant(before[i]) << ")";
@@ -254,7 +251,7 @@ int RolesCopyCommand(FileArgs const& args, std::string const& sourceText, std::s
             return kExitBadInput;
         }
         PM::PermissionManager& manager = session.Manager();
-        if (name.empty() || name.size() > static_cast<std::size_t>(PM::kMaxRoleNameLength)) {
+        if (name.size() > static_cast<std::size_t>(PM::kMaxRoleNameLength)) {
             Complain(io, args.file) << "a role name has 1 to " << PM::kMaxRoleNameLength
                                     << " characters: \"" << name << "\"\n";
             return kExitBadInput;

@@ -25,7 +25,7 @@ std::string Installed(char const* relative, char const* fallback) {
 
 Host::CompanyOptions Options(std::string const& catalogue, Host::CompanyAccess access) {
     Host::CompanyOptions options;
-    options.catalogue = catalogue;
+    options.catalogue = catalogue.empty() ? DefaultCataloguePath() : catalogue;
     // Where the library finds the sphere module ("SphereMgmt.DLL").
     options.moduleDirectory = Installed(PMCTL_INSTALLED_MODULE_DIR, PMCTL_MODULE_DIR);
     options.access = access;
@@ -50,37 +50,31 @@ bool Session::Reload(std::ostream& err) {
 std::unique_ptr<Session> Session::Create(std::string const& path, std::string const& catalogue,
                                          std::string const& adminName, OpenFailure* failure) {
     Host::CompanyProblem problem;
-    std::unique_ptr<Host::Company> company = Host::Company::Create(
-        path, Options(catalogue, Host::CompanyAccess::kOneChange), adminName, &problem);
-    if (company == nullptr) {
-        failure->message = problem.message;
-        failure->exitCode = problem.refused ? 2 : 1;
-        return nullptr;
-    }
-    return std::unique_ptr<Session>(new Session(std::move(company)));
+    return Started(Host::Company::Create(path, Options(catalogue, Host::CompanyAccess::kOneChange),
+                                         adminName, &problem),
+                   problem, failure);
 }
 
 std::unique_ptr<Session> Session::Open(std::string const& path, std::string const& catalogue,
                                        Access access, OpenFailure* failure) {
     Host::CompanyProblem problem;
-    std::unique_ptr<Host::Company> company = Host::Company::Open(
-        path,
-        Options(catalogue, access == Access::kRead ? Host::CompanyAccess::kSnapshot
-                                                   : Host::CompanyAccess::kOneChange),
-        &problem);
-    if (company == nullptr) {
-        failure->message = problem.message;
-        failure->exitCode = problem.refused ? 2 : 1;
-        return nullptr;
-    }
-    return std::unique_ptr<Session>(new Session(std::move(company)));
+    Host::CompanyAccess const opened =
+        access == Access::kRead ? Host::CompanyAccess::kSnapshot : Host::CompanyAccess::kOneChange;
+    return Started(Host::Company::Open(path, Options(catalogue, opened), &problem), problem,
+                   failure);
 }
 
 std::unique_ptr<Session> Session::OpenLive(std::string const& path, std::string const& catalogue,
                                            OpenFailure* failure) {
     Host::CompanyProblem problem;
-    std::unique_ptr<Host::Company> company =
-        Host::Company::Open(path, Options(catalogue, Host::CompanyAccess::kLive), &problem);
+    return Started(
+        Host::Company::Open(path, Options(catalogue, Host::CompanyAccess::kLive), &problem),
+        problem, failure);
+}
+
+std::unique_ptr<Session> Session::Started(std::unique_ptr<Host::Company> company,
+                                          Host::CompanyProblem const& problem,
+                                          OpenFailure* failure) {
     if (company == nullptr) {
         failure->message = problem.message;
         failure->exitCode = problem.refused ? 2 : 1;

@@ -29,6 +29,7 @@ struct OpenFailure {
     int exitCode = 2;
 };
 
+// The catalogue is a path; empty means the one that ships with pmctl.
 class Session {
 public:
     // A new company file at path with the factory defaults of the catalogue
@@ -67,6 +68,11 @@ public:
 
 private:
     explicit Session(std::unique_ptr<Host::Company> company) : m_Company(std::move(company)) {}
+    // The session of a company that started, or null with its problem in
+    // *failure.
+    static std::unique_ptr<Session> Started(std::unique_ptr<Host::Company> company,
+                                            Host::CompanyProblem const& problem,
+                                            OpenFailure* failure);
 
     std::unique_ptr<Host::Company> m_Company;
 };

@@ -38,11 +38,6 @@ private:
     Host::LogSink m_Previous;
 };
 
-long MaskOf(PM::PermissionManager& manager, int role, int entitlement) {
-    long mask = 0;
-    return manager.GetRoleActionAssociation(role, entitlement, &mask) == PM_OK ? mask : 0;
-}
-
 // Each account on which a role lacks an action it holds on the parent. With
 // repair the role is given the parent's actions on the account as well.
 void CheckAccounts(Session& session, Findings* findings) {
@@ -56,8 +51,8 @@ void CheckAccounts(Session& session, Findings* findings) {
         auto parent = paths.find(account.parent);
         std::string parentName = parent == paths.end() ? kBankAccountsName : parent->second;
         for (PM::RoleObject const& role : *manager.GetRoleCache()) {
-            long onParent = MaskOf(manager, role.GetId(), account.parent);
-            long onAccount = MaskOf(manager, role.GetId(), account.id);
+            long onParent = RoleMask(session, role.GetId(), account.parent);
+            long onAccount = RoleMask(session, role.GetId(), account.id);
             if ((onParent & ~onAccount) == 0) {
                 continue;
             }
@@ -123,6 +118,18 @@ bool Findings::InOrder() const {
     return !adminStillShort && !accountantStillShort && (repair ? !mendFailed : !found);
 }
 
+bool Findings::Found() const {
+    return adminShort || accountantShort || !accounts.empty() || !orphans.empty();
+}
+
+char const* Findings::AdminState() const {
+    return State(repair, adminShort, adminStillShort);
+}
+
+char const* Findings::AccountantState() const {
+    return State(repair, accountantShort, accountantStillShort);
+}
+
 Findings CheckAll(Session& session, bool repair) {
     PM::PermissionManager& manager = session.Manager();
     Findings findings;
@@ -147,11 +154,8 @@ Findings CheckAll(Session& session, bool repair) {
 }
 
 void PrintFindings(Findings const& findings, bool verbose, Io io) {
-    io.out << "Admin: " << State(findings.repair, findings.adminShort, findings.adminStillShort)
-           << "\n"
-           << "External Accountant: "
-           << State(findings.repair, findings.accountantShort, findings.accountantStillShort)
-           << "\n";
+    io.out << "Admin: " << findings.AdminState() << "\n"
+           << "External Accountant: " << findings.AccountantState() << "\n";
     for (std::string const& line : findings.log) {
         io.out << "  " << line << "\n";
     }

@@ -29,6 +29,11 @@ struct Findings {
 
     // Everything is in order now: nothing found, or all of it mended.
     bool InOrder() const;
+    // Something was found, mended or not.
+    bool Found() const;
+    // "in order", "short", "repaired" or "short, not repaired".
+    char const* AdminState() const;
+    char const* AccountantState() const;
 };
 
 // Checks everything, and with repair mends what it found in the session's

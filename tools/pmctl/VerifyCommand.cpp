@@ -10,20 +10,13 @@ namespace {
 
 int Report(Findings const& findings, bool json, bool verbose, Io io) {
     if (json) {
-        auto state = [&](bool wasShort, bool isShort) {
-            return !wasShort          ? "in order"
-                   : !findings.repair ? "short"
-                   : isShort          ? "short, not repaired"
-                                      : "repaired";
-        };
-        PrintJson(
-            {{"admin", state(findings.adminShort, findings.adminStillShort)},
-             {"externalAccountant", state(findings.accountantShort, findings.accountantStillShort)},
-             {"log", findings.log},
-             {"bankAccounts", findings.accounts},
-             {"orphanAssignments", findings.orphans},
-             {"inOrder", findings.InOrder()}},
-            io);
+        PrintJson({{"admin", findings.AdminState()},
+                   {"externalAccountant", findings.AccountantState()},
+                   {"log", findings.log},
+                   {"bankAccounts", findings.accounts},
+                   {"orphanAssignments", findings.orphans},
+                   {"inOrder", findings.InOrder()}},
+                  io);
     } else {
         PrintFindings(findings, verbose, io);
     }
