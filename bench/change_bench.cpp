@@ -55,7 +55,9 @@ void BM_CreateCompanyFile(benchmark::State& state) {
         state.range(0) == 1 ? Host::CompanyAccess::kOneChange : Host::CompanyAccess::kLive;
     std::string const path = BenchPath("create.pmco");
     for (auto _ : state) {
+        state.PauseTiming();
         Remove(path);
+        state.ResumeTiming();
         if (!Create(path, access)) {
             state.SkipWithError("create failed");
             break;

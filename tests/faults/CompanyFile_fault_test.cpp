@@ -3,6 +3,7 @@
 // power cut, the busy timeout that a writer waits for the other's write lock,
 // and the other's role edits, which this manager sees at its next Init.
 #include "support/FaultLoop.h"
+#include "support/RecordTesting.h"
 #include "support/VerifyProbe.h"
 
 #include <host/records/CompanyFile.h>
@@ -22,7 +23,7 @@ protected:
     // second connection to it.
     void Open(bool users) {
         Start(users, path);
-        ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &other));
+        ASSERT_EQ(SQLITE_OK, sqlite3_open(path.str().c_str(), &other));
     }
     void OnOther(char const* sql) {
         EXPECT_EQ(SQLITE_OK, sqlite3_exec(other, sql, nullptr, nullptr, nullptr)) << sql;
@@ -30,12 +31,8 @@ protected:
     void TearDown() override {
         sqlite3_close(other);
         FaultLoopTest::TearDown();
-        for (char const* suffix : {"", "-wal", "-shm"}) {
-            std::remove((path + suffix).c_str());
-        }
     }
-    std::string const path =
-        ::testing::TempDir() + "company_file_fault_" + std::to_string(::getpid()) + ".pmco";
+    TempPath const path{"company_file_fault"};
     sqlite3* other = nullptr;
 };
 

@@ -50,7 +50,7 @@ void Work(int w, std::string const& file, Clock::time_point deadline, std::strin
     auto pmctl = [&](std::vector<std::string> args, bool again = false) {
         bool const read = args[0] == "check" || args[0] == "info";
         for (;;) {
-            PmctlRun run = RunPmctl(args, prefix, kCommandLimit);
+            PmctlRun run = RunPmctlChild(args, prefix, kCommandLimit);
             longest = std::max(longest, run.seconds);
             bool const denied = read && run.code == 1 && run.out.rfind("denied: ", 0) == 0;
             bool const refused = !read && run.code == 1 && run.err.find(kBusy) != std::string::npos;
@@ -133,7 +133,7 @@ TEST(ConcurrentCommandsTest, FourProcessesKeepEveryAcknowledgedWriteAndNothingRe
     for (int w = 0; w < 4; ++w) {
         int const status = WaitFor(workers[w], start, kWorkSeconds + kCommandLimit + 5);
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << w << ": status " << status;
-        std::istringstream log(ReadText(dir / ("worker" + std::to_string(w) + ".log")));
+        std::istringstream log(ReadBytes(dir / ("worker" + std::to_string(w) + ".log")));
         for (std::string line; std::getline(log, line);) {
             std::istringstream counts(line.rfind("counts ", 0) == 0 ? line.substr(7) : "");
             int a = 0, b = 0, c = 0, d = 0;
@@ -168,7 +168,7 @@ TEST(ConcurrentCommandsTest, FourProcessesKeepEveryAcknowledgedWriteAndNothingRe
     // there already; so the file has exactly one.
     EXPECT_EQ("added=1 taken=1",
               "added=" + std::to_string(added) + " taken=" + std::to_string(taken));
-    PmctlRun verified = RunPmctl({"verify", file}, dir / "verify");
+    PmctlRun verified = RunPmctlChild({"verify", file}, dir / "verify");
     EXPECT_EQ(0, verified.code) << verified.out << verified.err;
     std::cout << "[concurrent] 4 processes for " << SecondsSince(start) << " s: " << acknowledged
               << " writes acknowledged, " << busy << " refused as busy; longest command " << longest

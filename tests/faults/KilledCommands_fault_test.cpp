@@ -74,7 +74,7 @@ void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c
         normal = 0;
         for (int i = 0; i < 3; ++i) {
             fresh();
-            PmctlRun done = RunPmctl(c.args, outputs);
+            PmctlRun done = RunPmctlChild(c.args, outputs);
             ASSERT_EQ(0, done.code) << done.err;
             std::string const state = ReadCompany(file, StoreRows);
             ASSERT_TRUE(after.empty() || state == after) << "uninterrupted runs left other files";
@@ -94,7 +94,7 @@ void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c
             int const status = WaitFor(pid, start, delay);
             bool const killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
             ASSERT_TRUE(killed || (WIFEXITED(status) && WEXITSTATUS(status) == 0))
-                << status << ": " << ReadText(outputs + ".err");
+                << status << ": " << ReadBytes(outputs + ".err");
             bool const open = std::filesystem::exists(file + "-wal") ||
                               std::filesystem::exists(run + "/" + building + std::to_string(pid));
             std::string const state = ReadCompany(file, StoreRows);
@@ -107,9 +107,9 @@ void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c
             (state == after ? asAfter : asBefore) += 1;
             midChange += killed && open && state != after;
             if (!state.empty()) {
-                PmctlRun verified = RunPmctl({"verify", file, "--catalogue",
-                                              state == after ? kCatalogue : c.beforeCatalogue},
-                                             outputs);
+                PmctlRun verified = RunPmctlChild({"verify", file, "--catalogue",
+                                                   state == after ? kCatalogue : c.beforeCatalogue},
+                                                  outputs);
                 EXPECT_EQ(0, verified.code) << verified.out << verified.err;
             }
             // A copy of the file as it was is whole once it has its name.
@@ -121,7 +121,7 @@ void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c
     }
     // An uninterrupted run clears the files that killed creates built in.
     fresh();
-    ASSERT_EQ(0, RunPmctl(c.args, outputs).code);
+    ASSERT_EQ(0, RunPmctlChild(c.args, outputs).code);
     EXPECT_EQ(std::vector<std::string>(), Named(run, building));
 
     std::cout << "[  killed  ] " << c.name << ": " << kills << " kills over 0-"

@@ -26,7 +26,8 @@ std::string QueryRows(std::string const& sql, sqlite3* db, std::string const& pr
     EXPECT_EQ(SQLITE_OK, sqlite3_prepare_v2(db, sql.c_str(), -1, &statement, nullptr))
         << sql << ": " << sqlite3_errmsg(db);
     std::string rows;
-    while (sqlite3_step(statement) == SQLITE_ROW) {
+    int rc = SQLITE_ROW;
+    while ((rc = sqlite3_step(statement)) == SQLITE_ROW) {
         rows += prefix;
         for (int i = 0; i < sqlite3_column_count(statement); ++i) {
             char const* text = reinterpret_cast<char const*>(sqlite3_column_text(statement, i));
@@ -34,6 +35,7 @@ std::string QueryRows(std::string const& sql, sqlite3* db, std::string const& pr
         }
         rows += "\n";
     }
+    EXPECT_EQ(SQLITE_DONE, rc) << sql << ": " << sqlite3_errmsg(db);
     sqlite3_finalize(statement);
     return rows;
 }

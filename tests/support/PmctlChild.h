@@ -6,6 +6,7 @@
 #pragma once
 
 #include "support/FaultLoop.h"
+#include "support/RecordTesting.h"
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -17,7 +18,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <numeric>
 #include <string>
 #include <sys/wait.h>
@@ -31,11 +31,6 @@ using Clock = std::chrono::steady_clock;
 
 inline double SecondsSince(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-inline std::string ReadText(std::string const& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 // A directory of its own under the test temporary directory; removed, with
@@ -101,17 +96,17 @@ struct PmctlRun {
 
 // Runs pmctl with args to its end, within limit seconds; its output passes
 // through the files outputs + ".out" and ".err".
-inline PmctlRun RunPmctl(std::vector<std::string> const& args, std::string const& outputs,
-                         double limit = 15) {
+inline PmctlRun RunPmctlChild(std::vector<std::string> const& args, std::string const& outputs,
+                              double limit = 15) {
     Clock::time_point const start = Clock::now();
     int const status = WaitFor(StartPmctl(args, outputs), start, limit);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(outputs + ".out"),
-            ReadText(outputs + ".err"), SecondsSince(start)};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadBytes(outputs + ".out"),
+            ReadBytes(outputs + ".err"), SecondsSince(start)};
 }
 
 // Runs pmctl with args for a test's set-up, which it must pass; its output.
 inline std::string PmctlSetUp(std::vector<std::string> const& args, std::string const& outputs) {
-    PmctlRun run = RunPmctl(args, outputs);
+    PmctlRun run = RunPmctlChild(args, outputs);
     EXPECT_EQ(0, run.code) << Describe(args) << "\n" << run.err;
     return run.out;
 }
