@@ -27,6 +27,8 @@
 
 namespace Pmctl {
 
+char const kStandardOutput[] = "-";
+
 std::unique_ptr<Session> OpenSession(FileArgs const& args, Access access, Io io, int* code) {
     OpenFailure failure;
     std::unique_ptr<Session> session = Session::Open(args.file, args.catalogue, access, &failure);
@@ -424,6 +426,9 @@ std::string Resolved(std::string const& path) {
 } // namespace
 
 bool CheckOutputPath(FileArgs const& args, std::string const& output, Io io) {
+    if (output == kStandardOutput) {
+        return true;
+    }
     struct stat out;
     bool exists = ::stat(output.c_str(), &out) == 0;
     std::string const outName = Resolved(output);
@@ -447,6 +452,14 @@ bool CheckOutputPath(FileArgs const& args, std::string const& output, Io io) {
 }
 
 bool WriteWhole(std::string const& path, std::string const& text, Io io) {
+    if (path == kStandardOutput) {
+        io.out << text;
+        io.out.flush();
+        if (!io.out) {
+            io.err << "pmctl: cannot write to standard output\n";
+        }
+        return static_cast<bool>(io.out);
+    }
     std::string partial = path + ".partial-" + std::to_string(::getpid());
     {
         std::ofstream out(partial, std::ios::binary | std::ios::trunc);

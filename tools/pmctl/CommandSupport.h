@@ -84,12 +84,15 @@ std::vector<int> UserRoleIds(Session& session, int userId);
 // shows the offending character and its position (what: "user name").
 bool CheckName(std::string const& what, std::string const& name, std::string* error);
 
+// The output path that means standard output.
+extern char const kStandardOutput[]; // "-"
+
 // Refuses an output path that would overwrite the company file: the file
 // itself, its log, shared memory or journal, or a link to any of them. False
 // with the reason on io.err.
 bool CheckOutputPath(FileArgs const& args, std::string const& output, Io io);
 // Writes text to path whole or not at all (under a temporary name beside it,
-// then renamed); false with the reason on io.err.
+// then renamed), or to io.out for "-"; false with the reason on io.err.
 bool WriteWhole(std::string const& path, std::string const& text, Io io);
 
 // The one file that an interrupt (SIGINT, SIGTERM, SIGHUP) removes, with its
