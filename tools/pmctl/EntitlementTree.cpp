@@ -1,6 +1,8 @@
 // The entitlement tree of a role, with the depth of each row.
 #include "EntitlementTree.h"
 
+#include "BankAccounts.h"
+
 #include <PM/Constants.h>
 #include <PM/PermissionManager.h>
 
@@ -16,14 +18,21 @@ bool RoleTree(Session& session, int roleId, std::vector<TreeRow>* rows) {
         return false;
     }
     // A parent comes before its children, so its depth is known when they come.
-    std::map<int, int> depthOf;
+    // So is its index, whose row holds the full name that a sub-account's
+    // extends.
+    std::map<int, std::size_t> rowOf;
     rows->clear();
     for (PM::EntitlementDef const& def : *list) {
-        std::map<int, int>::const_iterator parent = depthOf.find(def.GetCategory());
-        int depth = parent == depthOf.end() ? 0 : parent->second + 1;
-        depthOf[def.GetId()] = depth;
-        rows->push_back({def.GetId(), def.GetCategory(), depth, std::string(def.GetName()),
-                         roleId < 0 ? 0 : def.GetAction()});
+        std::map<int, std::size_t>::const_iterator parent = rowOf.find(def.GetCategory());
+        TreeRow const* above = parent == rowOf.end() ? nullptr : &(*rows)[parent->second];
+        std::string name(def.GetName());
+        bool account = def.IsDynamicEntitlement();
+        std::string fullName = !account                             ? name
+                               : above != nullptr && above->account ? above->fullName + ":" + name
+                                                                    : BankFullName(name);
+        rowOf[def.GetId()] = rows->size();
+        rows->push_back({def.GetId(), def.GetCategory(), above == nullptr ? 0 : above->depth + 1,
+                         name, fullName, account, roleId < 0 ? 0 : def.GetAction()});
     }
     return true;
 }

@@ -11,9 +11,11 @@ namespace Pmctl {
 struct TreeRow {
     int id;
     int parent;
-    int depth; // 0 for the categories right below the root
-    std::string name;
-    long mask; // the role's actions
+    int depth;            // 0 for the categories right below the root
+    std::string name;     // as the tree shows it: a bank account's own name
+    std::string fullName; // as every command takes it: "Bank Registers:Checking:Payroll"
+    bool account;         // a bank account (an entitlement made at run time)
+    long mask;            // the role's actions
 };
 
 // The visible entitlements below the root, each before its children, with
