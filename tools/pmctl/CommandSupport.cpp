@@ -194,68 +194,6 @@ bool ParseInt(std::string const& text, int* value) {
     return true;
 }
 
-bool FindUser(Session& session, std::string const& text, Host::CompanyUser* user, Io io) {
-    int id = -1;
-    bool numeric = ParseInt(text, &id);
-    for (Host::CompanyUser const& candidate : Host::ListCompanyUsers()) {
-        if (candidate.name == text || (numeric && candidate.userId == id)) {
-            *user = candidate;
-            return true;
-        }
-    }
-    Complain(io, session.Path()) << "no user named \"" << text << "\"\n";
-    return false;
-}
-
-bool FindRole(Session& session, std::string const& text, int* roleId, std::string* name, Io io) {
-    PM::PermissionManager& manager = session.Manager();
-    int id = text.empty() ? PM_ERROR : manager.LookupRole(text.c_str());
-    int number = -1;
-    if (id == PM_ERROR && ParseInt(text, &number) && number >= 0) {
-        std::unique_ptr<PM::RoleDef> role(manager.GetRoleDef(number));
-        if (role != nullptr) {
-            id = number;
-        }
-    }
-    if (id == PM_ERROR) {
-        Complain(io, session.Path()) << "no role named \"" << text << "\"\n";
-        return false;
-    }
-    *roleId = id;
-    if (name != nullptr) {
-        *name = RoleName(session, id);
-    }
-    return true;
-}
-
-bool FindEntitlement(Session& session, std::string const& text, PM::EntitlementDef* def, Io io) {
-    PM::PermissionManager& manager = session.Manager();
-    PM::EntitlementDef found;
-    found.SetId(PM_ERR_NOENT);
-    if (!text.empty() && text.find_first_not_of(' ') != std::string::npos) {
-        found = manager.FindEntitlementDefByName(text.c_str());
-    }
-    int number = -1;
-    if (found.GetId() == PM_ERR_NOENT && ParseInt(text, &number) && number >= 0) {
-        found = manager.FindEntitlementDefById(number);
-        if (found.GetId() != PM_ERR_NOENT && found.IsDynamicEntitlement()) {
-            // By id the library gives the short name; the full one is what
-            // people and the other lookups know.
-            std::vector<PM::EntitlementDef> list;
-            for (PM::EntitlementObject& row : *manager.GetEntitlementCache()) {
-                list.push_back(PM::EntitlementDef(row));
-            }
-            found.SetName(manager.GetFullEntName(&list, &found));
-        }
-    }
-    if (found.GetId() == PM_ERR_NOENT || (found.IsDynamicEntitlement() && !found.IsEnabled())) {
-        Complain(io, session.Path()) << "no entitlement named \"" << text << "\"\n";
-        return false;
-    }
-    *def = found;
-    return true;
-}
-
 bool ParseActions(std::string const& text, long* mask, std::string* error) {
     long result = 0;
     std::istringstream in(text);

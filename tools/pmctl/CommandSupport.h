@@ -1,5 +1,5 @@
 // What pmctl's commands share: opening the file, finding users, roles and
-// entitlements by name or id, reading action words, and printing.
+// entitlements by name or #id, reading action words, and printing.
 #pragma once
 
 #include "Commands.h"
@@ -52,12 +52,26 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
 // "pmctl: FILE: " in front of a message about the file.
 std::ostream& Complain(Io io, std::string const& file);
 
-// Lookups by name or by number. Each writes what it could not find to io.err
-// and returns false.
+// Lookups (NameLookup.cpp) of what people type: a name, compared without
+// regard to ASCII case, or an id written "#N" ("#103"). A name of digits is a
+// name, never an id. Each writes to io.err what it could not find, with the
+// closest name ("did you mean") or, for digits that are an id, the #N form,
+// and returns false; the caller exits 2.
+//
+// Whether text is "#N" with N a decimal number that fits an int; *id gets N.
+// A name of that form can be reached only by its id.
+bool ParseHashId(std::string const& text, int* id);
+// A user by name or #id. An exact name wins over names that differ from it
+// only in case; two of those and no exact one is refused.
 bool FindUser(Session& session, std::string const& text, Host::CompanyUser* user, Io io);
+// A role by name (the library's LookupRole: the first of that name) or #id.
 bool FindRole(Session& session, std::string const& text, int* roleId, std::string* name, Io io);
-// A live entitlement: its name (full name for a bank account) or its id. A
-// removed bank account is not found.
+// A live entitlement by #id or by the full name the library knows it by
+// ("Bank Registers:Checking:Payroll"); *def carries the full name. The last
+// levels of a full name ("Payroll", "Checking:Payroll") are taken when they
+// fit exactly one visible entitlement, with a note on io.err that names it;
+// when they fit several, the message lists them. A removed bank account is
+// not found.
 bool FindEntitlement(Session& session, std::string const& text, PM::EntitlementDef* def, Io io);
 
 // Action words, ','-separated: view, create, modify, delete, print, viewbal,

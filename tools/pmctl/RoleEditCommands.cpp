@@ -84,7 +84,7 @@ bool ReadJsonGrants(std::string const& path, std::vector<Grant>* grants, Io io) 
             StrictJson::Value const* name = row.Find("name");
             Grant grant{"", 0};
             if (id != nullptr && id->is_number_integer()) {
-                grant.named = std::to_string(id->get<long>());
+                grant.named = "#" + std::to_string(id->get<long>());
             } else if (name != nullptr && name->is_string()) {
                 grant.named = name->get<std::string>();
             } else {

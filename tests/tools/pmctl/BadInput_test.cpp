@@ -22,7 +22,8 @@ Case const kCases[] = {
     {"assign F carol Clerk", "no role named \"Clerk\""},
     {"assign F carol 99", "no role named \"99\""},
     {"unassign F carol Admin", "carol does not hold the role Admin"},
-    {"check F carol Invoicez view", "no entitlement named \"Invoicez\""},
+    {"check F carol Invoicez view",
+     "no entitlement named \"Invoicez\" (did you mean \"Invoices\"?)"},
     {"explain F carol 299999", "no entitlement named \"299999\""},
     {"check F carol Invoices viw",
      "unknown action \"viw\" (actions: view, create, modify, delete, print, viewbal, custom, "
@@ -55,9 +56,10 @@ Case const kCases[] = {
     {"roles edit F Sales --grant Bills=view,fly",
      "in \"Bills=view,fly\": unknown action \"fly\" (actions: view, create, modify, delete, "
      "print, viewbal, custom, none, full)"},
-    {"roles edit F Sales --grant Bills=view --grant Billz=view", "no entitlement named \"Billz\""},
-    {"roles edit F Sales --grant Invoices=view --grant 6=none", "Invoices is granted twice"},
-    {"roles edit F Sales --grant 0=view", "\"0\" is the version record, not an entitlement"},
+    {"roles edit F Sales --grant Bills=view --grant Billz=view",
+     "no entitlement named \"Billz\" (did you mean \"Bills\"?)"},
+    {"roles edit F Sales --grant Invoices=view --grant #6=none", "Invoices is granted twice"},
+    {"roles edit F Sales --grant #0=view", "\"#0\" is the version record, not an entitlement"},
     {"roles copy F Sales purchasing", "there is a role named \"purchasing\" already"},
     {"roles copy F Sales xxxxxxxxxxxxxxxxxxxxxxxxxxxxxx",
      "a role name has 1 to 29 characters: \"xxxxxxxxxxxxxxxxxxxxxxxxxxxxxx\""},

@@ -26,7 +26,7 @@ TEST_F(RoleCommandsTest, ShowListsTheVisibleTreeParentsFirstWithTheRolesActions)
     EXPECT_EQ(0, maskOf["Bills"]);
     EXPECT_EQ(0u, maskOf.count("PermissionData")); // invisible
 
-    PMTest::Result text = Pmctl("roles show F 4");
+    PMTest::Result text = Pmctl("roles show F #4");
     ASSERT_EQ(0, text.code) << text.err;
     EXPECT_EQ(0u, text.out.find("Sales (role 4)\n├── Accounting "));
     EXPECT_EQ(json["entitlements"].size() + 1, std::count(text.out.begin(), text.out.end(), '\n'));
@@ -43,7 +43,7 @@ TEST_F(RoleCommandsTest, DeleteTakesTheRoleFromItsUsers) {
 
 TEST_F(RoleCommandsTest, EditSetsTheNamedMasksFromGrantsAndJsonAndSlavesFollowTheirMaster) {
     std::string grants = Scratch("grants.json");
-    std::ofstream(grants) << R"({"Bills": ["view", "print"], "Journal Entries": 63, "9": "none"})";
+    std::ofstream(grants) << R"({"Bills": ["view", "print"], "Journal Entries": 63, "#9": "none"})";
     PMTest::Result edit = Pmctl(
         "roles edit F Sales --grant Estimates=view,create --grant Invoices=view --from-json " +
         grants);
@@ -89,7 +89,7 @@ TEST_F(RoleCommandsTest, CopyMakesANewRoleWithTheSameMasksAndListShowsIt) {
     PMTest::Result copy = Pmctl("roles copy F Sales \"Sales East\"");
     ASSERT_EQ(0, copy.code) << copy.err;
     EXPECT_EQ("copied Sales to Sales East (role 8)\n", copy.out);
-    EXPECT_EQ(Json("roles show F Sales")["entitlements"], Json("roles show F 8")["entitlements"]);
+    EXPECT_EQ(Json("roles show F Sales")["entitlements"], Json("roles show F #8")["entitlements"]);
     std::string names;
     for (nlohmann::json const& role : Json("roles list F")) {
         names +=

@@ -21,7 +21,7 @@ TEST_F(UserCommandsTest, EachStepChangesTheHoldingsAsTold) {
         {
             {"users add F erin", 0,
              "admin:Admin; carol:Sales; dave:Purchasing,Payroll Clerk; erin:"},
-            {"assign F 104 6", 0,
+            {"assign F #104 #6", 0,
              "admin:Admin; carol:Sales; dave:Purchasing,Payroll Clerk; erin:View Only"},
             {"assign F erin \"view only\"", 0,
              "admin:Admin; carol:Sales; dave:Purchasing,Payroll Clerk; erin:View Only"},
@@ -31,7 +31,7 @@ TEST_F(UserCommandsTest, EachStepChangesTheHoldingsAsTold) {
             {"users remove F carol --yes", 0, "admin:Admin; dave:Payroll Clerk; erin:"},
             {"users add F root --admin", 0, "admin:Admin; dave:Payroll Clerk; erin:; root:"},
             {"users remove F admin --yes", 2, "admin:Admin; dave:Payroll Clerk; erin:; root:"},
-            {"assign F root 0", 0, "admin:Admin; dave:Payroll Clerk; erin:; root:Admin"},
+            {"assign F root #0", 0, "admin:Admin; dave:Payroll Clerk; erin:; root:Admin"},
             {"users remove F admin --yes", 0, "dave:Payroll Clerk; erin:; root:Admin"},
         },
         [this] { return Holdings(); });
