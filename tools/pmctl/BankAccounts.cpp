@@ -2,6 +2,7 @@
 #include "BankAccounts.h"
 
 #include "CommandSupport.h"
+#include "Suggest.h"
 
 #include <PM/PermissionManager.h>
 
@@ -53,6 +54,32 @@ std::vector<Account> Accounts(Session& session) {
 
 std::string BankFullName(std::string const& account) {
     return "Bank Registers:" + account;
+}
+
+namespace {
+
+// Whether named starts with "Bank Registers:", compared without ASCII case.
+bool HasHead(std::string const& named) {
+    std::string const head = BankFullName("");
+    return named.size() > head.size() &&
+           std::equal(head.begin(), head.end(), named.begin(), [](char a, char b) {
+               return a == b || (a >= 'A' && a <= 'Z' && b == a - 'A' + 'a') ||
+                      (a >= 'a' && a <= 'z' && b == a - 'a' + 'A');
+           });
+}
+
+} // namespace
+
+std::string AccountPath(std::string const& named) {
+    return HasHead(named) ? named.substr(BankFullName("").size()) : named;
+}
+
+std::string AccountDidYouMean(Session& session, std::string const& named) {
+    std::vector<std::string> names;
+    for (Account const& account : Accounts(session)) {
+        names.push_back(HasHead(named) ? BankFullName(account.path) : account.path);
+    }
+    return DidYouMean(named, names);
 }
 
 } // namespace Pmctl

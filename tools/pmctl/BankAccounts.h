@@ -28,6 +28,12 @@ std::string ShortName(std::string const& path);
 // A bank account's path below "Bank Registers" and the full name the
 // library knows it by.
 std::string BankFullName(std::string const& account);
+// The path of an account named either way: by its full name ("Bank
+// Registers:Checking", "Bank" compared without case) or by its path.
+std::string AccountPath(std::string const& named);
+// " (did you mean ...?)" with the live account closest to named, in the form
+// it was named in (full name or path); "" when none is close.
+std::string AccountDidYouMean(Session& session, std::string const& named);
 
 // A live account by path, its name compared without regard to case, as the
 // library compares names; its def has the full name.

@@ -1,7 +1,8 @@
 // pmctl bank: the entitlements of bank accounts, which the library creates at
 // run time below "Bank Accounts" and knows by full names that start with
-// "Bank Registers". pmctl names an account by its path below that head:
-// "Checking", or "Checking:Payroll" for a sub-account of Checking.
+// "Bank Registers". The bank commands take an account by that full name or by
+// its path below the head: "Checking", or "Checking:Payroll" for a
+// sub-account of Checking.
 #include "BankAccounts.h"
 #include "CommandSupport.h"
 
@@ -55,10 +56,11 @@ bool ParentOf(Session& session, std::string const& path, std::string* parentName
     }
     if (!FindAccount(session, parent, &def)) {
         Complain(io, session.Path())
-            << "no bank account \"" << parent << "\" to hold \"" << ShortName(path) << "\"\n";
+            << "no bank account \"" << parent << "\" to hold \"" << ShortName(path) << "\""
+            << AccountDidYouMean(session, parent) << "\n";
         return false;
     }
-    *parentName = BankFullName(parent);
+    *parentName = def.GetName(); // as stored, whatever the case it was typed in
     return true;
 }
 
@@ -125,14 +127,16 @@ int BankListCommand(FileArgs const& args, Io io) {
         if (args.json) {
             Json list = Json::array();
             for (Account const& account : accounts) {
-                list.push_back(
-                    {{"id", account.id}, {"path", account.path}, {"parent", account.parent}});
+                list.push_back({{"id", account.id},
+                                {"name", BankFullName(account.path)},
+                                {"path", account.path},
+                                {"parent", account.parent}});
             }
             PrintJson(list, io);
             return kExitOk;
         }
         for (Account const& account : accounts) {
-            io.out << account.id << "  " << account.path << "\n";
+            io.out << account.id << "  " << BankFullName(account.path) << "\n";
         }
         if (accounts.empty()) {
             io.out << "no bank accounts\n";
@@ -141,7 +145,8 @@ int BankListCommand(FileArgs const& args, Io io) {
     });
 }
 
-int BankAddCommand(FileArgs const& args, std::string const& path, Io io) {
+int BankAddCommand(FileArgs const& args, std::string const& named, Io io) {
+    std::string const path = AccountPath(named);
     return RunChange(args, io, [&](Session& session, Io io) {
         std::string error;
         if (!CheckPath(path, &error)) {
@@ -179,14 +184,16 @@ int BankAddCommand(FileArgs const& args, std::string const& path, Io io) {
                 << "); nothing was changed. Roles: " << differing << "\n";
             return kExitFailed;
         }
-        io.out << "added the bank account " << path << " (entitlement " << added.GetId()
+        io.out << "added the bank account " << added.GetName() << " (entitlement " << added.GetId()
                << "); each role holds on it what it holds on " << parentName << "\n";
         return kExitOk;
     });
 }
 
-int BankRenameCommand(FileArgs const& args, std::string const& path, std::string const& newPath,
+int BankRenameCommand(FileArgs const& args, std::string const& named, std::string const& newNamed,
                       Io io) {
+    std::string const path = AccountPath(named);
+    std::string const newPath = AccountPath(newNamed);
     return RunChange(args, io, [&](Session& session, Io io) {
         std::string error;
         if (!CheckPath(newPath, &error)) {
@@ -197,7 +204,8 @@ int BankRenameCommand(FileArgs const& args, std::string const& path, std::string
         PM::EntitlementDef account;
         PM::EntitlementDef taken;
         if (!FindAccount(session, path, &account)) {
-            Complain(io, args.file) << "no bank account \"" << path << "\"\n";
+            Complain(io, args.file) << "no bank account \"" << named << "\""
+                                    << AccountDidYouMean(session, named) << "\n";
             return kExitBadInput;
         }
         if (FindAccount(session, newPath, &taken) && taken.GetId() != account.GetId()) {
@@ -240,17 +248,19 @@ int BankRenameCommand(FileArgs const& args, std::string const& path, std::string
                                     << "\" could not be renamed (result " << result << ")\n";
             return kExitFailed;
         }
-        io.out << "renamed the bank account " << path << " to " << newPath << " (entitlement "
-               << account.GetId() << ")\n";
+        io.out << "renamed the bank account " << account.GetName() << " to "
+               << BankFullName(newPath) << " (entitlement " << account.GetId() << ")\n";
         return kExitOk;
     });
 }
 
-int BankRemoveCommand(FileArgs const& args, std::string const& path, Io io) {
+int BankRemoveCommand(FileArgs const& args, std::string const& named, Io io) {
+    std::string const path = AccountPath(named);
     return RunChange(args, io, [&](Session& session, Io io) {
         PM::EntitlementDef account;
         if (!FindAccount(session, path, &account)) {
-            Complain(io, args.file) << "no bank account \"" << path << "\"\n";
+            Complain(io, args.file) << "no bank account \"" << named << "\""
+                                    << AccountDidYouMean(session, named) << "\n";
             return kExitBadInput;
         }
         for (Account const& other : Accounts(session)) {
@@ -266,8 +276,8 @@ int BankRemoveCommand(FileArgs const& args, std::string const& path, Io io) {
                                     << "\" could not be removed (result " << result << ")\n";
             return kExitFailed;
         }
-        io.out << "removed the bank account " << path << "; its entitlement " << account.GetId()
-               << " stays blank and its id is not used again\n";
+        io.out << "removed the bank account " << account.GetName() << "; its entitlement "
+               << account.GetId() << " stays blank and its id is not used again\n";
         return kExitOk;
     });
 }
@@ -296,6 +306,7 @@ bool ReadAccountList(Session& session, std::string const& listFile, std::vector<
         if (line.empty() || line[0] == '#') {
             continue;
         }
+        line = AccountPath(line);
         std::string where = listFile + ":" + std::to_string(number) + ": ";
         std::string error;
         PM::EntitlementDef existing;
@@ -317,7 +328,7 @@ bool ReadAccountList(Session& session, std::string const& listFile, std::vector<
         if (!parent.empty() && listed.count(Folded(parent)) == 0 &&
             !FindAccount(session, parent, &existing)) {
             io.err << "pmctl: " << where << "no bank account \"" << parent << "\" to hold \""
-                   << ShortName(line) << "\"\n";
+                   << ShortName(line) << "\"" << AccountDidYouMean(session, parent) << "\n";
             return false;
         }
         listed[Folded(line)] = number;

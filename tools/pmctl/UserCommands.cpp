@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <iomanip>
+#include <memory>
+#include <strings.h>
 
 namespace Pmctl {
 
@@ -59,15 +61,42 @@ int UsersListCommand(FileArgs const& args, Io io) {
 }
 
 int UsersAddCommand(FileArgs const& args, std::string const& name, bool isAdmin, Io io) {
-    return RunChange(args, io, [&](Session&, Io io) {
+    return RunChange(args, io, [&](Session& session, Io io) {
         std::string error;
         if (!CheckName("user name", name, &error)) {
             Complain(io, args.file) << error << "\n";
             return kExitBadInput;
         }
-        if (Host::FindCompanyUser(name) != -1) {
-            Complain(io, args.file) << "there is a user named \"" << name << "\" already\n";
+        int number = -1;
+        if (ParseHashId(name, &number)) {
+            Complain(io, args.file)
+                << "a user name cannot be \"" << name << "\": #N names the user whose id is N\n";
             return kExitBadInput;
+        }
+        for (Host::CompanyUser const& user : Host::ListCompanyUsers()) {
+            if (strcasecmp(user.name.c_str(), name.c_str()) == 0) {
+                Complain(io, args.file)
+                    << "there is a user named \"" << user.name << "\" already"
+                    << (user.name == name ? ""
+                                          : " (user names are compared without regard to case)")
+                    << "\n";
+                return kExitBadInput;
+            }
+        }
+        // An administrator of the company file who holds no role may do
+        // nothing that the permission manager decides: --admin gives Admin.
+        PM::PermissionManager& manager = session.Manager();
+        int adminRole = -1;
+        for (PM::RoleObject const& role : *manager.GetRoleCache()) {
+            std::unique_ptr<PM::RoleDef> def(manager.GetRoleDef(role.GetId()));
+            if (adminRole < 0 && def != nullptr && def->isRoleAdmin()) {
+                adminRole = role.GetId();
+            }
+        }
+        if (isAdmin && adminRole < 0) {
+            Complain(io, args.file)
+                << "there is no Admin role to give \"" << name << "\"; nothing was changed\n";
+            return kExitFailed;
         }
         std::string why;
         int userId = Host::AddCompanyUser(name, isAdmin, &why);
@@ -75,8 +104,16 @@ int UsersAddCommand(FileArgs const& args, std::string const& name, bool isAdmin,
             Complain(io, args.file) << "cannot add the user \"" << name << "\": " << why << "\n";
             return kExitFailed;
         }
+        int result = isAdmin ? manager.SetRoleForUser(userId, adminRole) : PM_OK;
+        if (result != PM_OK) {
+            Complain(io, args.file)
+                << "cannot give " << name << " the role " << RoleName(session, adminRole)
+                << " (result " << result << "); nothing was changed\n";
+            return kExitFailed;
+        }
         io.out << "added user " << name << " (id " << userId << (isAdmin ? ", administrator" : "")
-               << "); the user holds no role yet\n";
+               << "); the user holds "
+               << (isAdmin ? RoleName(session, adminRole) : std::string("no role yet")) << "\n";
         return kExitOk;
     });
 }

@@ -52,7 +52,7 @@ TEST_F(CommandLineTest, EachOptionReachesItsCommand) {
     EXPECT_EQ(kExitBadInput, Pmctl("--log " + m_Dir + "/none/pm.log info F").code);
 
     std::string const before = PMTest::ReadBytes(m_File);
-    EXPECT_EQ("added user erin (id 104, administrator); the user holds no role yet\n(dry run: "
+    EXPECT_EQ("added user erin (id 104, administrator); the user holds Admin\n(dry run: "
               "nothing was written to " +
                   m_File + ")\n",
               Pmctl("users add F erin --admin --dry-run").out);

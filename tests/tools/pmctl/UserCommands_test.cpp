@@ -29,10 +29,9 @@ TEST_F(UserCommandsTest, EachStepChangesTheHoldingsAsTold) {
              "admin:Admin; carol:Sales; dave:Payroll Clerk; erin:View Only"},
             {"unassign F erin", 0, "admin:Admin; carol:Sales; dave:Payroll Clerk; erin:"},
             {"users remove F carol --yes", 0, "admin:Admin; dave:Payroll Clerk; erin:"},
-            {"users add F root --admin", 0, "admin:Admin; dave:Payroll Clerk; erin:; root:"},
-            {"users remove F admin --yes", 2, "admin:Admin; dave:Payroll Clerk; erin:; root:"},
+            {"users add F root --admin", 0, "admin:Admin; dave:Payroll Clerk; erin:; root:Admin"},
             {"assign F root #0", 0, "admin:Admin; dave:Payroll Clerk; erin:; root:Admin"},
-            {"users remove F admin --yes", 0, "dave:Payroll Clerk; erin:; root:Admin"},
+            {"users remove F ADMIN --yes", 0, "dave:Payroll Clerk; erin:; root:Admin"},
         },
         [this] { return Holdings(); });
 }
