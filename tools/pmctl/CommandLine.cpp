@@ -96,6 +96,12 @@ bool Confirmed(FileOptions const& options, std::string const& question, Prompt c
     return false;
 }
 
+// How names are given (FindEntitlement, AccountPath).
+char const kEntitlementHelp[] =
+    "full name (Invoices, Bank Registers:Checking), a unique last part of one (Checking), or #id";
+char const kAccountHelp[] =
+    "full name (Bank Registers:Checking:Payroll) or path below Bank Registers (Checking:Payroll)";
+
 } // namespace
 
 int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& prompt) {
@@ -164,7 +170,7 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
         on(FileCommand(*users, "add", "add a user", usersAdd, Kind::kChange),
            [&] { return UsersAddCommand(usersAdd.file, newUser, newAdmin, io); });
     usersAddCommand->add_option("NAME", newUser, "the user's name")->required();
-    usersAddCommand->add_flag("--admin", newAdmin, "the user is an administrator");
+    usersAddCommand->add_flag("--admin", newAdmin, "an administrator, holding the Admin role");
     FileOptions usersRemove;
     std::string removedUser;
     CLI::App* usersRemoveCommand =
@@ -176,7 +182,7 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
                    return "Remove the user " + removedUser + " from " + usersRemove.file.file + "?";
                },
                [&] { return UsersRemoveCommand(usersRemove.file, removedUser, io); }));
-    usersRemoveCommand->add_option("USER", removedUser, "name or id")->required();
+    usersRemoveCommand->add_option("USER", removedUser, "name or #id")->required();
     usersRemoveCommand->add_flag("--force", usersRemove.file.force,
                                  "also the last holder of Admin");
 
@@ -187,7 +193,7 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
     on(FileCommand(*roles, "show", "a role's entitlement tree with its actions", rolesShow,
                    Kind::kRead),
        [&] { return RolesShowCommand(rolesShow.file, shownRole, io); })
-        ->add_option("ROLE", shownRole, "name or id")
+        ->add_option("ROLE", shownRole, "name or #id")
         ->required();
     FileOptions rolesDelete;
     std::string deletedRole;
@@ -199,7 +205,7 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
                    return "Delete the role " + deletedRole + " from " + rolesDelete.file.file + "?";
                },
                [&] { return RolesDeleteCommand(rolesDelete.file, deletedRole, io); }));
-    rolesDeleteCommand->add_option("ROLE", deletedRole, "name or id")->required();
+    rolesDeleteCommand->add_option("ROLE", deletedRole, "name or #id")->required();
     rolesDeleteCommand->add_flag("--force", rolesDelete.file.force,
                                  "also Admin or External Accountant");
     FileOptions rolesList;
@@ -214,7 +220,7 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
     CLI::App* rolesEditCommand =
         on(FileCommand(*roles, "edit", "set a role's actions", rolesEdit, Kind::kChange),
            [&] { return RolesEditCommand(rolesEdit.file, editedRole, grants, grantsFile, io); });
-    rolesEditCommand->add_option("ROLE", editedRole, "name or id")->required();
+    rolesEditCommand->add_option("ROLE", editedRole, "name or #id")->required();
     rolesEditCommand->add_option("--grant", grants, "ENTITLEMENT=view,create,... (repeatable)")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
@@ -225,7 +231,7 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
         on(FileCommand(*roles, "copy", "a new role with another role's actions", rolesCopy,
                        Kind::kChange),
            [&] { return RolesCopyCommand(rolesCopy.file, copiedRole, copyName, io); });
-    rolesCopyCommand->add_option("SOURCE", copiedRole, "name or id")->required();
+    rolesCopyCommand->add_option("SOURCE", copiedRole, "name or #id")->required();
     rolesCopyCommand->add_option("NEW", copyName, "the new role's name")->required();
 
     CLI::App* bank = app.add_subcommand("bank", "bank accounts' entitlements");
@@ -238,7 +244,7 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
     on(FileCommand(*bank, "add", "add an account; each role gets its rights on the parent", bankAdd,
                    Kind::kChange),
        [&] { return BankAddCommand(bankAdd.file, addedAccount, io); })
-        ->add_option("ACCOUNT", addedAccount, "its path: NAME, or PARENT:NAME")
+        ->add_option("ACCOUNT", addedAccount, kAccountHelp)
         ->required();
     FileOptions bankRename;
     std::string renamedAccount, newAccount;
@@ -246,8 +252,8 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
         on(FileCommand(*bank, "rename", "rename an account or move it below another", bankRename,
                        Kind::kChange),
            [&] { return BankRenameCommand(bankRename.file, renamedAccount, newAccount, io); });
-    bankRenameCommand->add_option("ACCOUNT", renamedAccount, "its path")->required();
-    bankRenameCommand->add_option("NEW", newAccount, "the new path")->required();
+    bankRenameCommand->add_option("ACCOUNT", renamedAccount, kAccountHelp)->required();
+    bankRenameCommand->add_option("NEW", newAccount, "the new full name or path")->required();
     FileOptions bankRemove;
     std::string removedAccount;
     on(FileCommand(*bank, "remove", "blank an account out; its id is not used again", bankRemove,
@@ -259,7 +265,7 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
                       bankRemove.file.file + "?";
            },
            [&] { return BankRemoveCommand(bankRemove.file, removedAccount, io); }))
-        ->add_option("ACCOUNT", removedAccount, "its path")
+        ->add_option("ACCOUNT", removedAccount, kAccountHelp)
         ->required();
     FileOptions bankImport;
     std::string accountList;
@@ -268,7 +274,9 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
         on(FileCommand(*bank, "import", "add many accounts from a file, one path a line",
                        bankImport, Kind::kChange),
            [&] { return BankImportCommand(bankImport.file, accountList, progress, io); });
-    bankImportCommand->add_option("LIST", accountList, "the file of account paths")->required();
+    bankImportCommand
+        ->add_option("LIST", accountList, "the file of accounts, one full name or path a line")
+        ->required();
     bankImportCommand->add_flag("--progress", progress, "draw a progress bar on standard error");
 
     FileOptions verify;
@@ -301,15 +309,15 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
     CLI::App* assignCommand =
         on(FileCommand(app, "assign", "give a user a role", assign, Kind::kChange),
            [&] { return AssignCommand(assign.file, assignedUser, assignedRole, io); });
-    assignCommand->add_option("USER", assignedUser, "name or id")->required();
-    assignCommand->add_option("ROLE", assignedRole, "name or id")->required();
+    assignCommand->add_option("USER", assignedUser, "name or #id")->required();
+    assignCommand->add_option("ROLE", assignedRole, "name or #id")->required();
     FileOptions unassign;
     std::string unassignedUser, unassignedRole;
     CLI::App* unassignCommand = on(
         FileCommand(app, "unassign", "take one role, or all, from a user", unassign, Kind::kChange),
         [&] { return UnassignCommand(unassign.file, unassignedUser, unassignedRole, io); });
-    unassignCommand->add_option("USER", unassignedUser, "name or id")->required();
-    unassignCommand->add_option("ROLE", unassignedRole, "name or id (default: every role)");
+    unassignCommand->add_option("USER", unassignedUser, "name or #id")->required();
+    unassignCommand->add_option("ROLE", unassignedRole, "name or #id (default: every role)");
     unassignCommand->add_flag("--force", unassign.file.force, "also from the last holder of Admin");
 
     FileOptions check;
@@ -320,8 +328,8 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
                return CheckCommand(check.file, checkedUser, checkedEntitlement, checkedAction,
                                    application, io);
            });
-    checkCommand->add_option("USER", checkedUser, "name or id")->required();
-    checkCommand->add_option("ENTITLEMENT", checkedEntitlement, "name or id")->required();
+    checkCommand->add_option("USER", checkedUser, "name or #id")->required();
+    checkCommand->add_option("ENTITLEMENT", checkedEntitlement, kEntitlementHelp)->required();
     checkCommand
         ->add_option("ACTION", checkedAction,
                      "view, create, modify, delete, print, viewbal or custom")
@@ -332,8 +340,8 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
     CLI::App* explainCommand =
         on(FileCommand(app, "explain", "which roles grant the user what", explain, Kind::kRead),
            [&] { return ExplainCommand(explain.file, explainedUser, explainedEntitlement, io); });
-    explainCommand->add_option("USER", explainedUser, "name or id")->required();
-    explainCommand->add_option("ENTITLEMENT", explainedEntitlement, "name or id")->required();
+    explainCommand->add_option("USER", explainedUser, "name or #id")->required();
+    explainCommand->add_option("ENTITLEMENT", explainedEntitlement, kEntitlementHelp)->required();
 
     std::vector<std::string> reversed(args.rbegin(), args.rend() - (args.empty() ? 0 : 1));
     try {

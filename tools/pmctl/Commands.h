@@ -55,8 +55,13 @@ int ResetCommand(FileArgs const& args, Io io);
 // permission data to that catalogue's version.
 int UpgradeCommand(FileArgs const& args, Io io);
 
-// users list | add | remove. Users are named by name or user id.
+// users list | add | remove. Users, roles and entitlements are named by name,
+// compared without regard to case, or by id written "#N" ("#103"); a name of
+// digits is a name (FindUser, FindRole, FindEntitlement in CommandSupport.h).
 int UsersListCommand(FileArgs const& args, Io io);
+// add refuses a name taken by another user apart from case, and a name of the
+// form #N. isAdmin makes the user an administrator of the company file and
+// gives the user the Admin role, in the same change. Prints the name and id.
 int UsersAddCommand(FileArgs const& args, std::string const& name, bool isAdmin, Io io);
 int UsersRemoveCommand(FileArgs const& args, std::string const& user, Io io);
 // assign gives a user a role; unassign takes one role, or with an empty role
@@ -72,11 +77,16 @@ int CheckCommand(FileArgs const& args, std::string const& user, std::string cons
 int ExplainCommand(FileArgs const& args, std::string const& user, std::string const& entitlement,
                    Io io);
 
-// roles delete. Roles are named by name or role id.
+// roles delete. Roles are named by name or #id.
 int RolesDeleteCommand(FileArgs const& args, std::string const& role, Io io);
 // roles show: the role's entitlement tree with its actions.
 int RolesShowCommand(FileArgs const& args, std::string const& role, Io io);
-// roles list: the visible roles, with all also the invisible ones.
+// roles list: the visible roles, with all also the invisible ones. A role is
+// noted "full-access" (JSON "fullAccess") only when it holds the six
+// standard actions on every visible entitlement. JSON "allTransactionsReports"
+// is the library's own full-access flag: the role holds some action on one of
+// the reports of every transaction (Find All Transactions, the Accountant &
+// Taxes, Company & Financial and Custom Transaction reports).
 int RolesListCommand(FileArgs const& args, bool all, Io io);
 // roles edit: sets the role's actions on the named entitlements, from grants
 // ("ENTITLEMENT=view,create") and from a JSON file (empty: none). The
@@ -87,9 +97,12 @@ int RolesEditCommand(FileArgs const& args, std::string const& role,
 int RolesCopyCommand(FileArgs const& args, std::string const& source, std::string const& name,
                      Io io);
 
-// Bank accounts: entitlements below "Bank Accounts", named by their path
-// below "Bank Registers" ("Checking", "Checking:Payroll"), compared without
-// case. Each role holds on a new account what it holds on the parent.
+// Bank accounts: entitlements below "Bank Accounts". list prints each by the
+// full name that check and the other commands take ("Bank Registers:Checking");
+// add, rename, remove and import take that full name or the path below "Bank
+// Registers" ("Checking", "Checking:Payroll"), compared without case, and
+// print the full name and the entitlement id. Each role holds on a new account
+// what it holds on the parent.
 int BankListCommand(FileArgs const& args, Io io);
 int BankAddCommand(FileArgs const& args, std::string const& account, Io io);
 int BankRenameCommand(FileArgs const& args, std::string const& account,

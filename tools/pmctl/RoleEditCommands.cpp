@@ -118,6 +118,19 @@ int RolesListCommand(FileArgs const& args, bool all, Io io) {
             std::unique_ptr<std::vector<int>> ids(manager.GetUsersUsingRole(roleId));
             return ids == nullptr ? 0 : static_cast<int>(ids->size());
         };
+        // Full access as a reader takes it: the six actions on every visible
+        // entitlement. The library's own full-access flag says less (some
+        // action on one of the reports of every transaction); JSON gives it
+        // under that meaning.
+        auto fullAccess = [&](int roleId) {
+            std::unique_ptr<std::vector<PM::EntitlementDef>> rows(
+                manager.GetSortedEntitlements(roleId));
+            bool every = rows != nullptr && !rows->empty();
+            for (std::size_t i = 0; every && i < rows->size(); ++i) {
+                every = (*rows)[i].IsActionFull();
+            }
+            return every;
+        };
         if (args.json) {
             Json list = Json::array();
             for (PM::RoleDef const& role : *roles) {
@@ -125,7 +138,8 @@ int RolesListCommand(FileArgs const& args, bool all, Io io) {
                                 {"name", std::string(role.GetName())},
                                 {"description", std::string(role.GetDescription())},
                                 {"visible", role.GetVisible()},
-                                {"fullAccess", role.GetIsFullAccess()},
+                                {"fullAccess", fullAccess(role.GetId())},
+                                {"allTransactionsReports", role.GetIsFullAccess()},
                                 {"connected", role.GetIsConnectedRole()},
                                 {"users", users(role.GetId())}});
             }
@@ -137,11 +151,12 @@ int RolesListCommand(FileArgs const& args, bool all, Io io) {
                << "notes\n";
         for (PM::RoleDef const& role : *roles) {
             std::string notes;
-            notes += role.GetVisible() ? "" : "invisible ";
-            notes += role.GetIsFullAccess() ? "full-access " : "";
-            notes += role.GetIsConnectedRole() ? "connected " : "";
+            notes += role.GetVisible() ? "" : " invisible";
+            notes += fullAccess(role.GetId()) ? " full-access" : "";
+            notes += role.GetIsConnectedRole() ? " connected" : "";
             io.out << std::setw(5) << role.GetId() << std::setw(31) << role.GetName()
-                   << std::setw(7) << users(role.GetId()) << notes << "\n";
+                   << std::setw(7) << users(role.GetId()) << notes.substr(notes.empty() ? 0 : 1)
+                   << "\n";
         }
         return kExitOk;
     });
