@@ -214,9 +214,14 @@ bool FindEntitlement(Session& session, std::string const& text, PM::EntitlementD
         return true;
     }
     if (matches.size() > 1) {
+        // Ten are enough to show how to tell them apart.
+        std::size_t const shown = std::min<std::size_t>(matches.size(), 10);
         std::string list;
-        for (TreeRow const* match : matches) {
-            list += (list.empty() ? "" : ", ") + match->fullName;
+        for (std::size_t i = 0; i < shown; ++i) {
+            list += (list.empty() ? "" : ", ") + matches[i]->fullName;
+        }
+        if (shown < matches.size()) {
+            list += " and " + std::to_string(matches.size() - shown) + " more";
         }
         Complain(io, session.Path())
             << "\"" << text << "\" names more than one entitlement: " << list
