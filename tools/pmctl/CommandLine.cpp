@@ -336,12 +336,40 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
         ->required();
     checkCommand->add_option("--as", application, "while this integrated application acts");
     FileOptions explain;
-    std::string explainedUser, explainedEntitlement;
-    CLI::App* explainCommand =
-        on(FileCommand(app, "explain", "which roles grant the user what", explain, Kind::kRead),
-           [&] { return ExplainCommand(explain.file, explainedUser, explainedEntitlement, io); });
+    std::string explainedUser, explainedEntitlement, explainedAction, explainedApplication;
+    CLI::App* explainCommand = on(
+        FileCommand(app, "explain", "which roles grant the user what, and which would grant more",
+                    explain, Kind::kRead),
+        [&] {
+            return ExplainCommand(explain.file, explainedUser, explainedEntitlement,
+                                  explainedAction, explainedApplication, io);
+        });
     explainCommand->add_option("USER", explainedUser, "name or #id")->required();
     explainCommand->add_option("ENTITLEMENT", explainedEntitlement, kEntitlementHelp)->required();
+    explainCommand->add_option("ACTION", explainedAction, "the one action to explain");
+    explainCommand->add_option("--as", explainedApplication,
+                               "while this integrated application acts");
+
+    FileOptions whoCan;
+    std::string whoCanEntitlement, whoCanAction;
+    CLI::App* whoCanCommand =
+        on(FileCommand(app, "who-can",
+                       "each user who may act on an entitlement, and through "
+                       "which roles",
+                       whoCan, Kind::kRead),
+           [&] { return WhoCanCommand(whoCan.file, whoCanEntitlement, whoCanAction, io); });
+    whoCanCommand->add_option("ENTITLEMENT", whoCanEntitlement, kEntitlementHelp)->required();
+    whoCanCommand->add_option("ACTION", whoCanAction,
+                              "view, create, modify, delete, print, viewbal or custom (default: "
+                              "any of them)");
+    FileOptions rights;
+    std::string rightsUser, rightsApplication;
+    CLI::App* rightsCommand =
+        on(FileCommand(app, "rights", "what the user may do, as the entitlement tree", rights,
+                       Kind::kRead),
+           [&] { return RightsCommand(rights.file, rightsUser, rightsApplication, io); });
+    rightsCommand->add_option("USER", rightsUser, "name or #id")->required();
+    rightsCommand->add_option("--as", rightsApplication, "while this integrated application acts");
 
     std::vector<std::string> reversed(args.rbegin(), args.rend() - (args.empty() ? 0 : 1));
     try {

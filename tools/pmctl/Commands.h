@@ -73,9 +73,26 @@ int UnassignCommand(FileArgs const& args, std::string const& user, std::string c
 // named integrated application acts? Prints allowed or denied; 0 or 1.
 int CheckCommand(FileArgs const& args, std::string const& user, std::string const& entitlement,
                  std::string const& action, std::string const& application, Io io);
-// explain: which of the user's roles grant which actions on the entitlement.
+// explain: which of the user's roles grant which actions on the entitlement;
+// then, for what the library denies (the action given, or else every action
+// some role grants there), the roles that grant it and whether the user holds
+// them. With an application, the library answers while it acts, from its
+// role alone. 0 once explained, allowed or not.
 int ExplainCommand(FileArgs const& args, std::string const& user, std::string const& entitlement,
-                   Io io);
+                   std::string const& action, std::string const& application, Io io);
+
+// Reverse lookups, answered by the library's decision for each user (EstablishUser,
+// then IsAccessAllowed), with the roles that grant it as the explanation.
+// who-can: each user who may do the action on the entitlement (empty action:
+// anything at all, custom included), the user's actions there and the roles
+// through which. 0 once answered, nobody included.
+int WhoCanCommand(FileArgs const& args, std::string const& entitlement, std::string const& action,
+                  Io io);
+// rights: the entitlement tree with the actions the user may do on each row
+// ("-": none); with an application, those it may do while it acts for the
+// user (its role's).
+int RightsCommand(FileArgs const& args, std::string const& user, std::string const& application,
+                  Io io);
 
 // roles delete. Roles are named by name or #id.
 int RolesDeleteCommand(FileArgs const& args, std::string const& role, Io io);

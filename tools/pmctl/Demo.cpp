@@ -127,7 +127,7 @@ void CommandTour(std::string const& path, std::string const& catalogue, std::ost
         [&](Io io) { return CheckCommand(file, "erin", "Invoices", "delete", "", io); }, out);
     Show(
         "explain " + f + " dave \"Pay Employees\"",
-        [&](Io io) { return ExplainCommand(file, "dave", "Pay Employees", io); }, out);
+        [&](Io io) { return ExplainCommand(file, "dave", "Pay Employees", "", "", io); }, out);
     Show(
         "unassign " + f + " dave Purchasing",
         [&](Io io) { return UnassignCommand(file, "dave", "Purchasing", io); }, out);

@@ -1,11 +1,13 @@
 // The entitlement tree of a role, with the depth of each row.
 #include "EntitlementTree.h"
 
+#include "Actions.h"
 #include "BankAccounts.h"
 
 #include <PM/Constants.h>
 #include <PM/PermissionManager.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 
@@ -63,6 +65,19 @@ std::vector<std::string> TreePrefixes(std::vector<TreeRow> const& rows) {
         prefixes.push_back(prefix);
     }
     return prefixes;
+}
+
+void PrintTree(std::vector<TreeRow> const& rows, std::ostream& out) {
+    std::vector<std::string> prefixes = TreePrefixes(rows);
+    std::size_t width = 0;
+    for (TreeRow const& row : rows) {
+        width = std::max(width, 4 * static_cast<std::size_t>(row.depth + 1) + row.name.size());
+    }
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        std::size_t shown = 4 * static_cast<std::size_t>(rows[i].depth + 1) + rows[i].name.size();
+        out << prefixes[i] << rows[i].name << std::string(width + 2 - shown, ' ')
+            << (rows[i].mask == 0 ? "-" : DescribeGrant(rows[i].mask)) << "\n";
+    }
 }
 
 } // namespace Pmctl

@@ -3,6 +3,7 @@
 
 #include "Session.h"
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -25,5 +26,9 @@ bool RoleTree(Session& session, int roleId, std::vector<TreeRow>* rows);
 
 // The drawing in front of each row's name ("│   ├── "): 4 columns a level.
 std::vector<std::string> TreePrefixes(std::vector<TreeRow> const& rows);
+
+// The rows as a tree, one a line: the drawing, the name, and in one column
+// the row's actions ("full", "view,print") or "-" for none.
+void PrintTree(std::vector<TreeRow> const& rows, std::ostream& out);
 
 } // namespace Pmctl
