@@ -1,7 +1,7 @@
 // The matrix page of a file with 5,000 bank accounts, opened in headless
 // Chromium after its script ran: the first screen shows the headings with the
 // accounts collapsed, the filter narrows the rows, the toggles open a heading
-// and its accounts, and a role column can be hidden.
+// and its accounts (500 at a time), and a role column can be hidden.
 #include "support/PmctlTesting.h"
 
 #include <cstdio>
@@ -83,6 +83,9 @@ addEventListener('load', function () {
   var accounts = d.querySelectorAll('#rows tr.a');
   r.push('opened: ' + d.querySelectorAll('#rows tr.i').length + ' items, ' + accounts.length +
          ' accounts, the first ' + accounts[0].textContent.split('full')[0]);
+  d.querySelector('tr.m button').click();
+  r.push('then ' + d.querySelectorAll('#rows tr.a').length + ' accounts and ' +
+         d.querySelector('tr.m').textContent);
   d.querySelector('button.x[data-c="0"]').click();
   r.push('columns shown: ' + Array.prototype.filter.call(d.querySelectorAll('thead th'),
          function (th) { return th.offsetWidth > 0; }).length);
@@ -139,7 +142,8 @@ TEST_F(MatrixPageBrowserTest, OpensOnItsHeadingsWithTheAccountsCollapsedAndTheFi
               "g|Bank accounts 2\n"
               "a|Bank Registers:Client 0018\n"
               "a|Bank Registers:Client 0018:Trust\n"
-              "opened: 11 items, 5000 accounts, the first Bank Registers:Client 0001\n"
+              "opened: 11 items, 500 accounts, the first Bank Registers:Client 0001\n"
+              "then 1000 accounts and show 500 more of 4,000 not shown\n"
               "columns shown: 8",
               Report(dom));
 }

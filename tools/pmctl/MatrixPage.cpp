@@ -58,11 +58,14 @@ code { color: #222; }
 table { border-collapse: collapse; }
 th, td { border: 1px solid #ddd; padding: 2px 8px; white-space: nowrap; }
 thead th { position: sticky; top: 0; z-index: 1; background: #f4f4f4; vertical-align: bottom; }
+thead th + th { white-space: normal; min-width: 5em; max-width: 8em; }
 thead .u { font-weight: normal; font-size: 11px; color: #666; white-space: normal; }
 tbody th { position: sticky; left: 0; background: #fff; text-align: left; font-weight: normal; }
 tr.h th { font-weight: bold; background: #fafafa; }
 tr.c th { color: #888; }
 tr.g th { font-style: italic; padding-left: 26px; }
+tr.m th { padding-left: 44px; color: #555; }
+tr.m button { width: auto; color: #06c; text-decoration: underline; cursor: pointer; }
 tbody button { border: 0; background: none; padding: 0; width: 1.3em; font: inherit; }
 button.x { border: 0; background: none; padding: 0 0 0 4px; color: #999; cursor: pointer; }
 td { text-align: center; font-family: ui-monospace, monospace; }
@@ -72,11 +75,13 @@ td { text-align: center; font-family: ui-monospace, monospace; }
 )";
 
 // Rows are [depth, account (0/1), name, mask set]; a mask set is one mask per
-// role. Each heading (depth 0) keeps the items and the bank accounts below it.
+// role. Each heading (depth 0) keeps the items and the bank accounts below it;
+// an open group of accounts shows 500 at a time, which the browser lays out
+// in a blink, and the filter finds any one of them.
 char const kScript[] = R"(
 (function () {
   var data = JSON.parse(document.getElementById('data').textContent);
-  var rows = data.rows, letters = 'VCMDPBX', full = 63, custom = 64;
+  var rows = data.rows, letters = 'VCMDPBX', full = 63, custom = 64, step = 500;
   var body = document.getElementById('rows'), box = document.getElementById('filter');
   var shown = document.getElementById('shown'), hider = document.getElementById('hidden');
   function num(n) { return n.toLocaleString('en-US'); }
@@ -97,7 +102,7 @@ char const kScript[] = R"(
     stack.length = r[0];
     parent[i] = r[0] ? stack[r[0] - 1] : -1;
     stack.push(i);
-    if (!r[0]) heads.push({row: i, items: [], accounts: [], open: false, group: false});
+    if (!r[0]) heads.push({row: i, items: [], accounts: [], open: false, group: false, limit: step});
     else heads[heads.length - 1][r[1] ? 'accounts' : 'items'].push(i);
   });
   function match(i, q) {
@@ -137,7 +142,14 @@ char const kScript[] = R"(
       out.push('<tr class="g" data-g="' + k + '"><th>' + (q ? '' : toggle(group)) +
         'Bank accounts <small>' + num(accounts.length) + '</small></th>' + blank +
         '</tr>');
-      if (group) accounts.forEach(function (i) { out.push(row(i, 'a', 26 + 18 * rows[i][0])); });
+      if (!group) return;
+      accounts.slice(0, h.limit).forEach(function (i) {
+        out.push(row(i, 'a', 26 + 18 * rows[i][0]));
+      });
+      var rest = accounts.length - h.limit;
+      if (rest > 0) out.push('<tr class="m" data-m="' + k + '"><th><button>show ' +
+        num(Math.min(rest, step)) + ' more</button> of ' + num(rest) + ' not shown</th>' +
+        blank + '</tr>');
     });
     body.innerHTML = out.join('');
     var all = num(rows.length);
@@ -146,8 +158,10 @@ char const kScript[] = R"(
   }
   body.addEventListener('click', function (e) {
     var tr = e.target.closest('tr');
-    if (!tr || box.value.trim()) return;
-    if (tr.dataset.h) heads[tr.dataset.h].open = !heads[tr.dataset.h].open;
+    if (!tr) return;
+    if (tr.dataset.m) heads[tr.dataset.m].limit += step;
+    else if (box.value.trim()) return;
+    else if (tr.dataset.h) heads[tr.dataset.h].open = !heads[tr.dataset.h].open;
     else if (tr.dataset.g) heads[tr.dataset.g].group = !heads[tr.dataset.g].group;
     else return;
     draw();
