@@ -18,6 +18,9 @@ packages=(
   clang-format
   clang
   libclang-rt-14-dev
+  # the matrix page's browser test and its screenshot in docs/
+  chromium
+  fonts-dejavu-core
 )
 
 missing=()

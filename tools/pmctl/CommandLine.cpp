@@ -297,11 +297,11 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
     std::string html, csv;
     bool allColumns = false;
     CLI::App* matrixCommand =
-        on(FileCommand(app, "matrix", "roles against entitlements, as HTML or CSV", matrix,
-                       Kind::kRead),
+        on(FileCommand(app, "matrix", "roles against entitlements, as a web page, CSV or JSON",
+                       matrix, Kind::kRead),
            [&] { return MatrixCommand(matrix.file, html, csv, allColumns, io); });
-    matrixCommand->add_option("--html", html, "write a web page here");
-    matrixCommand->add_option("--csv", csv, "write CSV here");
+    matrixCommand->add_option("--html", html, "write a web page here (- for standard output)");
+    matrixCommand->add_option("--csv", csv, "write CSV here (- for standard output)");
     matrixCommand->add_flag("--all", allColumns, "a column for the invisible roles too");
 
     FileOptions assign;

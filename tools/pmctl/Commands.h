@@ -139,8 +139,10 @@ int BankImportCommand(FileArgs const& args, std::string const& listFile, bool pr
 int VerifyCommand(FileArgs const& args, bool repair, bool verbose, Io io);
 
 // matrix: roles against entitlements, each cell the role's actions, as a
-// self-contained HTML page and/or CSV (an empty path: not written). With all
-// the invisible roles get a column too.
+// self-contained HTML page and/or CSV (an empty path: not written; "-":
+// standard output) and, with args.json, as JSON on io.out. When io.out holds
+// a document, what was written is said on io.err. With all the invisible
+// roles get a column too.
 int MatrixCommand(FileArgs const& args, std::string const& htmlPath, std::string const& csvPath,
                   bool all, Io io);
 

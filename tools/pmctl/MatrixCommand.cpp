@@ -1,109 +1,42 @@
-// pmctl matrix: every role against every visible entitlement, as a page a
-// person reads at a glance and as CSV for a spreadsheet.
+// pmctl matrix: every role against every visible entitlement, gathered once
+// and written as a page a person reads (MatrixPage.cpp), as CSV for a
+// spreadsheet and as JSON for scripts.
+#include "Matrix.h"
+
 #include "Actions.h"
 #include "CommandSupport.h"
-#include "EntitlementTree.h"
 
-#include <PM/ActionMask.h>
 #include <PM/PermissionManager.h>
 
+#include <host/users/CompanyUsers.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
 #include <map>
+#include <memory>
 #include <sstream>
 
 namespace Pmctl {
 
+char const kMatrixLetters[] = "VCMDPBX";
+
 namespace {
 
-struct Column {
-    int id;
-    std::string name;
-    std::map<int, long> masks;
-};
-
-std::string Escape(std::string const& text) {
-    std::string escaped;
-    for (char c : text) {
-        switch (c) {
-        case '&':
-            escaped += "&amp;";
-            break;
-        case '<':
-            escaped += "&lt;";
-            break;
-        case '>':
-            escaped += "&gt;";
-            break;
-        case '"':
-            escaped += "&quot;";
-            break;
-        default:
-            escaped += c;
-        }
+// Now, or the time SOURCE_DATE_EPOCH names (seconds since 1970).
+std::string WrittenAt() {
+    std::time_t now = std::time(nullptr);
+    char const* fixed = std::getenv("SOURCE_DATE_EPOCH");
+    char* end = nullptr;
+    if (fixed != nullptr && *fixed != '\0') {
+        long long seconds = std::strtoll(fixed, &end, 10);
+        now = *end == '\0' && seconds >= 0 ? static_cast<std::time_t>(seconds) : now;
     }
-    return escaped;
-}
-
-// The letters of a cell: V C M D P B, X for custom.
-std::string Letters(long mask) {
-    static char const letters[] = "VCMDPBX";
-    std::string text;
-    for (std::size_t i = 0; i < ActionNames().size(); ++i) {
-        if ((mask & ActionNames()[i].mask) != 0) {
-            text += std::string(text.empty() ? "" : " ") + letters[i];
-        }
-    }
+    std::tm utc{};
+    gmtime_r(&now, &utc);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", &utc);
     return text;
-}
-
-char const kStyle[] = R"(
-body { font: 13px/1.4 system-ui, sans-serif; margin: 1.5em; color: #222; }
-h1 { font-size: 1.3em; margin: 0 0 .2em; }
-p { margin: .2em 0 .8em; color: #555; }
-table { border-collapse: collapse; }
-th, td { border: 1px solid #ddd; padding: 2px 8px; white-space: nowrap; }
-thead th { position: sticky; top: 0; background: #f4f4f4; }
-tbody th { text-align: left; font-weight: normal; }
-tr.depth-0 th { font-weight: bold; background: #fafafa; }
-td { text-align: center; font-family: ui-monospace, monospace; }
-.none { background: #f8e1e1; color: #a33; }
-.some { background: #fff3c4; color: #7a5b00; }
-.full { background: #d6efd6; color: #1e6b1e; }
-.legend span { display: inline-block; padding: 0 6px; margin-right: 4px; }
-)";
-
-void WriteHtml(std::ostream& html, std::string const& title, std::vector<TreeRow> const& rows,
-               std::vector<Column> const& columns) {
-    html << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>"
-         << Escape(title) << "</title>\n<style>" << kStyle << "</style>\n</head>\n<body>\n<h1>"
-         << Escape(title) << "</h1>\n<p class=\"legend\"><span class=\"full\">full</span>all six "
-         << "actions <span class=\"some\">V C</span>some <span class=\"none\">&#8211;</span>none. "
-         << "V view, C create, M modify, D delete, P print, B view balances, X custom.</p>\n"
-         << "<table>\n<thead>\n<tr><th>Entitlement</th>";
-    for (Column const& column : columns) {
-        html << "<th class=\"role\">" << Escape(column.name) << "</th>";
-    }
-    html << "</tr>\n</thead>\n<tbody>\n";
-    for (TreeRow const& row : rows) {
-        html << "<tr class=\"ent depth-" << row.depth
-             << "\"><th style=\"padding-left:" << 8 + 18 * row.depth << "px\">" << Escape(row.name)
-             << "</th>";
-        for (Column const& column : columns) {
-            std::map<int, long>::const_iterator found = column.masks.find(row.id);
-            long mask = found == column.masks.end() ? 0 : found->second;
-            bool full = (mask & PM::kActionFull) == PM::kActionFull;
-            html << "<td class=\""
-                 << (mask == 0 ? "none"
-                     : full    ? "full"
-                               : "some")
-                 << "\" title=\"" << Escape(column.name + ": " + DescribeMask(mask)) << "\">"
-                 << (mask == 0 ? "&#8211;"
-                     : full    ? std::string("full")
-                               : Letters(mask))
-                 << "</td>";
-        }
-        html << "</tr>\n";
-    }
-    html << "</tbody>\n</table>\n</body>\n</html>\n";
 }
 
 // A cell as a spreadsheet reads it back: a text that starts like a formula
@@ -123,29 +56,101 @@ std::string CsvField(std::string text) {
     return quoted + "\"";
 }
 
-void WriteCsv(std::ostream& csv, std::vector<TreeRow> const& rows,
-              std::vector<Column> const& columns) {
-    csv << "id,entitlement,depth";
-    for (Column const& column : columns) {
-        csv << "," << CsvField(column.name);
+void WriteCsv(std::ostream& csv, Matrix const& matrix) {
+    csv << "id,heading,entitlement,depth";
+    for (MatrixRole const& role : matrix.roles) {
+        csv << "," << CsvField(role.name);
     }
     csv << "\n";
-    for (TreeRow const& row : rows) {
-        csv << row.id << "," << CsvField(row.name) << "," << row.depth;
-        for (Column const& column : columns) {
-            std::map<int, long>::const_iterator found = column.masks.find(row.id);
-            csv << "," << CsvField(DescribeGrant(found == column.masks.end() ? 0 : found->second));
+    for (MatrixRow const& row : matrix.rows) {
+        csv << row.entitlement.id << "," << CsvField(row.heading) << ","
+            << CsvField(row.entitlement.fullName) << "," << row.entitlement.depth;
+        for (long mask : row.masks) {
+            csv << "," << CsvField(DescribeGrant(mask));
         }
         csv << "\n";
     }
 }
 
+Json MatrixJson(Matrix const& matrix) {
+    Json json;
+    json["file"] = matrix.file;
+    json["catalogueVersion"] = matrix.catalogueVersion;
+    json["actions"] = Json::array();
+    for (std::size_t i = 0; i < ActionNames().size(); ++i) {
+        json["actions"].push_back({{"letter", std::string(1, kMatrixLetters[i])},
+                                   {"name", ActionNames()[i].name},
+                                   {"mask", ActionNames()[i].mask}});
+    }
+    json["roles"] = Json::array();
+    for (MatrixRole const& role : matrix.roles) {
+        json["roles"].push_back({{"id", role.id}, {"name", role.name}, {"users", role.users}});
+    }
+    json["rows"] = Json::array();
+    for (MatrixRow const& row : matrix.rows) {
+        json["rows"].push_back({{"id", row.entitlement.id},
+                                {"fullName", row.entitlement.fullName},
+                                {"heading", row.heading},
+                                {"depth", row.entitlement.depth},
+                                {"account", row.entitlement.account},
+                                {"masks", row.masks}});
+    }
+    return json;
+}
+
 } // namespace
+
+bool GatherMatrix(Session& session, bool all, Matrix* matrix, std::string* error) {
+    PM::PermissionManager& manager = session.Manager();
+    std::vector<TreeRow> tree;
+    std::unique_ptr<std::vector<PM::RoleDef>> roles(manager.GetAvailableRoles(
+        PM::kListIncludeAdmin, all ? PM::kListIncludeInvisible : PM::kListExcludeInvisible));
+    if (roles == nullptr || !RoleTree(session, -1, &tree)) {
+        *error = "cannot list the roles and entitlements";
+        return false;
+    }
+    matrix->file = session.Path();
+    matrix->catalogueVersion = session.CatalogueVersion();
+    matrix->writtenAt = WrittenAt();
+    matrix->roles.clear();
+    matrix->rows.clear();
+    std::string heading;
+    for (TreeRow const& row : tree) {
+        heading = row.depth == 0 ? row.fullName : heading;
+        matrix->rows.push_back({row, heading, {}});
+    }
+    std::vector<Host::CompanyUser> const users = Host::ListCompanyUsers();
+    for (PM::RoleDef const& role : *roles) {
+        std::vector<TreeRow> own;
+        if (!RoleTree(session, role.GetId(), &own)) {
+            *error = "cannot list the entitlements of " + std::string(role.GetName());
+            return false;
+        }
+        std::map<int, long> masks;
+        for (TreeRow const& row : own) {
+            masks[row.id] = row.mask;
+        }
+        for (MatrixRow& row : matrix->rows) {
+            std::map<int, long>::const_iterator found = masks.find(row.entitlement.id);
+            row.masks.push_back(found == masks.end() ? 0 : found->second);
+        }
+        MatrixRole column{role.GetId(), std::string(role.GetName()), {}};
+        std::unique_ptr<std::vector<int>> holders(manager.GetUsersUsingRole(role.GetId()));
+        for (Host::CompanyUser const& user : users) {
+            if (holders != nullptr &&
+                std::find(holders->begin(), holders->end(), user.userId) != holders->end()) {
+                column.users.push_back(user.name);
+            }
+        }
+        matrix->roles.push_back(column);
+    }
+    return true;
+}
 
 int MatrixCommand(FileArgs const& args, std::string const& htmlPath, std::string const& csvPath,
                   bool all, Io io) {
-    if (htmlPath.empty() && csvPath.empty()) {
-        io.err << "pmctl: matrix needs --html OUT or --csv OUT\n";
+    if (htmlPath.empty() && csvPath.empty() && !args.json) {
+        io.err << "pmctl: matrix needs --html OUT, --csv OUT or --json\n";
         return kExitBadInput;
     }
     for (std::string const& path : {htmlPath, csvPath}) {
@@ -157,45 +162,40 @@ int MatrixCommand(FileArgs const& args, std::string const& htmlPath, std::string
         io.err << "pmctl: " << htmlPath << ": the page and the CSV need files of their own\n";
         return kExitBadInput;
     }
+    bool const toStandardOutput = htmlPath == kStandardOutput || csvPath == kStandardOutput;
+    if (args.json && toStandardOutput) {
+        io.err << "pmctl: -: with --json, standard output holds the JSON; write the page or the "
+                  "CSV to a file\n";
+        return kExitBadInput;
+    }
+    // Standard output holds one document alone; what was written is said on
+    // standard error then.
+    std::ostream& said = args.json || toStandardOutput ? io.err : io.out;
     return RunRead(args, io, [&](Session& session) {
-        PM::PermissionManager& manager = session.Manager();
-        std::vector<TreeRow> rows;
-        std::unique_ptr<std::vector<PM::RoleDef>> roles(manager.GetAvailableRoles(
-            PM::kListIncludeAdmin, all ? PM::kListIncludeInvisible : PM::kListExcludeInvisible));
-        if (roles == nullptr || !RoleTree(session, -1, &rows)) {
-            Complain(io, args.file) << "cannot list the roles and entitlements\n";
+        Matrix matrix;
+        std::string error;
+        if (!GatherMatrix(session, all, &matrix, &error)) {
+            Complain(io, args.file) << error << "\n";
             return kExitFailed;
         }
-        std::vector<Column> columns;
-        for (PM::RoleDef const& role : *roles) {
-            std::vector<TreeRow> tree;
-            if (!RoleTree(session, role.GetId(), &tree)) {
-                Complain(io, args.file)
-                    << "cannot list the entitlements of " << role.GetName() << "\n";
-                return kExitFailed;
-            }
-            Column column{role.GetId(), std::string(role.GetName()), {}};
-            for (TreeRow const& row : tree) {
-                column.masks[row.id] = row.mask;
-            }
-            columns.push_back(column);
-        }
-        std::string title = "Roles and rights in " + args.file;
         for (auto const& [path, isHtml] : {std::pair(htmlPath, true), std::pair(csvPath, false)}) {
             if (path.empty()) {
                 continue;
             }
             std::ostringstream text;
             if (isHtml) {
-                WriteHtml(text, title, rows, columns);
+                WriteMatrixPage(text, matrix);
             } else {
-                WriteCsv(text, rows, columns);
+                WriteCsv(text, matrix);
             }
             if (!WriteWhole(path, text.str(), io)) {
                 return kExitFailed;
             }
-            io.out << "wrote " << path << ": " << rows.size() << " entitlements, " << columns.size()
-                   << " roles\n";
+            said << "wrote " << (path == kStandardOutput ? "to standard output" : path) << ": "
+                 << matrix.rows.size() << " entitlements, " << matrix.roles.size() << " roles\n";
+        }
+        if (args.json) {
+            PrintJson(MatrixJson(matrix), io);
         }
         return kExitOk;
     });
