@@ -103,30 +103,32 @@ int RolesEditCommand(FileArgs const& args, std::string const& roleText,
                 << "the role " << roleName << " could not be saved (result " << result << ")\n";
             return kExitFailed;
         }
-        // What was named, and what else changed unless that is a long list;
-        // the rest is counted.
+        // Each entitlement named and each that changed, when they are a short
+        // list; otherwise how many changed. The rest is counted.
         std::vector<long> after;
-        std::size_t changed = 0, unchanged = 0;
+        std::size_t changed = 0, listed = 0;
         for (std::size_t i = 0; i < granted.size(); ++i) {
             after.push_back(RoleMask(session, roleId, granted[i].id));
-            changed += !granted[i].named && after[i] != before[i];
-            unchanged += !granted[i].named && after[i] == before[i];
+            changed += after[i] != before[i];
+            listed += granted[i].named || after[i] != before[i];
         }
         std::size_t const kListed = 20;
         io.out << "saved the role " << roleName << ":\n";
-        for (std::size_t i = 0; i < granted.size(); ++i) {
-            if (granted[i].named || (after[i] != before[i] && changed <= kListed)) {
+        for (std::size_t i = 0; i < granted.size() && listed <= kListed; ++i) {
+            if (granted[i].named || after[i] != before[i]) {
                 io.out << "  " << granted[i].fullName << ": " << DescribeGrant(after[i]);
                 io.out << (after[i] == before[i] ? "" : " (was " + DescribeGrant(before[i]) + ")")
                        << "\n";
             }
         }
-        if (changed > kListed) {
-            io.out << "  " << changed << " more entitlements changed (roles show lists them)\n";
+        if (listed > kListed) {
+            io.out << "  " << changed << (changed == 1 ? " entitlement" : " entitlements")
+                   << " changed (roles show lists them)\n";
         }
-        if (unchanged != 0) {
-            io.out << "  " << unchanged << " more "
-                   << (unchanged == 1 ? "entitlement" : "entitlements") << " held that already\n";
+        std::size_t held = granted.size() - (listed > kListed ? changed : listed);
+        if (held != 0) {
+            io.out << "  " << held << (listed > kListed ? "" : " more")
+                   << (held == 1 ? " entitlement" : " entitlements") << " held that already\n";
         }
         if (manager.IsConnectedEntitlementsEdited()) {
             io.out << "  a connected entitlement changed: the role's connected-role state was "

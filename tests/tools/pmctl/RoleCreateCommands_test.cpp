@@ -121,12 +121,15 @@ TEST_F(RoleCreateTest, TheGrantOnTheEntitlementWinsThenItsNearestHeadingThenStar
         char const* out; // after "saved the role R:\n"; nullptr: not compared
         char const* masks;
     } const cases[] = {
-        {"", "--grant *=view", "  229 more entitlements changed (roles show lists them)\n",
+        {"", "--grant *=view", "  229 entitlements changed (roles show lists them)\n",
          "1 1 1 1 1 1 1"},
         {"", "--recursive --grant \"Bank Registers:Checking=view\"",
          "  Bank Registers:Checking: view (was none)\n"
          "  Bank Registers:Checking:Payroll: view (was none)\n",
          "0 1 1 0 0 0 0"},
+        {"", "--recursive --grant \"Bank Registers:Checking=none\"",
+         "  Bank Registers:Checking: none\n  1 more entitlement held that already\n",
+         "0 0 0 0 0 0 0"},
         {"Sales", "--grant Sales=view", "  Sales: view (was full)\n", "0 0 0 1 63 63 0"},
         {"Sales", "--grant Invoices=print --grant \"*=none\" --grant Sales=view --recursive",
          nullptr, "0 0 0 1 1 16 0"},
@@ -134,8 +137,8 @@ TEST_F(RoleCreateTest, TheGrantOnTheEntitlementWinsThenItsNearestHeadingThenStar
         {"", "--recursive --grant \"Bank Accounts=view\" --grant \"Bank Registers:Checking=none\"",
          nullptr, "1 0 0 0 0 0 0"},
         {"Sales", "--grant \"*=none\" --recursive --grant Sales=full",
-         "  Sales: full\n  41 more entitlements changed (roles show lists them)\n"
-         "  187 more entitlements held that already\n",
+         "  41 entitlements changed (roles show lists them)\n"
+         "  188 entitlements held that already\n",
          nullptr},
     };
     int n = 0;
