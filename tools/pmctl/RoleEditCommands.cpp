@@ -121,7 +121,7 @@ int RolesEditCommand(FileArgs const& args, std::string const& roleText,
                        << "\n";
             }
         }
-        if (listed > kListed) {
+        if (listed > kListed && changed != 0) {
             io.out << "  " << changed << (changed == 1 ? " entitlement" : " entitlements")
                    << " changed (roles show lists them)\n";
         }
