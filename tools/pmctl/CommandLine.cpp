@@ -217,14 +217,35 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
     FileOptions rolesEdit;
     std::string editedRole, grantsFile;
     std::vector<std::string> grants;
+    bool recursive = false;
     CLI::App* rolesEditCommand =
-        on(FileCommand(*roles, "edit", "set a role's actions", rolesEdit, Kind::kChange),
-           [&] { return RolesEditCommand(rolesEdit.file, editedRole, grants, grantsFile, io); });
+        on(FileCommand(*roles, "edit", "set a role's actions", rolesEdit, Kind::kChange), [&] {
+            return RolesEditCommand(rolesEdit.file, editedRole, grants, grantsFile, recursive, io);
+        });
     rolesEditCommand->add_option("ROLE", editedRole, "name or #id")->required();
-    rolesEditCommand->add_option("--grant", grants, "ENTITLEMENT=view,create,... (repeatable)")
+    rolesEditCommand
+        ->add_option("--grant", grants,
+                     "ENTITLEMENT=ACTIONS, repeatable. ENTITLEMENT: a\n"
+                     "full name as roles show --json prints it\n"
+                     "(\"Bank Registers:Checking\"), or * for every\n"
+                     "entitlement. ACTIONS: view,create,modify,delete,\n"
+                     "print,viewbal,custom; or none, or full.\n"
+                     "In whatever order they come, the grant on an\n"
+                     "entitlement itself wins, then (--recursive) the\n"
+                     "one on its nearest heading, then *")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    rolesEditCommand->add_option("--from-json", grantsFile, "grants from a JSON file");
+    rolesEditCommand->add_flag("--recursive", recursive,
+                               "a grant on a heading sets every entitlement below it too");
+    rolesEditCommand->add_option("--from-json", grantsFile,
+                                 "grants from a JSON file, in either form:\n"
+                                 "  {\"Invoices\": [\"view\", \"print\"],\n"
+                                 "   \"Bank Registers:Checking\": \"view\", \"*\": \"none\"}\n"
+                                 "or what roles show --json prints: each row by\n"
+                                 "\"fullName\" (else \"id\", \"name\"), with \"actions\"\n"
+                                 "(else \"mask\"):\n"
+                                 "  {\"entitlements\": [{\"fullName\": \"Invoices\",\n"
+                                 "                    \"actions\": [\"view\"]}]}");
     FileOptions rolesCopy;
     std::string copiedRole, copyName;
     CLI::App* rolesCopyCommand =
@@ -233,6 +254,40 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
            [&] { return RolesCopyCommand(rolesCopy.file, copiedRole, copyName, io); });
     rolesCopyCommand->add_option("SOURCE", copiedRole, "name or #id")->required();
     rolesCopyCommand->add_option("NEW", copyName, "the new role's name")->required();
+    FileOptions rolesCreate;
+    std::string createdRole, likeRole, createdDescription;
+    CLI::Option* descriptionGiven = nullptr;
+    CLI::App* rolesCreateCommand =
+        on(FileCommand(*roles, "create", "a new role, with no action anywhere unless --like",
+                       rolesCreate, Kind::kChange),
+           [&] {
+               std::optional<std::string> description;
+               if (descriptionGiven->count() != 0) {
+                   description = createdDescription;
+               }
+               return RolesCreateCommand(rolesCreate.file, createdRole, likeRole, description, io);
+           });
+    rolesCreateCommand->add_option("NAME", createdRole, "the new role's name")->required();
+    rolesCreateCommand->add_option("--like", likeRole,
+                                   "start from this role's actions and description");
+    descriptionGiven =
+        rolesCreateCommand->add_option("--description", createdDescription, "what the role is for");
+    FileOptions rolesRename;
+    std::string renamedRole, newRoleName;
+    CLI::App* rolesRenameCommand =
+        on(FileCommand(*roles, "rename", "give a role another name", rolesRename, Kind::kChange),
+           [&] { return RolesRenameCommand(rolesRename.file, renamedRole, newRoleName, io); });
+    rolesRenameCommand->add_option("ROLE", renamedRole, "name or #id")->required();
+    rolesRenameCommand->add_option("NEW", newRoleName, "the new name")->required();
+    rolesRenameCommand->add_flag("--force", rolesRename.file.force, "also External Accountant");
+    FileOptions rolesDescribe;
+    std::string describedRole, description;
+    CLI::App* rolesDescribeCommand = on(
+        FileCommand(*roles, "describe", "set a role's description", rolesDescribe, Kind::kChange),
+        [&] { return RolesDescribeCommand(rolesDescribe.file, describedRole, description, io); });
+    rolesDescribeCommand->add_option("ROLE", describedRole, "name or #id")->required();
+    rolesDescribeCommand->add_option("TEXT", description, "the description (\"\": none)")
+        ->required();
 
     CLI::App* bank = app.add_subcommand("bank", "bank accounts' entitlements");
     bank->require_subcommand(1);

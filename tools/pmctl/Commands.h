@@ -15,6 +15,7 @@
 // A command that does not end with 0 has written nothing.
 #pragma once
 
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -106,13 +107,29 @@ int RolesShowCommand(FileArgs const& args, std::string const& role, Io io);
 // Taxes, Company & Financial and Custom Transaction reports).
 int RolesListCommand(FileArgs const& args, bool all, Io io);
 // roles edit: sets the role's actions on the named entitlements, from grants
-// ("ENTITLEMENT=view,create") and from a JSON file (empty: none). The
-// entitlements not named keep what they have.
+// ("ENTITLEMENT=view,create", "*=none" for every entitlement) and from a JSON
+// file (empty: none); with recursive a grant on a heading sets everything
+// below it too. The grant on the entitlement itself wins over its nearest
+// heading's, which wins over "*", in any order (see RoleGrants.h). The
+// entitlements not reached keep what they have.
 int RolesEditCommand(FileArgs const& args, std::string const& role,
-                     std::vector<std::string> const& grants, std::string const& jsonFile, Io io);
+                     std::vector<std::string> const& grants, std::string const& jsonFile,
+                     bool recursive, Io io);
 // roles copy: a new role with the source role's actions on every entitlement.
 int RolesCopyCommand(FileArgs const& args, std::string const& source, std::string const& name,
                      Io io);
+// roles create: a new role with no action anywhere, or with the actions and
+// the description of the role like; a description given replaces that. roles
+// rename and roles describe change the role's record, never its grants. Role
+// names are unique without regard to case. Admin keeps its name and its
+// description (the library saves no role named Admin and knows the role by
+// that name); External Accountant keeps its name unless args.force.
+int RolesCreateCommand(FileArgs const& args, std::string const& name, std::string const& like,
+                       std::optional<std::string> const& description, Io io);
+int RolesRenameCommand(FileArgs const& args, std::string const& role, std::string const& newName,
+                       Io io);
+int RolesDescribeCommand(FileArgs const& args, std::string const& role,
+                         std::string const& description, Io io);
 
 // Bank accounts: entitlements below "Bank Accounts". list prints each by the
 // full name that check and the other commands take ("Bank Registers:Checking");

@@ -136,7 +136,9 @@ void CommandTour(std::string const& path, std::string const& catalogue, std::ost
         [&](Io io) { return RolesCopyCommand(file, "Sales", "Sales East", io); }, out);
     Show(
         "roles edit " + f + " \"Sales East\" --grant \"Bills=view,create\"",
-        [&](Io io) { return RolesEditCommand(file, "Sales East", {"Bills=view,create"}, "", io); },
+        [&](Io io) {
+            return RolesEditCommand(file, "Sales East", {"Bills=view,create"}, "", false, io);
+        },
         out);
     Show(
         "assign " + f + " carol \"Sales East\"",

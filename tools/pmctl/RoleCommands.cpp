@@ -24,6 +24,7 @@ int RolesShowCommand(FileArgs const& args, std::string const& roleText, Io io) {
             for (TreeRow const& row : rows) {
                 list.push_back({{"id", row.id},
                                 {"name", row.name},
+                                {"fullName", row.fullName},
                                 {"parent", row.parent},
                                 {"depth", row.depth},
                                 {"mask", row.mask},

@@ -1,0 +1,200 @@
+// pmctl roles create, rename and describe; roles edit with "*=", --recursive
+// and the JSON that roles show --json prints.
+#include "support/PmctlTesting.h"
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+
+namespace {
+
+class RoleCreateTest : public PMTest::CommandTest {
+protected:
+    // "FULLNAME=MASK" of each row of the role's tree in file, joined by " ".
+    std::string Tree(std::string const& role, std::string const& file) const {
+        PMTest::Result shown = Pmctl("roles show F \"" + role + "\" --json", file);
+        EXPECT_EQ(0, shown.code) << shown.err;
+        std::string text;
+        nlohmann::json const tree = nlohmann::json::parse(shown.out);
+        for (nlohmann::json const& row : tree["entitlements"]) {
+            text += row["fullName"].get<std::string>() + "=" +
+                    std::to_string(row["mask"].get<int>()) + " ";
+        }
+        return text;
+    }
+    // Each role's name and description.
+    std::map<std::string, std::string> Descriptions() const {
+        std::map<std::string, std::string> roles;
+        for (nlohmann::json const& role : Json("roles list F")) {
+            roles[role["name"]] = role["description"];
+        }
+        return roles;
+    }
+    // The role's masks on a few rows that tell headings, items and accounts
+    // apart, in tree order: Bank Feeds, Bank Registers:Checking, its
+    // sub-account Payroll, the heading Sales, Estimates, Invoices, Bills.
+    std::string Masks(std::string const& role) const {
+        std::string text;
+        nlohmann::json const shown = Json("roles show F \"" + role + "\"");
+        for (nlohmann::json const& row : shown["entitlements"]) {
+            for (char const* name :
+                 {"Bank Feeds", "Bank Registers:Checking", "Bank Registers:Checking:Payroll",
+                  "Sales", "Estimates", "Invoices", "Bills"}) {
+                if (row["fullName"] == name) {
+                    text += (text.empty() ? "" : " ") + std::to_string(row["mask"].get<int>());
+                }
+            }
+        }
+        return text;
+    }
+};
+
+TEST_F(RoleCreateTest, CreateRenameAndDescribeChangeTheRecordAndKeepTheGrants) {
+    std::string const sales = Tree("Sales", m_File);
+    std::map<std::string, std::string> const before = Descriptions();
+    struct {
+        std::string line;
+        int code;
+        std::string out; // or, when code is not 0, what follows "pmctl: FILE: " on stderr
+    } const steps[] = {
+        {"roles create F Temp", 0, "created the role Temp (role 8), with no action anywhere"},
+        {"roles create F Clerks --like \"view only\"", 0,
+         "created the role Clerks (role 9), with the actions of View Only"},
+        {"roles create F Desk --like Sales --description \"Front desk\"", 0,
+         "created the role Desk (role 10), with the actions of Sales"},
+        {"roles create F temp", 2, "there is a role named \"temp\" already"},
+        {"roles create F X --like Nope", 2, "no role named \"Nope\""},
+        {"roles rename F Temp Clerks", 2, "there is a role named \"Clerks\" already"},
+        {"roles rename F temp TEMP", 0, "renamed the role Temp to TEMP (role 8)"},
+        {"roles rename F Sales \"Sales Team\"", 0, "renamed the role Sales to Sales Team (role 4)"},
+        {"roles rename F TEMP xxxxxxxxxxxxxxxxxxxxxxxxxxxxxx", 2,
+         "a role name has 1 to 29 characters: \"xxxxxxxxxxxxxxxxxxxxxxxxxxxxxx\""},
+        {"roles rename F admin Boss --force", 2,
+         "the role Admin holds every action on everything and cannot be edited, nor renamed: it "
+         "is known by that name"},
+        {"roles rename F \"External Accountant\" Auditor", 2,
+         "the role External Accountant is one of the two predefined roles that the office needs, "
+         "known by its name; --force renames it anyway"},
+        {"roles rename F \"External Accountant\" Auditor --force", 0,
+         "renamed the role External Accountant to Auditor (role 2)"},
+        {"roles describe F TEMP \"Temporary staff\"", 0,
+         "described the role TEMP (role 8): Temporary staff"},
+        {"roles describe F Desk \"\"", 0, "cleared the description of the role Desk (role 10)"},
+        {"roles describe F Admin x", 2,
+         "the role Admin holds every action on everything and cannot be edited, nor described "
+         "anew"},
+        {"roles describe F TEMP \" x\"", 2, "the description \" x\" has a blank at its start"},
+        {"roles create F Y --description " + std::string(512, 'x'), 2,
+         "a description has at most 511 bytes; this one has 512"},
+    };
+    for (auto const& step : steps) {
+        SCOPED_TRACE(step.line);
+        PMTest::Result result = Pmctl(step.line);
+        EXPECT_EQ(step.code, result.code);
+        EXPECT_EQ(step.code == 0 ? step.out + "\n" : "", result.out);
+        EXPECT_EQ(step.code == 0 ? "" : "pmctl: " + m_File + ": " + step.out + "\n", result.err);
+    }
+    std::map<std::string, std::string> const after = Descriptions();
+    EXPECT_EQ(before.size() + 3, after.size());
+    EXPECT_EQ(before.at("View Only"), after.at("Clerks"));
+    EXPECT_EQ(before.at("External Accountant"), after.at("Auditor"));
+    EXPECT_EQ("", after.at("Desk"));
+    EXPECT_EQ("Temporary staff", after.at("TEMP"));
+    EXPECT_FALSE(std::regex_search(Tree("TEMP", m_File), std::regex("=[1-9]")));
+    EXPECT_EQ(Tree("View Only", m_File), Tree("Clerks", m_File));
+    EXPECT_EQ(sales, Tree("Desk", m_File));
+    EXPECT_EQ(sales, Tree("Sales Team", m_File));
+    EXPECT_EQ("Sales Team", Json("explain F carol Invoices")["roles"][0]["name"]);
+}
+
+// Each case on a new role, empty or like Sales (full on Sales and the items
+// below it, none on Bank Feeds, the accounts and Bills). Masks: view 1,
+// create 2, print 16, full 63.
+TEST_F(RoleCreateTest, TheGrantOnTheEntitlementWinsThenItsNearestHeadingThenStar) {
+    for (char const* line : {"bank add F Checking", "bank add F Checking:Payroll"}) {
+        ASSERT_EQ(0, Pmctl(line).code) << line;
+    }
+    struct {
+        char const* like;
+        char const* grants;
+        char const* out; // after "saved the role R:\n"; nullptr: not compared
+        char const* masks;
+    } const cases[] = {
+        {"", "--grant *=view", "  229 entitlements changed (roles show lists them)\n",
+         "1 1 1 1 1 1 1"},
+        {"", "--recursive --grant \"Bank Registers:Checking=view\"",
+         "  Bank Registers:Checking: view (was none)\n"
+         "  Bank Registers:Checking:Payroll: view (was none)\n",
+         "0 1 1 0 0 0 0"},
+        {"", "--recursive --grant \"Bank Registers:Checking=none\"",
+         "  Bank Registers:Checking: none\n  1 more entitlement held that already\n",
+         "0 0 0 0 0 0 0"},
+        {"Sales", "--grant Sales=view", "  Sales: view (was full)\n", "0 0 0 1 63 63 0"},
+        {"Sales", "--grant Invoices=print --grant \"*=none\" --grant Sales=view --recursive",
+         nullptr, "0 0 0 1 1 16 0"},
+        {"Sales", "--grant \"*=none\" --grant Invoices=view,create", nullptr, "0 0 0 0 0 3 0"},
+        {"", "--recursive --grant \"Bank Accounts=view\" --grant \"Bank Registers:Checking=none\"",
+         nullptr, "1 0 0 0 0 0 0"},
+        {"Sales", "--grant \"*=none\" --recursive --grant Sales=full",
+         "  41 entitlements changed (roles show lists them)\n"
+         "  188 entitlements held that already\n",
+         nullptr},
+    };
+    int n = 0;
+    for (auto const& c : cases) {
+        std::string const role = "R" + std::to_string(++n);
+        SCOPED_TRACE(role + " " + c.grants);
+        ASSERT_EQ(0, Pmctl("roles create F " + role + (*c.like ? " --like " : "") + c.like).code);
+        PMTest::Result edit = Pmctl("roles edit F " + role + " " + c.grants);
+        ASSERT_EQ(0, edit.code) << edit.err;
+        EXPECT_EQ(0u, edit.out.find("saved the role " + role + ":\n"));
+        if (c.out != nullptr) {
+            EXPECT_EQ("saved the role " + role + ":\n" + c.out, edit.out);
+        }
+        if (c.masks != nullptr) {
+            EXPECT_EQ(c.masks, Masks(role));
+        }
+    }
+    PMTest::Result twice = Pmctl("roles edit F R1 --grant *=view --grant \"*=none\"");
+    EXPECT_EQ(Pmctl::kExitBadInput, twice.code);
+    EXPECT_EQ("pmctl: " + m_File + ": \"*\" is granted twice\n", twice.err);
+}
+
+// roles show --json of a role with bank accounts, fed back into a role of
+// another file whose accounts have other ids, as it is and as {"NAME": ACTIONS}.
+TEST_F(RoleCreateTest, WhatRolesShowPrintsFeedsBackByFullName) {
+    std::string const other = Scratch("other.pmco");
+    std::filesystem::copy_file(m_File, other);
+    for (char const* line : {"bank add F Checking", "bank add F Checking:Payroll",
+                             "bank add F Savings", "roles create F Banker",
+                             "roles edit F Banker --recursive --grant *=view --grant "
+                             "\"Bank Registers:Checking=full\" --grant Invoices=create"}) {
+        ASSERT_EQ(0, Pmctl(line).code) << line;
+    }
+    for (char const* line :
+         {"bank add F Savings", "bank add F Checking", "bank add F Checking:Payroll",
+          "roles create F Shown", "roles create F Named"}) {
+        ASSERT_EQ(0, Pmctl(line, other).code) << line;
+    }
+    nlohmann::json const shown = Json("roles show F Banker");
+    nlohmann::json named = nlohmann::json::object();
+    for (nlohmann::json const& row : shown["entitlements"]) {
+        named[row["fullName"].get<std::string>()] = row["actions"];
+    }
+    std::ofstream(Scratch("shown.json")) << shown.dump();
+    std::ofstream(Scratch("named.json")) << named.dump();
+    std::string const banker = Tree("Banker", m_File);
+    EXPECT_NE(std::string::npos, banker.find(" Bank Registers:Checking:Payroll=63 "));
+    for (char const* role : {"Shown", "Named"}) {
+        SCOPED_TRACE(role);
+        std::string const json =
+            Scratch(role == std::string("Shown") ? "shown.json" : "named.json");
+        PMTest::Result edit =
+            Pmctl("roles edit F " + std::string(role) + " --from-json " + json, other);
+        EXPECT_EQ(0, edit.code) << edit.err;
+        EXPECT_EQ(banker, Tree(role, other));
+    }
+}
+
+} // namespace
