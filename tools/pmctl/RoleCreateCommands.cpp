@@ -20,6 +20,12 @@ bool CheckRoleName(Session& session, std::string const& name, int self, Io io) {
         Complain(io, session.Path()) << error << "\n";
         return false;
     }
+    int number = -1;
+    if (ParseHashId(name, &number)) {
+        Complain(io, session.Path())
+            << "a role name cannot be \"" << name << "\": #N names the role whose id is N\n";
+        return false;
+    }
     if (name.size() > static_cast<std::size_t>(PM::kMaxRoleNameLength)) {
         Complain(io, session.Path()) << "a role name has 1 to " << PM::kMaxRoleNameLength
                                      << " characters: \"" << name << "\"\n";

@@ -65,6 +65,8 @@ TEST_F(RoleCreateTest, CreateRenameAndDescribeChangeTheRecordAndKeepTheGrants) {
          "created the role Desk (role 10), with the actions of Sales"},
         {"roles create F temp", 2, "there is a role named \"temp\" already"},
         {"roles create F X --like Nope", 2, "no role named \"Nope\""},
+        {"roles copy F Sales #12", 2,
+         "a role name cannot be \"#12\": #N names the role whose id is N"},
         {"roles rename F Temp Clerks", 2, "there is a role named \"Clerks\" already"},
         {"roles rename F temp TEMP", 0, "renamed the role Temp to TEMP (role 8)"},
         {"roles rename F Sales \"Sales Team\"", 0, "renamed the role Sales to Sales Team (role 4)"},
