@@ -2,10 +2,14 @@
 // description), saved through the library's one way of saving a role.
 #include "CommandSupport.h"
 
+#include <host/catalogue/Catalogue.h>
+
 #include <PM/Constants.h>
 #include <PM/PermissionManager.h>
 
 #include <Records/RecordText.h>
+
+#include <strings.h>
 
 namespace Pmctl {
 
@@ -165,6 +169,26 @@ int RolesCopyCommand(FileArgs const& args, std::string const& source, std::strin
     });
 }
 
+namespace {
+
+// The integrated application that acts under the role of this name, or ""
+// when none does: the library finds an application's role by its name, and
+// makes a new one with the catalogue's defaults when it is not there.
+std::string ApplicationActingAs(std::string const& roleName) {
+    Host::CatalogueInfo const info = Host::GetCatalogueInfo();
+    for (Host::CatalogueApplicationInfo const& app : info.applications) {
+        for (Host::CatalogueRoleInfo const& role : info.roles) {
+            if (!app.useRole.empty() && role.id == app.useRole &&
+                strcasecmp(role.name.c_str(), roleName.c_str()) == 0) {
+                return app.id;
+            }
+        }
+    }
+    return std::string();
+}
+
+} // namespace
+
 int RolesRenameCommand(FileArgs const& args, std::string const& roleText,
                        std::string const& newName, Io io) {
     return RunChange(args, io, [&](Session& session, Io io) {
@@ -179,6 +203,14 @@ int RolesRenameCommand(FileArgs const& args, std::string const& roleText,
             Complain(io, args.file) << "the role " << oldName
                                     << " is one of the two predefined roles that the office "
                                        "needs, known by its name; --force renames it anyway\n";
+            return kExitBadInput;
+        }
+        std::string const application = ApplicationActingAs(oldName);
+        if (!application.empty() && !args.force) {
+            Complain(io, args.file) << "the role " << oldName << " is the one that " << application
+                                    << " acts under, found by its name; renamed, " << application
+                                    << " would get a new role with the catalogue's defaults; "
+                                       "--force renames it anyway\n";
             return kExitBadInput;
         }
         if (!CheckRoleName(session, newName, role->GetId(), io)) {

@@ -89,6 +89,12 @@ TEST_F(RoleCreateTest, CreateRenameAndDescribeChangeTheRecordAndKeepTheGrants) {
         {"roles describe F TEMP \" x\"", 2, "the description \" x\" has a blank at its start"},
         {"roles create F Y --description " + std::string(512, 'x'), 2,
          "a description has at most 511 bytes; this one has 512"},
+        {"roles create F OrvaneApp", 0,
+         "created the role OrvaneApp (role 11), with no action anywhere"},
+        {"roles rename F orvaneapp Bridge", 2,
+         "the role OrvaneApp is the one that OrvaneConnect acts under, found by its name; renamed, "
+         "OrvaneConnect would get a new role with the catalogue's defaults; --force renames it "
+         "anyway"},
     };
     for (auto const& step : steps) {
         SCOPED_TRACE(step.line);
@@ -98,7 +104,7 @@ TEST_F(RoleCreateTest, CreateRenameAndDescribeChangeTheRecordAndKeepTheGrants) {
         EXPECT_EQ(step.code == 0 ? "" : "pmctl: " + m_File + ": " + step.out + "\n", result.err);
     }
     std::map<std::string, std::string> const after = Descriptions();
-    EXPECT_EQ(before.size() + 3, after.size());
+    EXPECT_EQ(before.size() + 4, after.size());
     EXPECT_EQ(before.at("View Only"), after.at("Clerks"));
     EXPECT_EQ(before.at("External Accountant"), after.at("Auditor"));
     EXPECT_EQ("", after.at("Desk"));
