@@ -18,6 +18,7 @@ packages=(
   clang-format
   clang
   libclang-rt-14-dev
+  groff-base
 )
 
 missing=()
