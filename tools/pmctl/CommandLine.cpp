@@ -240,7 +240,9 @@ int WithCommandTree(Io io, Prompt const& prompt,
                        bankImport, Kind::kChange),
            [&] { return BankImportCommand(bankImport.file, accountList, progress, io); });
     bankImportCommand->add_option("LIST", accountList, "the file of account paths")->required();
-    bankImportCommand->add_flag("--progress", progress, "draw a progress bar on standard error");
+    bankImportCommand->add_flag(
+        "--progress", progress,
+        "draw each pass on standard error, also when that is not a terminal");
 
     FileOptions verify;
     bool repair = false, verbose = false;
