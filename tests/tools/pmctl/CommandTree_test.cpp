@@ -27,22 +27,23 @@ protected:
             return 0;
         });
     }
-    // What bash offers after the words, for the word being typed.
-    std::string Completed(std::string const& script, std::string const& words,
-                          std::string const& typed) {
-        std::ofstream(Scratch("pmctl.bash")) << script;
-        std::string command = "cd " + m_Dir + " && bash -c 'source pmctl.bash; COMP_WORDS=(" +
-                              words + " \"" + typed +
-                              "\"); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _pmctl; echo "
-                              "\"${COMPREPLY[*]}\"' 2>&1";
+    // What a shell command prints in the scratch directory, with its status
+    // at the end unless 0.
+    std::string Shell(std::string const& command) {
         std::string output;
-        FILE* pipe = ::popen(command.c_str(), "r");
+        FILE* pipe = ::popen(("cd " + m_Dir + " && " + command + " 2>&1").c_str(), "r");
         char buffer[4096];
         for (std::size_t got; (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
             output.append(buffer, got);
         }
-        ::pclose(pipe);
-        return output;
+        int status = ::pclose(pipe);
+        return status == 0 ? output : output + "status " + std::to_string(status);
+    }
+    // What bash offers after the words, for the word being typed.
+    std::string Completed(std::string const& words, std::string const& typed) {
+        return Shell("bash -c 'source pmctl.bash; COMP_WORDS=(" + words + " \"" + typed +
+                     "\"); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _pmctl; echo "
+                     "\"${COMPREPLY[*]}\"'");
     }
 };
 
@@ -132,12 +133,7 @@ TEST_F(CommandTreeTest, TheManualPageHasEveryCommandWithItsOptionsAndExample) {
         }
         // groff reads it without a warning: every text line is escaped.
         std::ofstream(Scratch("pmctl.1")) << page;
-        std::string const render = "groff -man -Tutf8 -ww -z " + Scratch("pmctl.1") + " 2>&1";
-        FILE* pipe = ::popen(render.c_str(), "r");
-        char buffer[4096];
-        std::size_t warned = std::fread(buffer, 1, sizeof buffer, pipe);
-        EXPECT_EQ(0, ::pclose(pipe));
-        EXPECT_EQ("", std::string(buffer, warned));
+        EXPECT_EQ("", Shell("groff -man -Tutf8 -ww -z pmctl.1"));
     });
 }
 
@@ -158,7 +154,7 @@ TEST_F(CommandTreeTest, TheCompletionOffersCommandsOptionsFilesAndActions) {
     std::ofstream(Scratch("books.pmco"));
     std::ofstream(Scratch("accounts.txt"));
     WithTree([&](CLI::App& app) {
-        std::string const script = BashCompletion(app);
+        std::ofstream(Scratch("pmctl.bash")) << BashCompletion(app);
         struct Case {
             char const* words;
             char const* typed;
@@ -180,7 +176,7 @@ TEST_F(CommandTreeTest, TheCompletionOffersCommandsOptionsFilesAndActions) {
             {"pmctl bank import books.pmco", "a", "accounts.txt\n"},
         };
         for (Case const& c : cases) {
-            EXPECT_EQ(c.offered, Completed(script, c.words, c.typed)) << c.words << " " << c.typed;
+            EXPECT_EQ(c.offered, Completed(c.words, c.typed)) << c.words << " " << c.typed;
         }
     });
 }
