@@ -96,8 +96,9 @@ void BM_ImportBankAccounts(benchmark::State& state) {
                 : Pmctl::Session::OpenLive(path, catalogue, &failure);
         std::ostringstream out;
         std::string error;
+        Pmctl::Progress quiet(out, false);
         if (session == nullptr ||
-            Pmctl::ImportAccountList(*session, list, false, Pmctl::Io{out, out}) != 0 ||
+            Pmctl::ImportAccountList(*session, list, quiet, Pmctl::Io{out, out}) != 0 ||
             !session->Commit(&error)) {
             state.SkipWithError(("import failed: " + failure.message + out.str()).c_str());
             break;

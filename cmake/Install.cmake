@@ -45,6 +45,9 @@ install(TARGETS PermissionManager pm_host pm_host_cindex pm_host_company pm_host
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(TARGETS pmctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES ${PROJECT_BINARY_DIR}/tools/pmctl/pmctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES ${PROJECT_BINARY_DIR}/tools/pmctl/pmctl.bash-completion
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME pmctl)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/Platform/SecurityRoles/PM/include/PM
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})

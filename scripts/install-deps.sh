@@ -21,6 +21,8 @@ packages=(
   # the matrix page's browser test and its screenshot in docs/
   chromium
   fonts-dejavu-core
+  # the manual page's test renders it
+  groff-base
 )
 
 missing=()

@@ -100,6 +100,7 @@ std::unique_ptr<Company> Company::Open(std::string const& path, CompanyOptions c
                                  ? OpenCompanyFileSnapshot(path)
                                  : OpenCompanyFile(path);
     if (!file.ok) {
+        problem->refused = !file.busy;
         problem->message = file.message;
         return nullptr;
     }

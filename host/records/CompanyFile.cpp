@@ -94,6 +94,20 @@ CompanyFileResult Refused(char const* verb, std::string const& path, std::string
     return result;
 }
 
+// Whether the connection's last failure was a lock that another program held
+// past the busy timeout.
+bool LockedOut(sqlite3* db) {
+    int const code = db == nullptr ? SQLITE_OK : sqlite3_errcode(db) & 0xFF;
+    return code == SQLITE_BUSY || code == SQLITE_LOCKED;
+}
+
+// An open that another program's lock kept from reading the file.
+CompanyFileResult Busy(std::string const& path) {
+    CompanyFileResult result = Refused("open", path, DescribeWriteFailure(SQLITE_BUSY));
+    result.busy = true;
+    return result;
+}
+
 CompanyFileResult Done() {
     CompanyFileResult result;
     result.ok = true;
@@ -161,7 +175,7 @@ std::string CheckPath(std::string const& path, bool forWriting, bool* sidecars) 
 // A rollback journal left beside the file by a crash is rolled back by the
 // first connection that may write. The file is checked first on one that may
 // not, so that a file that is not a company file is left with its journal.
-std::string CheckBesideAJournal(std::string const& path) {
+std::string CheckBesideAJournal(std::string const& path, bool* busy) {
     if (!FileExists(path + "-journal")) {
         return std::string();
     }
@@ -173,21 +187,22 @@ std::string CheckBesideAJournal(std::string const& path) {
     } else {
         reason = std::string("it cannot be read as a database: ") + sqlite3_errmsg(probe);
     }
+    *busy = !reason.empty() && LockedOut(probe);
     sqlite3_close_v2(probe);
     return reason;
 }
 
 // The reason no connection is to be made to path, empty when one may be:
 // another company file is open, or the file fails the checks made before a
-// connection.
-std::string CheckBeforeOpening(std::string const& path, bool forWriting) {
+// connection (*busy: because another program held it locked).
+std::string CheckBeforeOpening(std::string const& path, bool forWriting, bool* busy) {
     detail::Connection const& file = detail::CurrentConnection();
     if (file.db != nullptr) {
         return "the company file '" + file.path + "' is open";
     }
     bool sidecars = false;
     std::string reason = CheckPath(path, forWriting, &sidecars);
-    return reason.empty() ? CheckBesideAJournal(path) : reason;
+    return reason.empty() ? CheckBesideAJournal(path, busy) : reason;
 }
 
 // Closes a connection to a file that was refused. A log that was beside the
@@ -206,7 +221,8 @@ void CloseRefused(sqlite3* db, bool logWasBeside) {
 // write the file, so that SQLite's last connection can tidy the log away, and
 // read-only otherwise; a read-only file whose shared memory cannot be made
 // is opened immutable when no log lies beside it.
-sqlite3* OpenForSnapshot(std::string const& path, bool logWasBeside, std::string* reason) {
+sqlite3* OpenForSnapshot(std::string const& path, bool logWasBeside, std::string* reason,
+                         bool* busy) {
     sqlite3* db = nullptr;
     int rc = sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
     if (rc == SQLITE_OK) {
@@ -226,6 +242,7 @@ sqlite3* OpenForSnapshot(std::string const& path, bool logWasBeside, std::string
                       : std::string("it cannot be read as a database: ") + sqlite3_errmsg(db);
     }
     if (!reason->empty()) {
+        *busy = LockedOut(db);
         CloseRefused(db, logWasBeside);
         return nullptr;
     }
@@ -409,9 +426,10 @@ CompanyFileResult CreateCompanyFile(std::string const& path) {
 }
 
 CompanyFileResult OpenCompanyFile(std::string const& path) {
-    std::string reason = CheckBeforeOpening(path, true);
+    bool busy = false;
+    std::string reason = CheckBeforeOpening(path, true, &busy);
     if (!reason.empty()) {
-        return Refused("open", path, reason);
+        return busy ? Busy(path) : Refused("open", path, reason);
     }
     // Checked on the connection that will write it: it reads only until the
     // file has passed, and a connection that only read leaves nothing behind.
@@ -431,26 +449,29 @@ CompanyFileResult OpenCompanyFile(std::string const& path) {
         reason = Configure(db, false);
     }
     if (!reason.empty()) {
+        busy = LockedOut(db);
         CloseRefused(db, logWasBeside);
-        return Refused("open", path, reason);
+        return busy ? Busy(path) : Refused("open", path, reason);
     }
     Adopt(db, path, false);
     return Done();
 }
 
 CompanyFileResult OpenCompanyFileSnapshot(std::string const& path) {
-    std::string reason = CheckBeforeOpening(path, false);
+    bool busy = false;
+    std::string reason = CheckBeforeOpening(path, false, &busy);
     if (!reason.empty()) {
-        return Refused("open", path, reason);
+        return busy ? Busy(path) : Refused("open", path, reason);
     }
-    sqlite3* source = OpenForSnapshot(path, FileExists(path + "-wal"), &reason);
+    sqlite3* source = OpenForSnapshot(path, FileExists(path + "-wal"), &reason, &busy);
     if (source == nullptr) {
-        return Refused("open", path, reason);
+        return busy ? Busy(path) : Refused("open", path, reason);
     }
     sqlite3* memory = CopyIntoMemory(source, &reason);
+    busy = memory == nullptr && LockedOut(source);
     sqlite3_close_v2(source);
     if (memory == nullptr) {
-        return Refused("open", path, reason);
+        return busy ? Busy(path) : Refused("open", path, reason);
     }
     Configure(memory, true);
     Adopt(memory, path, true);

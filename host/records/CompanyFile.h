@@ -27,6 +27,9 @@ struct CompanyFileResult {
     bool ok = false;
     std::string message;
     std::string reason; // the message's reason alone: no file name, no full stop
+    // The file could not be read because another program held it locked past
+    // the busy timeout: not refused, to be tried again.
+    bool busy = false;
 };
 
 // A new company file with the current schema, left open; refuses a path that

@@ -39,8 +39,8 @@ std::string const& Template() {
 
 } // namespace
 
-Result RunPmctl(std::string const& line, std::string const& file, Pmctl::Prompt const& prompt) {
-    std::vector<std::string> args = {"pmctl"};
+std::vector<std::string> Words(std::string const& line) {
+    std::vector<std::string> args;
     bool quoted = false;
     bool inWord = false;
     for (char c : line) {
@@ -58,6 +58,11 @@ Result RunPmctl(std::string const& line, std::string const& file, Pmctl::Prompt 
             args.back() += c;
         }
     }
+    return args;
+}
+
+Result RunPmctl(std::string const& line, std::string const& file, Pmctl::Prompt const& prompt) {
+    std::vector<std::string> args = Words("pmctl " + line);
     for (std::string& arg : args) {
         arg = arg == "F" ? file : arg;
     }

@@ -22,6 +22,9 @@ struct Result {
     std::string err;
 };
 
+// A command line's words: split at blanks, "double quotes" keep blanks.
+std::vector<std::string> Words(std::string const& line);
+
 // Runs a pmctl command line: words split at blanks, "double quotes" keep
 // blanks, F stands for file. Without a prompt no one is at the terminal, so
 // destructive commands need --yes.

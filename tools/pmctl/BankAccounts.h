@@ -5,6 +5,7 @@
 #pragma once
 
 #include "Commands.h"
+#include "Progress.h"
 #include "Session.h"
 
 #include <PM/EntitlementDef.h>
@@ -45,7 +46,9 @@ std::vector<Account> Accounts(Session& session);
 // starting with '#' passed over) through the library's bulk path, then gives
 // each role on each what it holds on its parent and reloads. The whole list is
 // checked first: nothing is written for a list with a fault (exit 2, the line
-// and the fault on io.err). The caller brackets it as one change.
-int ImportAccountList(Session& session, std::string const& listFile, bool progress, Io io);
+// and the fault on io.err). Each pass is a phase of progress, which on success
+// is summed up ("imported 2,000 accounts") for its Finish once the change is
+// written. The caller brackets it as one change.
+int ImportAccountList(Session& session, std::string const& listFile, Progress& progress, Io io);
 
 } // namespace Pmctl

@@ -112,13 +112,6 @@ bool CopyParentsMasks(Session& session, std::vector<Account> const& accounts, in
     return true;
 }
 
-void DrawProgress(std::ostream& out, std::size_t done, std::size_t total) {
-    const std::size_t width = 40;
-    std::size_t filled = total == 0 ? width : done * width / total;
-    out << "\r  [" << std::string(filled, '#') << std::string(width - filled, '.') << "] " << done
-        << "/" << total << std::flush;
-}
-
 } // namespace
 
 int BankListCommand(FileArgs const& args, Io io) {
@@ -343,11 +336,13 @@ bool ReadAccountList(Session& session, std::string const& listFile, std::vector<
 
 } // namespace
 
-int ImportAccountList(Session& session, std::string const& listFile, bool progress, Io io) {
+int ImportAccountList(Session& session, std::string const& listFile, Progress& progress, Io io) {
     std::vector<std::string> paths;
+    progress.Phase("checking the list");
     if (!ReadAccountList(session, listFile, &paths, io)) {
         return kExitBadInput;
     }
+    progress.Phase("adding the accounts", paths.size());
     // The bulk path writes store rows only; the ids are counted up here,
     // since the library's next id reads the cache, which does not see them.
     PM::PermissionManager& manager = session.Manager();
@@ -373,9 +368,7 @@ int ImportAccountList(Session& session, std::string const& listFile, bool progre
         int result = manager.AddDynamicEntitlementRapidly(ShortName(path).c_str(), nextId,
                                                           account.parent, static_cast<int>(attrs));
         if (result != PM_OK) {
-            if (progress) {
-                io.err << "\n";
-            }
+            progress.EndLine();
             Complain(io, session.Path())
                 << "the bank account \"" << path << "\" could not be added (result " << result
                 << "); nothing was changed\n";
@@ -385,14 +378,10 @@ int ImportAccountList(Session& session, std::string const& listFile, bool progre
         created[Folded(path)] = account;
         added.push_back(account);
         ++nextId;
-        if (progress) {
-            DrawProgress(io.err, added.size(), paths.size());
-        }
-    }
-    if (progress) {
-        io.err << "\n";
+        progress.Step(added.size());
     }
     int count = nextId - firstId;
+    progress.Phase("giving each role its rights");
     int result = manager.UpdateDynamicEntitlementForRolesInBatch(firstId, count);
     if (result != PM_OK || !CopyParentsMasks(session, added, bankAccounts.GetId())) {
         Complain(io, session.Path()) << "the roles' rights on the new accounts could not be "
@@ -400,18 +389,26 @@ int ImportAccountList(Session& session, std::string const& listFile, bool progre
                                      << result << "); nothing was changed\n";
         return kExitFailed;
     }
+    progress.Phase("reloading the rights");
     if (!session.Reload(io.err)) {
         return kExitFailed;
     }
+    progress.Phase("writing the file"); // once this returns
+    progress.Summarize("imported " + Grouped(added.size()) + " accounts");
     io.out << "imported " << count << " bank accounts (entitlements " << firstId << " to "
            << nextId - 1 << "); each role holds on each what it holds on its parent\n";
     return kExitOk;
 }
 
 int BankImportCommand(FileArgs const& args, std::string const& listFile, bool progress, Io io) {
-    return RunChange(args, io, [&](Session& session, Io io) {
-        return ImportAccountList(session, listFile, progress, io);
+    Progress shown(io.err, progress || IsTerminal(io.err));
+    int code = RunChange(args, io, [&](Session& session, Io io) {
+        return ImportAccountList(session, listFile, shown, io);
     });
+    if (code == kExitOk) {
+        shown.Finish(args.dryRun ? "(dry run: nothing was written)" : "");
+    }
+    return code;
 }
 
 } // namespace Pmctl

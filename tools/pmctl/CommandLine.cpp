@@ -1,16 +1,10 @@
 // The table of pmctl's commands: each with its own options, parsed by CLI11
-// and run through the command library.
-#include "CommandLine.h"
+// and run through the command library (RunCommandLine, CommandRun.cpp).
+#include "CommandTree.h"
 
 #include "Demo.h"
-#include "Session.h"
-
-#include <host/util/OpsHooks.h>
-
-#include <CLI/CLI.hpp>
-
-#include <fstream>
-#include <memory>
+#include "Examples.h"
+#include "Version.h"
 
 namespace Pmctl {
 
@@ -47,32 +41,6 @@ CLI::App* FileCommand(CLI::App& parent, char const* name, char const* help, File
     return command;
 }
 
-// The library's log lines, to the file named by --log or nowhere.
-class LogRouting {
-public:
-    explicit LogRouting(std::string const& path) {
-        if (!path.empty()) {
-            m_File.reset(new std::ofstream(path, std::ios::app));
-        }
-        std::ofstream* file = m_File.get();
-        m_Previous = Host::SetLogSink([file](Host::LogRecord const& record) {
-            if (file != nullptr) {
-                *file << "level " << static_cast<int>(record.level) << " event "
-                      << static_cast<int>(record.eventType) << " " << record.sourcePath << ":"
-                      << record.line << " " << record.function << ": " << record.text << "\n";
-            }
-        });
-    }
-    ~LogRouting() { Host::SetLogSink(m_Previous); }
-    LogRouting(LogRouting const&) = delete;
-    LogRouting& operator=(LogRouting const&) = delete;
-    bool Failed() const { return m_File != nullptr && !*m_File; }
-
-private:
-    std::unique_ptr<std::ofstream> m_File;
-    Host::LogSink m_Previous;
-};
-
 // Whether a destructive command may go ahead: --yes or a dry run, or "y" at
 // the terminal. Otherwise the exit code in *code: 2 without a terminal, 1
 // when the answer was no.
@@ -104,7 +72,8 @@ char const kAccountHelp[] =
 
 } // namespace
 
-int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& prompt) {
+int WithCommandTree(Io io, Prompt const& prompt,
+                    std::function<int(CommandTree const& tree)> const& use) {
     std::function<int()> run;
     auto on = [&run](CLI::App* command, std::function<int()> body) {
         command->callback([&run, body] { run = body; });
@@ -119,11 +88,13 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
         };
     };
 
-    CLI::App app{"pmctl: the administrator's tool over company files"};
+    CLI::App app{"pmctl: the administrator's tool over company files", "pmctl"};
     app.require_subcommand(1);
     app.fallthrough();
     std::string logPath;
-    app.add_option("--log", logPath, "append the library's log lines to this file");
+    app.add_option("--log", logPath,
+                   "append the library's log lines to this file ('-': standard output)");
+    app.set_version_flag("--version", VersionText, "print the versions of pmctl and its catalogue");
 
     std::string demoFile, demoCatalogue;
     CLI::App* demo = on(app.add_subcommand("demo", "a guided tour on a new company file"),
@@ -332,7 +303,9 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
     bankImportCommand
         ->add_option("LIST", accountList, "the file of accounts, one full name or path a line")
         ->required();
-    bankImportCommand->add_flag("--progress", progress, "draw a progress bar on standard error");
+    bankImportCommand->add_flag(
+        "--progress", progress,
+        "draw each pass on standard error, also when that is not a terminal");
 
     FileOptions verify;
     bool repair = false, verbose = false;
@@ -426,25 +399,9 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
     rightsCommand->add_option("USER", rightsUser, "name or #id")->required();
     rightsCommand->add_option("--as", rightsApplication, "while this integrated application acts");
 
-    std::vector<std::string> reversed(args.rbegin(), args.rend() - (args.empty() ? 0 : 1));
-    try {
-        app.parse(reversed);
-    } catch (CLI::ParseError const& e) {
-        if (e.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
-            return app.exit(e, io.out, io.err);
-        }
-        io.err << "pmctl: " << e.what() << "\n(pmctl --help lists the commands)\n";
-        return kExitBadInput;
-    }
-    if (!run) {
-        return kExitBadInput;
-    }
-    LogRouting log(logPath);
-    if (log.Failed()) {
-        io.err << "pmctl: " << logPath << ": cannot write the log file\n";
-        return kExitBadInput;
-    }
-    return run();
+    NameValues(app);
+    AddExamples(app);
+    return use(CommandTree{app, run, logPath});
 }
 
 } // namespace Pmctl

@@ -143,8 +143,9 @@ int BankRenameCommand(FileArgs const& args, std::string const& account,
                       std::string const& newAccount, Io io);
 int BankRemoveCommand(FileArgs const& args, std::string const& account, Io io);
 // Many accounts at once from a file of account paths, one a line (blank lines
-// and lines starting with '#' are passed over), through the bulk path. With
-// progress a bar is drawn on io.err.
+// and lines starting with '#' are passed over), through the bulk path. Each
+// pass is drawn on io.err when progress is asked for or io.err is a terminal;
+// either way a line on io.err sums the import up at the end.
 int BankImportCommand(FileArgs const& args, std::string const& listFile, bool progress, Io io);
 
 // verify: checks that Admin and External Accountant hold their full rights

@@ -58,7 +58,9 @@ TEST_F(BankCommandsTest, ImportChecksTheWholeListFirstThenAddsInBulk) {
     std::string before = PMTest::ReadBytes(m_File);
     PMTest::Result twice = Pmctl("bank import F --progress " + list);
     EXPECT_EQ(kExitBadInput, twice.code);
-    EXPECT_EQ("pmctl: " + list + ":6: \"checking:SWEEP\" is listed on line 4 already\n", twice.err);
+    EXPECT_EQ("  checking the list\npmctl: " + list +
+                  ":6: \"checking:SWEEP\" is listed on line 4 already\n",
+              twice.err);
     EXPECT_TRUE(before == PMTest::ReadBytes(m_File));
 
     // A name the company file cannot hold, at the first byte too many.
