@@ -18,6 +18,8 @@ packages=(
   clang-format
   clang
   libclang-rt-14-dev
+  postgresql-15
+  libpqxx-dev
 )
 
 missing=()
