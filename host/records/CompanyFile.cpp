@@ -8,6 +8,8 @@
 #include "CompanyFileJournal.h"
 #include "Connection.h"
 #include "FilesBeside.h"
+#include "postgres/ServerCompany.h"
+#include "postgres/ServerLocation.h"
 
 #include <sqlite3.h>
 
@@ -181,9 +183,8 @@ std::string CheckBesideAJournal(std::string const& path) {
 // another company file is open, or the file fails the checks made before a
 // connection.
 std::string CheckBeforeOpening(std::string const& path, bool forWriting) {
-    detail::Connection const& file = detail::CurrentConnection();
-    if (file.db != nullptr) {
-        return "the company file '" + file.path + "' is open";
+    if (IsCompanyFileOpen()) {
+        return "the company file '" + CurrentCompanyFilePath() + "' is open";
     }
     bool sidecars = false;
     std::string reason = CheckPath(path, forWriting, &sidecars);
@@ -270,6 +271,7 @@ void Adopt(sqlite3* db, std::string const& path, bool snapshot) {
     connection.db = db;
     connection.path = path;
     connection.snapshot = snapshot;
+    connection.generation = detail::NextGeneration();
 }
 
 // Journal, sync and busy settings of a read-write connection; the error text,
@@ -346,6 +348,7 @@ void Connection::Close() {
     }
     path.clear();
     snapshot = false;
+    generation = 0;
 }
 
 Connection& CurrentConnection() {
@@ -381,9 +384,12 @@ sqlite3_stmt* CachedStatement(char const* sql, int* rc) {
 } // namespace detail
 
 CompanyFileResult CreateCompanyFile(std::string const& path) {
-    detail::Connection& file = detail::CurrentConnection();
-    if (file.db != nullptr) {
-        return Refused("create", path, "the company file '" + file.path + "' is open");
+    if (IsServerLocation(path)) {
+        return detail::CreateServerCompany(path);
+    }
+    if (IsCompanyFileOpen()) {
+        return Refused("create", path,
+                       "the company file '" + CurrentCompanyFilePath() + "' is open");
     }
     int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd < 0) {
@@ -409,6 +415,9 @@ CompanyFileResult CreateCompanyFile(std::string const& path) {
 }
 
 CompanyFileResult OpenCompanyFile(std::string const& path) {
+    if (IsServerLocation(path)) {
+        return detail::OpenServerCompany(path);
+    }
     std::string reason = CheckBeforeOpening(path, true);
     if (!reason.empty()) {
         return Refused("open", path, reason);
@@ -439,6 +448,10 @@ CompanyFileResult OpenCompanyFile(std::string const& path) {
 }
 
 CompanyFileResult OpenCompanyFileSnapshot(std::string const& path) {
+    if (IsServerLocation(path)) {
+        return Refused("open", MaskedLocation(path),
+                       "a snapshot of a company database on a server is not available yet");
+    }
     std::string reason = CheckBeforeOpening(path, false);
     if (!reason.empty()) {
         return Refused("open", path, reason);
@@ -458,9 +471,9 @@ CompanyFileResult OpenCompanyFileSnapshot(std::string const& path) {
 }
 
 CompanyFileResult OpenInMemoryCompanyFile() {
-    detail::Connection& file = detail::CurrentConnection();
-    if (file.db != nullptr) {
-        return Refused("open", kMemoryPath, "the company file '" + file.path + "' is open");
+    if (IsCompanyFileOpen()) {
+        return Refused("open", kMemoryPath,
+                       "the company file '" + CurrentCompanyFilePath() + "' is open");
     }
     sqlite3* db = nullptr;
     int rc = sqlite3_open_v2(kMemoryPath, &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
@@ -477,6 +490,7 @@ CompanyFileResult OpenInMemoryCompanyFile() {
 }
 
 void CloseCompanyFile() {
+    detail::CloseServerCompany();
     detail::CurrentConnection().Close();
 }
 
@@ -549,7 +563,7 @@ CompanyFileResult BackupCompanyFile(std::string const& destination) {
 }
 
 bool IsCompanyFileOpen() {
-    return detail::CurrentConnection().db != nullptr;
+    return detail::CurrentEngine() != nullptr;
 }
 
 bool IsCompanyFileSnapshot() {
@@ -557,7 +571,8 @@ bool IsCompanyFileSnapshot() {
 }
 
 std::string CurrentCompanyFilePath() {
-    return detail::CurrentConnection().path;
+    std::string server = detail::ServerCompanyLocation();
+    return server.empty() ? detail::CurrentConnection().path : server;
 }
 
 sqlite3* CurrentCompanyFileHandle() {
