@@ -449,8 +449,7 @@ CompanyFileResult OpenCompanyFile(std::string const& path) {
 
 CompanyFileResult OpenCompanyFileSnapshot(std::string const& path) {
     if (IsServerLocation(path)) {
-        return Refused("open", MaskedLocation(path),
-                       "a snapshot of a company database on a server is not available yet");
+        return detail::OpenServerCompanySnapshot(path);
     }
     std::string reason = CheckBeforeOpening(path, false);
     if (!reason.empty()) {
@@ -567,7 +566,7 @@ bool IsCompanyFileOpen() {
 }
 
 bool IsCompanyFileSnapshot() {
-    return detail::CurrentConnection().snapshot;
+    return detail::CurrentConnection().snapshot || detail::ServerCompanyIsSnapshot();
 }
 
 std::string CurrentCompanyFilePath() {

@@ -17,8 +17,9 @@
 // postgres/ServerCompany.h tells what its create and open take and refuse);
 // the record classes, the users and the brackets mean the same there, and a
 // failed Status carries a server code (postgres/ServerCodes.h). Messages show
-// such a location with its password masked. What only files have (a snapshot,
-// the rename, the backup) is refused for a server location.
+// such a location with its password masked. A snapshot of a server company
+// is one transaction rolled back at close; what only files have (the rename,
+// the backup) is refused for a server location.
 #pragma once
 
 #include "Transactions.h"

@@ -25,6 +25,14 @@ CompanyFileResult CreateServerCompany(std::string const& uri);
 // version, one whose tables lack a column the host reads, and one that
 // cannot be reached. Nothing is written to it.
 CompanyFileResult OpenServerCompany(std::string const& uri);
+// The same checks, and then the whole open is one REPEATABLE READ
+// transaction that is rolled back at close: reads see the database as one
+// commit left it, writes (an upgrade the library makes on Init) are seen by
+// this program alone and never reach the database. Those writes lock their
+// rows against other desktops until the close. A failure that ends the
+// transaction fails everything after it.
+CompanyFileResult OpenServerCompanySnapshot(std::string const& uri);
+bool ServerCompanyIsSnapshot();
 // Closes the connection; a transaction still open is rolled back.
 void CloseServerCompany();
 // The open server company's engine; null when none is open.

@@ -187,6 +187,11 @@ int ServerConnection::Failed() {
 }
 
 int ServerConnection::Ready(ServerStatement const* statement) {
+    if (m_Session && !m_InTransaction) {
+        // A snapshot whose transaction is gone is gone: nothing runs outside
+        // it, where a write would commit.
+        return m_LostCode;
+    }
     if (m_Connection == nullptr) {
         int code = Reconnect();
         if (code != kEngineOk) {
@@ -273,11 +278,30 @@ int ServerConnection::CreatePendingSchema() {
 }
 
 bool ServerConnection::Snapshotting() const {
+    if (m_Session) {
+        return m_InTransaction && !m_SessionWritten;
+    }
     return readTransactionOpen && m_InTransaction && m_ReadOnlyTransaction;
 }
 
 int ServerConnection::Gate(bool writes) {
+    if (writes) {
+        // What was fetched may no longer be what is there; a snapshot that
+        // has been written to reads key by key from now on.
+        m_Snapshot = Snapshot();
+        m_SessionWritten = m_Session;
+    }
     return BeforeStatement(*this, writes);
+}
+
+int ServerConnection::BeginSession() {
+    int code = Control("BEGIN ISOLATION LEVEL REPEATABLE READ");
+    if (code == kEngineOk) {
+        m_InTransaction = true;
+        m_ReadOnlyTransaction = false;
+        m_Session = true;
+    }
+    return code;
 }
 
 Util::Status ServerConnection::Refuse(char const* sqlstate, std::string const& text) {
@@ -307,6 +331,9 @@ void ServerConnection::EndRead() {
 }
 
 int ServerConnection::BeginWrite() {
+    if (m_Session) {
+        return m_InTransaction ? Savepoint(1) : m_LostCode;
+    }
     // Connected, but the pending tables are this transaction's to make.
     int code = m_Connection == nullptr ? Reconnect() : kEngineOk;
     if (code == kEngineOk) {
@@ -339,6 +366,9 @@ void ServerConnection::RollbackTo(int depth) {
 }
 
 int ServerConnection::Commit() {
+    if (m_Session) {
+        return m_InTransaction ? Release(1) : m_LostCode;
+    }
     if (m_Connection == nullptr) {
         return m_LostCode;
     }
@@ -364,6 +394,10 @@ int ServerConnection::Commit() {
 }
 
 void ServerConnection::Rollback() {
+    if (m_Session) {
+        RollbackTo(1);
+        return;
+    }
     if (m_InTransaction) {
         Control("ROLLBACK");
     }
@@ -420,7 +454,9 @@ CompanyFileResult CreateServerCompany(std::string const& uri) {
     return result;
 }
 
-CompanyFileResult OpenServerCompany(std::string const& uri) {
+namespace {
+
+CompanyFileResult Open(std::string const& uri, bool snapshot) {
     std::string shown = MaskedLocation(uri);
     if (IsCompanyFileOpen()) {
         return Refused("open", shown,
@@ -431,6 +467,12 @@ CompanyFileResult OpenServerCompany(std::string const& uri) {
     if (connection != nullptr) {
         reason = CheckCompanyDatabase(*connection);
     }
+    if (reason.empty() && snapshot) {
+        int code = connection->BeginSession();
+        if (code != kEngineOk) {
+            reason = "it cannot be read: " + DescribeServerCode(code);
+        }
+    }
     if (!reason.empty()) {
         return Refused("open", shown, reason);
     }
@@ -439,6 +481,20 @@ CompanyFileResult OpenServerCompany(std::string const& uri) {
     CompanyFileResult result;
     result.ok = true;
     return result;
+}
+
+} // namespace
+
+CompanyFileResult OpenServerCompany(std::string const& uri) {
+    return Open(uri, false);
+}
+
+CompanyFileResult OpenServerCompanySnapshot(std::string const& uri) {
+    return Open(uri, true);
+}
+
+bool ServerCompanyIsSnapshot() {
+    return OpenCompany() != nullptr && OpenCompany()->IsSession();
 }
 
 void CloseServerCompany() {

@@ -50,6 +50,12 @@ public:
     std::string const& ShownLocation() const { return m_Shown; }
     // The tables are to be made by the first transaction (CreateServerCompany).
     void SetSchemaPending() { m_SchemaPending = true; }
+    // Makes the whole open one REPEATABLE READ transaction, rolled back when
+    // the connection closes (OpenServerCompanySnapshot): brackets become
+    // savepoints in it, and loads are answered from what was fetched until
+    // the first write. The failing code.
+    int BeginSession();
+    bool IsSession() const { return m_Session; }
     // Statements sent to the server since the connection was made: what a
     // test counts to see the read bracket batch its loads.
     long StatementsSent() const { return m_StatementsSent; }
@@ -151,6 +157,8 @@ private:
     bool m_ReadOnlyTransaction = false;
     bool m_SchemaPending = false;
     bool m_SchemaInTransaction = false;
+    bool m_Session = false;
+    bool m_SessionWritten = false;
     int m_LostCode = kEngineAbandoned;
     long m_StatementsSent = 0;
     Snapshot m_Snapshot;

@@ -229,6 +229,24 @@ TEST_P(ServerEngineTest, AReadBracketAnswersLoadsFromOneFetchPerTableOrRole) {
     EXPECT_EQ(std::to_string(statementsKeyByKey) + " " + std::to_string(sent() - before), "106 5");
 }
 
+// A snapshot is one transaction rolled back at close: it sees the database
+// as it was when opened, and its own writes, which no one else ever sees.
+TEST_P(ServerEngineTest, ASnapshotSeesOneCommitAndWritesOnlyForItself) {
+    MakeEmptyCompany();
+    ASSERT_TRUE(Host::OpenCompanyFileSnapshot(Location()).ok);
+    EXPECT_TRUE(Host::IsCompanyFileSnapshot());
+    EXPECT_EQ(LoadRole(1), "ok 6042");
+    QueryElsewhere(Location(), "INSERT INTO roles VALUES (1, 0, 1, 'A', '')");
+    {
+        Host::WriteTransaction change;
+        ASSERT_TRUE(AddRole(2).Succeeded());
+        EXPECT_EQ(change.Commit(), Host::kBracketOk);
+    }
+    EXPECT_EQ(LoadRole(1) + " " + LoadRole(2), "ok 6042 ok 0");
+    Host::CloseCompanyFile();
+    EXPECT_EQ(QueryElsewhere(Location(), "SELECT role_id FROM roles"), "1");
+}
+
 // Another desktop's write bracket holds the company: a bracket waits for the
 // busy timeout, then fails as busy, in words.
 TEST_P(ServerEngineTest, AWriteBracketWaitsForAnotherDesktopsAndThenFailsAsBusy) {
