@@ -1,12 +1,12 @@
-// The server engine's connection: connecting (again), transaction control,
+// The server engine's connection: connecting (again), sending statements,
 // the translation of the client library's exceptions into codes, and the
-// company functions that CompanyFile.cpp calls for a server location.
+// pending tables of a new company.
 #include "ServerConnection.h"
 
+#include "../CompanyFile.h"
 #include "../CompanyFileAdmission.h"
 #include "../Connection.h"
 #include "ServerCodes.h"
-#include "ServerCompany.h"
 #include "ServerLocation.h"
 #include "ServerSchema.h"
 
@@ -20,11 +20,6 @@ namespace {
 // Write brackets of all desktops take this lock first, so that they follow
 // one another; it is the database's own (advisory locks are per database).
 const ServerStatement kLockCompany = {"pm_lock_company", "SELECT pg_advisory_xact_lock($1)"};
-
-std::unique_ptr<ServerConnection>& OpenCompany() {
-    static std::unique_ptr<ServerConnection> company;
-    return company;
-}
 
 // The first line of a client library or server message, without the
 // severity the server puts before it.
@@ -40,18 +35,6 @@ std::string FirstLine(char const* message) {
         line.pop_back();
     }
     return line;
-}
-
-std::string SavepointName(int depth) {
-    return "pm_bracket_" + std::to_string(depth);
-}
-
-CompanyFileResult Refused(char const* verb, std::string const& shown, std::string const& reason) {
-    CompanyFileResult result;
-    result.reason = reason;
-    result.message =
-        std::string("Cannot ") + verb + " company database '" + shown + "': " + reason + ".";
-    return result;
 }
 
 // Statements split at the semicolons outside quotes.
@@ -255,7 +238,7 @@ int ServerConnection::Control(std::string const& sql) {
 
 int ServerConnection::CreatePendingSchema() {
     pqxx::result unused;
-    int code = Run(kLockCompany, &unused, static_cast<long>(kApplicationId));
+    int code = LockCompany();
     if (code != kEngineOk) {
         return code;
     }
@@ -277,6 +260,11 @@ int ServerConnection::CreatePendingSchema() {
     return code;
 }
 
+int ServerConnection::LockCompany() {
+    pqxx::result unused;
+    return Run(kLockCompany, &unused, static_cast<long>(kApplicationId));
+}
+
 bool ServerConnection::Snapshotting() const {
     if (m_Session) {
         return m_InTransaction && !m_SessionWritten;
@@ -294,116 +282,10 @@ int ServerConnection::Gate(bool writes) {
     return BeforeStatement(*this, writes);
 }
 
-int ServerConnection::BeginSession() {
-    int code = Control("BEGIN ISOLATION LEVEL REPEATABLE READ");
-    if (code == kEngineOk) {
-        m_InTransaction = true;
-        m_ReadOnlyTransaction = false;
-        m_Session = true;
-    }
-    return code;
-}
-
 Util::Status ServerConnection::Refuse(char const* sqlstate, std::string const& text) {
     int code = ServerCode(sqlstate);
     RememberServerFailure(code, text);
     return Util::Status(false, code);
-}
-
-int ServerConnection::BeginRead() {
-    int code = Ready(nullptr);
-    if (code == kEngineOk) {
-        code = Control("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY");
-    }
-    if (code == kEngineOk) {
-        m_InTransaction = true;
-        m_ReadOnlyTransaction = true;
-        m_Snapshot = Snapshot();
-    }
-    return code;
-}
-
-void ServerConnection::EndRead() {
-    if (m_InTransaction && Control("COMMIT") == kEngineOk) {
-        m_InTransaction = false;
-    }
-    m_Snapshot = Snapshot();
-}
-
-int ServerConnection::BeginWrite() {
-    if (m_Session) {
-        return m_InTransaction ? Savepoint(1) : m_LostCode;
-    }
-    // Connected, but the pending tables are this transaction's to make.
-    int code = m_Connection == nullptr ? Reconnect() : kEngineOk;
-    if (code == kEngineOk) {
-        code = Control("BEGIN ISOLATION LEVEL READ COMMITTED");
-    }
-    if (code != kEngineOk) {
-        return code;
-    }
-    m_InTransaction = true;
-    m_ReadOnlyTransaction = false;
-    if (m_SchemaPending) {
-        return CreatePendingSchema();
-    }
-    pqxx::result unused;
-    return Run(kLockCompany, &unused, static_cast<long>(kApplicationId));
-}
-
-int ServerConnection::Savepoint(int depth) {
-    return Control("SAVEPOINT " + SavepointName(depth));
-}
-
-int ServerConnection::Release(int depth) {
-    return Control("RELEASE SAVEPOINT " + SavepointName(depth));
-}
-
-void ServerConnection::RollbackTo(int depth) {
-    if (Control("ROLLBACK TO SAVEPOINT " + SavepointName(depth)) == kEngineOk) {
-        Control("RELEASE SAVEPOINT " + SavepointName(depth));
-    }
-}
-
-int ServerConnection::Commit() {
-    if (m_Session) {
-        return m_InTransaction ? Release(1) : m_LostCode;
-    }
-    if (m_Connection == nullptr) {
-        return m_LostCode;
-    }
-    try {
-        ++m_StatementsSent;
-        m_Work->exec("COMMIT");
-    } catch (pqxx::broken_connection const& failure) {
-        // The server may have committed before the connection went.
-        try {
-            throw pqxx::in_doubt_error(failure.what());
-        } catch (...) {
-            return Failed();
-        }
-    } catch (...) {
-        return Failed();
-    }
-    m_InTransaction = false;
-    if (m_SchemaInTransaction) {
-        m_SchemaPending = false;
-        m_SchemaInTransaction = false;
-    }
-    return kEngineOk;
-}
-
-void ServerConnection::Rollback() {
-    if (m_Session) {
-        RollbackTo(1);
-        return;
-    }
-    if (m_InTransaction) {
-        Control("ROLLBACK");
-    }
-    m_InTransaction = false;
-    m_SchemaInTransaction = false;
-    m_Snapshot = Snapshot();
 }
 
 bool ServerConnection::Execute(std::string const& sql, TextRows* rows, std::string* error) {
@@ -423,94 +305,6 @@ bool ServerConnection::Execute(std::string const& sql, TextRows* rows, std::stri
         }
     }
     return true;
-}
-
-ServerConnection* OpenServerConnection() {
-    return OpenCompany().get();
-}
-
-// ---------------------------------------------------------------------------
-// The company functions for a server location.
-
-CompanyFileResult CreateServerCompany(std::string const& uri) {
-    std::string shown = MaskedLocation(uri);
-    if (IsCompanyFileOpen()) {
-        return Refused("create", shown,
-                       "the company file '" + CurrentCompanyFilePath() + "' is open");
-    }
-    std::string reason;
-    std::unique_ptr<ServerConnection> connection = ServerConnection::Connect(uri, &reason);
-    if (connection != nullptr) {
-        reason = CheckEmptyDatabase(*connection);
-    }
-    if (!reason.empty()) {
-        return Refused("create", shown, reason);
-    }
-    connection->SetSchemaPending();
-    connection->generation = NextGeneration();
-    OpenCompany() = std::move(connection);
-    CompanyFileResult result;
-    result.ok = true;
-    return result;
-}
-
-namespace {
-
-CompanyFileResult Open(std::string const& uri, bool snapshot) {
-    std::string shown = MaskedLocation(uri);
-    if (IsCompanyFileOpen()) {
-        return Refused("open", shown,
-                       "the company file '" + CurrentCompanyFilePath() + "' is open");
-    }
-    std::string reason;
-    std::unique_ptr<ServerConnection> connection = ServerConnection::Connect(uri, &reason);
-    if (connection != nullptr) {
-        reason = CheckCompanyDatabase(*connection);
-    }
-    if (reason.empty() && snapshot) {
-        int code = connection->BeginSession();
-        if (code != kEngineOk) {
-            reason = "it cannot be read: " + DescribeServerCode(code);
-        }
-    }
-    if (!reason.empty()) {
-        return Refused("open", shown, reason);
-    }
-    connection->generation = NextGeneration();
-    OpenCompany() = std::move(connection);
-    CompanyFileResult result;
-    result.ok = true;
-    return result;
-}
-
-} // namespace
-
-CompanyFileResult OpenServerCompany(std::string const& uri) {
-    return Open(uri, false);
-}
-
-CompanyFileResult OpenServerCompanySnapshot(std::string const& uri) {
-    return Open(uri, true);
-}
-
-bool ServerCompanyIsSnapshot() {
-    return OpenCompany() != nullptr && OpenCompany()->IsSession();
-}
-
-void CloseServerCompany() {
-    std::unique_ptr<ServerConnection>& company = OpenCompany();
-    if (company != nullptr) {
-        ConnectionClosing(*company);
-        company.reset();
-    }
-}
-
-Engine* OpenServerEngine() {
-    return OpenCompany().get();
-}
-
-std::string ServerCompanyLocation() {
-    return OpenCompany() != nullptr ? OpenCompany()->ShownLocation() : std::string();
 }
 
 } // namespace detail

@@ -140,6 +140,9 @@ private:
     int Control(std::string const& sql);
     // Makes the pending tables inside the open transaction.
     int CreatePendingSchema();
+    // Takes the company's lock for the open transaction: write brackets of
+    // all desktops follow one another.
+    int LockCompany();
     // Inside a read bracket's transaction: loads are answered from a snapshot.
     bool Snapshotting() const;
     // The gate of Transactions.cpp, then connected: the failing code.
