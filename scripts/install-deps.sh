@@ -23,6 +23,9 @@ packages=(
   fonts-dejavu-core
   # the manual page's test renders it
   groff-base
+  # the server engine and its tests
+  postgresql-15
+  libpqxx-dev
 )
 
 missing=()

@@ -6,14 +6,13 @@
 #include <host/loader/ModuleLoaderHooks.h>
 #include <host/records/CompanyFile.h>
 #include <host/records/FilesBeside.h>
+#include <host/records/postgres/ServerLocation.h>
 #include <host/users/CompanyUsers.h>
 #include <host/users/UserManagerHooks.h>
 
 #include <PM/Constants.h>
 #include <Records/DMUSREntitlement.h>
 #include <Records/RecordText.h>
-
-#include <sqlite3.h>
 
 #include <cstdlib>
 #include <sstream>
@@ -67,8 +66,9 @@ VersionRecord ReadVersionRecord() {
 std::unique_ptr<Company> Company::Begin(std::string const& path, CompanyOptions const& options,
                                         char const* verb, CompanyProblem* problem) {
     if (IsCompanyFileOpen()) {
-        problem->message = std::string("Cannot ") + verb + " company file '" + path +
-                           "': the company file '" + CurrentCompanyFilePath() + "' is open.";
+        problem->message = std::string("Cannot ") + verb + " company file '" +
+                           MaskedLocation(path) + "': the company file '" +
+                           CurrentCompanyFilePath() + "' is open.";
         return nullptr;
     }
     std::unique_ptr<Company> company(new Company());
@@ -91,7 +91,7 @@ std::unique_ptr<Company> Company::Open(std::string const& path, CompanyOptions c
     if (company == nullptr) {
         return nullptr;
     }
-    if (options.access != CompanyAccess::kSnapshot) {
+    if (options.access != CompanyAccess::kSnapshot && !IsServerLocation(path)) {
         // A create killed between naming its file and dropping the build's
         // name leaves the file with two names, which a change refuses.
         RemoveAbandonedFiles(path);
@@ -106,9 +106,9 @@ std::unique_ptr<Company> Company::Open(std::string const& path, CompanyOptions c
     }
     if (options.access == CompanyAccess::kOneChange) {
         company->m_Change.reset(new WriteTransaction());
-        if (company->m_Change->BeginResult() != SQLITE_OK) {
+        if (company->m_Change->BeginResult() != kBracketOk) {
             problem->refused = false;
-            problem->message = "Cannot change company file '" + path +
+            problem->message = "Cannot change company file '" + MaskedLocation(path) +
                                "': " + DescribeWriteFailure(company->m_Change->BeginResult()) + ".";
             return nullptr;
         }
@@ -116,11 +116,12 @@ std::unique_ptr<Company> Company::Open(std::string const& path, CompanyOptions c
     company->m_FoundVersion = ReadVersionRecord();
     company->m_CatalogueVersion = GetCatalogueInfo().permissionDataVersion;
     if (company->m_FoundVersion.version > company->m_CatalogueVersion) {
-        problem->message =
-            "Cannot open company file '" + path + "': its permission data is version " +
-            std::to_string(company->m_FoundVersion.version) + ", newer than version " +
-            std::to_string(company->m_CatalogueVersion) + " of the catalogue " + options.catalogue +
-            "; open it with the catalogue it was written with.";
+        problem->message = "Cannot open company file '" + MaskedLocation(path) +
+                           "': its permission data is version " +
+                           std::to_string(company->m_FoundVersion.version) +
+                           ", newer than version " + std::to_string(company->m_CatalogueVersion) +
+                           " of the catalogue " + options.catalogue +
+                           "; open it with the catalogue it was written with.";
         return nullptr;
     }
     if (!company->Start(&problem->message)) {
@@ -136,7 +137,7 @@ bool Company::Start(std::string* error) {
     PM_InitComponent();
     int result = Manager().Init();
     if (result != PM_OK) {
-        *error = "Cannot open company file '" + m_Path +
+        *error = "Cannot open company file '" + MaskedLocation(m_Path) +
                  "': the permission data could not be loaded (result " + std::to_string(result) +
                  ").";
         return false;
@@ -146,25 +147,33 @@ bool Company::Start(std::string* error) {
 
 std::unique_ptr<Company> Company::Create(std::string const& path, CompanyOptions const& options,
                                          std::string const& adminName, CompanyProblem* problem) {
+    // A company on a server is made in its database, which the first write
+    // bracket fills: there is no name to build under.
+    bool server = IsServerLocation(path);
+    std::string const shown = MaskedLocation(path);
     struct stat info;
-    if (::lstat(path.c_str(), &info) == 0) {
+    if (!server && ::lstat(path.c_str(), &info) == 0) {
         problem->message = "Cannot create company file '" + path + "': the file already exists.";
         return nullptr;
     }
-    RemoveAbandonedFiles(path);
+    if (!server) {
+        RemoveAbandonedFiles(path);
+    }
     std::unique_ptr<Company> company = Begin(path, options, "create", problem);
     if (company == nullptr) {
         return nullptr;
     }
-    std::string build = HiddenBeside(path, "creating");
-    RemoveWithSidecars(build);
+    std::string build = server ? path : HiddenBeside(path, "creating");
+    if (!server) {
+        RemoveWithSidecars(build);
+    }
     CompanyFileResult file = CreateCompanyFile(build);
     if (!file.ok) {
         problem->refused = false;
-        problem->message = "Cannot create company file '" + path + "': " + file.reason + ".";
+        problem->message = "Cannot create company file '" + shown + "': " + file.reason + ".";
         return nullptr;
     }
-    company->m_BuildPath = build;
+    company->m_BuildPath = server ? std::string() : build;
     if (options.access != CompanyAccess::kLive) {
         company->m_Change.reset(new WriteTransaction());
     }
@@ -173,15 +182,15 @@ std::unique_ptr<Company> Company::Create(std::string const& path, CompanyOptions
     company->m_AdminUserId = AddCompanyUser(adminName, true, &why);
     if (company->m_AdminUserId == -1) {
         problem->refused = false;
-        problem->message =
-            "Cannot create company file '" + path + "': cannot add the administrator: " + why + ".";
+        problem->message = "Cannot create company file '" + shown +
+                           "': cannot add the administrator: " + why + ".";
         return nullptr;
     }
     PM_InitComponent();
     int result = company->Manager().SetDefaultRoles();
     if (result != PM_OK) {
         problem->refused = false;
-        problem->message = "Cannot create company file '" + path +
+        problem->message = "Cannot create company file '" + shown +
                            "': the factory defaults could not be written (result " +
                            std::to_string(result) + ").";
         return nullptr;
@@ -231,7 +240,7 @@ bool Company::Commit(std::string* error) {
     // The library passes over some failed reads and writes; a change during
     // which one failed is not written.
     long failed = m_Change == nullptr ? 0 : m_Change->FailedOperations();
-    int rc = failed > 0 || m_Change == nullptr ? SQLITE_OK : m_Change->Commit();
+    int rc = failed > 0 || m_Change == nullptr ? kBracketOk : m_Change->Commit();
     m_Change.reset();
     if (failed > 0) {
         *error = std::to_string(failed) + " read" + (failed == 1 ? "" : "s") + " or write" +
@@ -239,7 +248,7 @@ bool Company::Commit(std::string* error) {
                  " of the company file failed on the way, so the change would not be whole";
         return false;
     }
-    if (rc != SQLITE_OK) {
+    if (rc != kBracketOk) {
         *error = DescribeWriteFailure(rc);
         return false;
     }

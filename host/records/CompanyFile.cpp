@@ -8,6 +8,8 @@
 #include "CompanyFileJournal.h"
 #include "Connection.h"
 #include "FilesBeside.h"
+#include "postgres/ServerCompany.h"
+#include "postgres/ServerLocation.h"
 
 #include <sqlite3.h>
 
@@ -196,9 +198,8 @@ std::string CheckBesideAJournal(std::string const& path, bool* busy) {
 // another company file is open, or the file fails the checks made before a
 // connection (*busy: because another program held it locked).
 std::string CheckBeforeOpening(std::string const& path, bool forWriting, bool* busy) {
-    detail::Connection const& file = detail::CurrentConnection();
-    if (file.db != nullptr) {
-        return "the company file '" + file.path + "' is open";
+    if (IsCompanyFileOpen()) {
+        return "the company file '" + CurrentCompanyFilePath() + "' is open";
     }
     bool sidecars = false;
     std::string reason = CheckPath(path, forWriting, &sidecars);
@@ -287,6 +288,7 @@ void Adopt(sqlite3* db, std::string const& path, bool snapshot) {
     connection.db = db;
     connection.path = path;
     connection.snapshot = snapshot;
+    connection.generation = detail::NextGeneration();
 }
 
 // Journal, sync and busy settings of a read-write connection; the error text,
@@ -363,6 +365,7 @@ void Connection::Close() {
     }
     path.clear();
     snapshot = false;
+    generation = 0;
 }
 
 Connection& CurrentConnection() {
@@ -398,9 +401,12 @@ sqlite3_stmt* CachedStatement(char const* sql, int* rc) {
 } // namespace detail
 
 CompanyFileResult CreateCompanyFile(std::string const& path) {
-    detail::Connection& file = detail::CurrentConnection();
-    if (file.db != nullptr) {
-        return Refused("create", path, "the company file '" + file.path + "' is open");
+    if (IsServerLocation(path)) {
+        return detail::CreateServerCompany(path);
+    }
+    if (IsCompanyFileOpen()) {
+        return Refused("create", path,
+                       "the company file '" + CurrentCompanyFilePath() + "' is open");
     }
     int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd < 0) {
@@ -426,6 +432,9 @@ CompanyFileResult CreateCompanyFile(std::string const& path) {
 }
 
 CompanyFileResult OpenCompanyFile(std::string const& path) {
+    if (IsServerLocation(path)) {
+        return detail::OpenServerCompany(path);
+    }
     bool busy = false;
     std::string reason = CheckBeforeOpening(path, true, &busy);
     if (!reason.empty()) {
@@ -458,6 +467,9 @@ CompanyFileResult OpenCompanyFile(std::string const& path) {
 }
 
 CompanyFileResult OpenCompanyFileSnapshot(std::string const& path) {
+    if (IsServerLocation(path)) {
+        return detail::OpenServerCompanySnapshot(path);
+    }
     bool busy = false;
     std::string reason = CheckBeforeOpening(path, false, &busy);
     if (!reason.empty()) {
@@ -479,9 +491,9 @@ CompanyFileResult OpenCompanyFileSnapshot(std::string const& path) {
 }
 
 CompanyFileResult OpenInMemoryCompanyFile() {
-    detail::Connection& file = detail::CurrentConnection();
-    if (file.db != nullptr) {
-        return Refused("open", kMemoryPath, "the company file '" + file.path + "' is open");
+    if (IsCompanyFileOpen()) {
+        return Refused("open", kMemoryPath,
+                       "the company file '" + CurrentCompanyFilePath() + "' is open");
     }
     sqlite3* db = nullptr;
     int rc = sqlite3_open_v2(kMemoryPath, &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
@@ -498,6 +510,7 @@ CompanyFileResult OpenInMemoryCompanyFile() {
 }
 
 void CloseCompanyFile() {
+    detail::CloseServerCompany();
     detail::CurrentConnection().Close();
 }
 
@@ -570,15 +583,16 @@ CompanyFileResult BackupCompanyFile(std::string const& destination) {
 }
 
 bool IsCompanyFileOpen() {
-    return detail::CurrentConnection().db != nullptr;
+    return detail::CurrentEngine() != nullptr;
 }
 
 bool IsCompanyFileSnapshot() {
-    return detail::CurrentConnection().snapshot;
+    return detail::CurrentConnection().snapshot || detail::ServerCompanyIsSnapshot();
 }
 
 std::string CurrentCompanyFilePath() {
-    return detail::CurrentConnection().path;
+    std::string server = detail::ServerCompanyLocation();
+    return server.empty() ? detail::CurrentConnection().path : server;
 }
 
 sqlite3* CurrentCompanyFileHandle() {

@@ -11,6 +11,15 @@
 // record layer's buffer, one of the SQLITE_CONSTRAINT family for an Add of a
 // stored key. The fault plan (FaultPlan.h) may fail an operation, or answer
 // not-found, before it runs.
+//
+// A location that is a server URI (postgresql://..., postgres/ServerLocation.h)
+// names a company held in a PostgreSQL database instead (the server engine,
+// postgres/ServerCompany.h tells what its create and open take and refuse);
+// the record classes, the users and the brackets mean the same there, and a
+// failed Status carries a server code (postgres/ServerCodes.h). Messages show
+// such a location with its password masked. A snapshot of a server company
+// is one transaction rolled back at close; what only files have (the rename,
+// the backup) is refused for a server location.
 #pragma once
 
 #include "Transactions.h"

@@ -1,8 +1,11 @@
-// The read and write brackets over the open company file, and the gate every
-// cached statement passes before it runs.
+// The read and write brackets over the open company, on either engine, and
+// the gate every statement of the record layer passes before it runs.
 #include "Transactions.h"
 
 #include "Connection.h"
+#include "postgres/ServerCodes.h"
+
+#include <sqlite3.h>
 
 #include <string>
 
@@ -10,19 +13,24 @@ namespace Host {
 
 namespace {
 
+using detail::Engine;
+using detail::kEngineAbandoned;
+using detail::kEngineNoCompanyOpen;
+using detail::kEngineOk;
+
 struct Brackets {
     int readDepth = 0;
     int writeDepth = 0;
     // From the outermost write bracket's start to its end (Commit or
     // destruction): the statements of that time belong to it.
     bool writeActive = false;
-    // The connection the outermost write bracket began on; null when none
-    // lives, or when that connection was closed under it.
-    sqlite3* writeDb = nullptr;
+    // The open (Engine::generation) the outermost write bracket began on; 0
+    // when none lives, or when that company was closed under it.
+    std::uint64_t writeGeneration = 0;
     // Once set, every statement of the write bracket is refused with it and
     // the outermost Commit fails with it: a begin that failed, or a
-    // transaction that SQLite rolled back by itself.
-    int writeFailure = SQLITE_OK;
+    // transaction that the engine gave up.
+    int writeFailure = kEngineOk;
     // Record operations that failed while a write bracket lived.
     long failedOperations = 0;
 };
@@ -32,57 +40,43 @@ Brackets& State() {
     return brackets;
 }
 
-int Execute(sqlite3* db, std::string const& sql) {
-    return sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr);
-}
-
-std::string SavepointName(int depth) {
-    return "pm_bracket_" + std::to_string(depth);
-}
-
-// The code of the error that ended a transaction SQLite rolled back by itself.
-int LostTransactionCode(sqlite3* db) {
-    int code = sqlite3_extended_errcode(db);
-    return code == SQLITE_OK || code == SQLITE_ROW || code == SQLITE_DONE ? SQLITE_ABORT : code;
-}
-
 } // namespace
 
 namespace detail {
 
-void EndReadTransaction(Connection& connection) {
-    if (connection.readTransactionOpen && Execute(connection.db, "COMMIT") != SQLITE_OK) {
-        Execute(connection.db, "ROLLBACK");
+void EndReadTransaction(Engine& engine) {
+    if (engine.readTransactionOpen) {
+        engine.EndRead();
     }
-    connection.readTransactionOpen = false;
+    engine.readTransactionOpen = false;
 }
 
-int BeforeStatement(Connection& connection, sqlite3_stmt* statement) {
+int BeforeStatement(Engine& engine, bool writes) {
     Brackets& brackets = State();
     if (brackets.writeActive) {
-        if (brackets.writeFailure != SQLITE_OK) {
+        if (brackets.writeFailure != kEngineOk) {
             return brackets.writeFailure;
         }
-        if (connection.db != brackets.writeDb) {
-            return brackets.writeFailure = SQLITE_MISUSE;
+        if (engine.generation != brackets.writeGeneration) {
+            return brackets.writeFailure = kEngineNoCompanyOpen;
         }
         // Outside a transaction the statement would commit by itself: the
         // bracket's transaction is gone, and so is all it wrote.
-        if (sqlite3_get_autocommit(connection.db) != 0) {
-            return brackets.writeFailure = LostTransactionCode(connection.db);
+        if (!engine.InTransaction()) {
+            return brackets.writeFailure = engine.LostTransactionCode();
         }
-        return SQLITE_OK;
+        return kEngineOk;
     }
     if (brackets.readDepth == 0) {
-        return SQLITE_OK;
+        return kEngineOk;
     }
-    if (sqlite3_stmt_readonly(statement) == 0) {
-        EndReadTransaction(connection);
-    } else if (!connection.readTransactionOpen && sqlite3_get_autocommit(connection.db) != 0) {
-        // A BEGIN that fails leaves the read to run by itself.
-        connection.readTransactionOpen = Execute(connection.db, "BEGIN") == SQLITE_OK;
+    if (writes) {
+        EndReadTransaction(engine);
+    } else if (!engine.readTransactionOpen && !engine.InTransaction()) {
+        // A begin that fails leaves the read to run by itself.
+        engine.readTransactionOpen = engine.BeginRead() == kEngineOk;
     }
-    return SQLITE_OK;
+    return kEngineOk;
 }
 
 void NoteFailedOperation() {
@@ -91,15 +85,15 @@ void NoteFailedOperation() {
     }
 }
 
-void ConnectionClosing(Connection& connection) {
+void ConnectionClosing(Engine& engine) {
     Brackets& brackets = State();
-    if (brackets.writeActive && brackets.writeDb == connection.db) {
-        brackets.writeDb = nullptr;
-        if (brackets.writeFailure == SQLITE_OK) {
-            brackets.writeFailure = SQLITE_ABORT;
+    if (brackets.writeActive && brackets.writeGeneration == engine.generation) {
+        brackets.writeGeneration = 0;
+        if (brackets.writeFailure == kEngineOk) {
+            brackets.writeFailure = kEngineAbandoned;
         }
     }
-    connection.readTransactionOpen = false;
+    engine.readTransactionOpen = false;
 }
 
 } // namespace detail
@@ -109,39 +103,39 @@ ReadTransaction::ReadTransaction() {
 }
 
 ReadTransaction::~ReadTransaction() {
-    detail::Connection& connection = detail::CurrentConnection();
-    if (--State().readDepth == 0 && connection.db != nullptr) {
-        detail::EndReadTransaction(connection);
+    Engine* engine = detail::CurrentEngine();
+    if (--State().readDepth == 0 && engine != nullptr) {
+        detail::EndReadTransaction(*engine);
     }
 }
 
 WriteTransaction::WriteTransaction()
-    : m_Begin(SQLITE_OK), m_Depth(0), m_Result(-1), m_FailedBefore(State().failedOperations) {
+    : m_Begin(kEngineOk), m_Depth(0), m_Result(-1), m_FailedBefore(State().failedOperations) {
     Brackets& brackets = State();
-    detail::Connection& connection = detail::CurrentConnection();
+    Engine* engine = detail::CurrentEngine();
     m_Depth = ++brackets.writeDepth;
     if (m_Depth == 1) {
         brackets.writeActive = true;
-        brackets.writeDb = connection.db;
-        brackets.writeFailure = SQLITE_OK;
-        if (connection.db == nullptr) {
-            m_Begin = SQLITE_MISUSE;
+        brackets.writeGeneration = engine != nullptr ? engine->generation : 0;
+        brackets.writeFailure = kEngineOk;
+        if (engine == nullptr) {
+            m_Begin = kEngineNoCompanyOpen;
         } else {
-            detail::EndReadTransaction(connection);
-            // Waits up to the busy timeout for another writer's lock.
-            m_Begin = Execute(connection.db, "BEGIN IMMEDIATE");
+            detail::EndReadTransaction(*engine);
+            // Waits up to the busy timeout for another writer.
+            m_Begin = engine->BeginWrite();
         }
-        if (m_Begin != SQLITE_OK) {
+        if (m_Begin != kEngineOk) {
             brackets.writeFailure = m_Begin;
         }
         return;
     }
-    if (brackets.writeFailure != SQLITE_OK) {
+    if (brackets.writeFailure != kEngineOk) {
         m_Begin = brackets.writeFailure;
-    } else if (connection.db != brackets.writeDb) {
-        m_Begin = SQLITE_MISUSE;
+    } else if (engine == nullptr || engine->generation != brackets.writeGeneration) {
+        m_Begin = kEngineNoCompanyOpen;
     } else {
-        m_Begin = Execute(connection.db, "SAVEPOINT " + SavepointName(m_Depth));
+        m_Begin = engine->Savepoint(m_Depth);
     }
 }
 
@@ -150,8 +144,8 @@ WriteTransaction::~WriteTransaction() {
     Brackets& brackets = State();
     if (--brackets.writeDepth == 0) {
         brackets.writeActive = false;
-        brackets.writeDb = nullptr;
-        brackets.writeFailure = SQLITE_OK;
+        brackets.writeGeneration = 0;
+        brackets.writeFailure = kEngineOk;
     }
 }
 
@@ -168,28 +162,26 @@ int WriteTransaction::End(bool commit) {
         return m_Result;
     }
     Brackets& brackets = State();
-    sqlite3* db = detail::CurrentConnection().db;
-    int result = SQLITE_ABORT; // an abandoned bracket
-    if (m_Begin != SQLITE_OK) {
+    Engine* engine = detail::CurrentEngine();
+    int result = kEngineAbandoned;
+    if (m_Begin != kEngineOk) {
         result = m_Begin;
-    } else if (db == nullptr || db != brackets.writeDb) {
-        result = brackets.writeFailure != SQLITE_OK ? brackets.writeFailure : SQLITE_MISUSE;
+    } else if (engine == nullptr || engine->generation != brackets.writeGeneration) {
+        result = brackets.writeFailure != kEngineOk ? brackets.writeFailure : kEngineNoCompanyOpen;
     } else {
-        bool open = sqlite3_get_autocommit(db) == 0;
-        if (commit && brackets.writeFailure != SQLITE_OK) {
+        bool open = engine->InTransaction();
+        if (commit && brackets.writeFailure != kEngineOk) {
             result = brackets.writeFailure;
         } else if (commit && !open) {
-            result = brackets.writeFailure = LostTransactionCode(db);
+            result = brackets.writeFailure = engine->LostTransactionCode();
         } else if (commit) {
-            result = Execute(db, m_Depth == 1 ? std::string("COMMIT")
-                                              : "RELEASE " + SavepointName(m_Depth));
+            result = m_Depth == 1 ? engine->Commit() : engine->Release(m_Depth);
         }
-        if (result != SQLITE_OK && sqlite3_get_autocommit(db) == 0) {
+        if (result != kEngineOk && engine->InTransaction()) {
             if (m_Depth == 1) {
-                Execute(db, "ROLLBACK");
+                engine->Rollback();
             } else {
-                Execute(db, "ROLLBACK TO " + SavepointName(m_Depth));
-                Execute(db, "RELEASE " + SavepointName(m_Depth));
+                engine->RollbackTo(m_Depth);
             }
         }
     }
@@ -200,6 +192,9 @@ int WriteTransaction::End(bool commit) {
 }
 
 std::string DescribeWriteFailure(int code) {
+    if (detail::IsServerCode(code)) {
+        return detail::DescribeServerCode(code);
+    }
     switch (code & 0xFF) {
     case SQLITE_FULL:
         return "the disk is full";

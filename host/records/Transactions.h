@@ -7,6 +7,9 @@
 
 namespace Host {
 
+// What a bracket answers when it began or committed: SQLITE_OK on both engines.
+const int kBracketOk = 0;
+
 // Brackets a run of reads (a login, a role screen) so that they share one
 // read transaction of the open company file: SQLite then takes and drops its
 // file locks once for the run instead of at every record operation, which is
@@ -18,6 +21,11 @@ namespace Host {
 // read, or at its own last write. Brackets nest: the outermost one ends the
 // transaction. Closing the company file inside a bracket is allowed. Inside a
 // WriteTransaction a read bracket changes nothing: the reads join the write.
+//
+// On a server the read transaction is a read-only REPEATABLE READ
+// transaction, and a round trip is what a read costs: there a load may fetch
+// a whole table (or all masks of a role, all assignments of a user) in one
+// query and answer the bracket's later loads from what it fetched.
 class ReadTransaction {
 public:
     ReadTransaction();
@@ -47,6 +55,13 @@ public:
 // An inner bracket (one begun while another lives) is a savepoint of the
 // outer one: its Commit keeps its writes for the outer bracket to commit, its
 // end without Commit takes back only its own writes.
+//
+// On a server the bracket is a server transaction (READ COMMITTED) that
+// first takes a lock of the company's (an advisory transaction lock), so
+// that write brackets of several desktops follow one another as on a file.
+// There every error the server reports inside the bracket (other than a key
+// that exists, which fails alone as on a file) gives up the whole bracket,
+// and so does a lost connection.
 class WriteTransaction {
 public:
     // Begins on the open company file. BeginResult() tells whether it did.
@@ -56,9 +71,11 @@ public:
     WriteTransaction(WriteTransaction const&) = delete;
     WriteTransaction& operator=(WriteTransaction const&) = delete;
 
-    // SQLITE_OK when the bracket began. Otherwise the SQLite result code:
-    // SQLITE_BUSY when another program held the write lock past the busy
-    // timeout, SQLITE_MISUSE when no company file is open. Record operations
+    // kBracketOk when the bracket began. Otherwise the engine's code: on an
+    // SQLite file SQLITE_BUSY when another program held the write lock past
+    // the busy timeout; on a server a server code (SQLSTATE 55P03 when another
+    // program's write bracket held the company past the busy timeout);
+    // SQLITE_MISUSE (21) when no company file is open. Record operations
     // inside a bracket that did not begin fail with that code.
     int BeginResult() const { return m_Begin; }
     // Record operations that failed inside the bracket so far. Each failed
@@ -67,7 +84,7 @@ public:
     // change whole or not at all does not commit it.
     long FailedOperations() const;
     // Writes the bracket to the file (the outermost) or keeps it for the outer
-    // bracket (an inner one). SQLITE_OK, or the code of what failed, and then
+    // bracket (an inner one). kBracketOk, or the code of what failed, and then
     // nothing of the bracket is in the file. A second call returns the first's
     // result.
     int Commit();
@@ -83,7 +100,8 @@ private:
 
 // The text for a bracket's failure code, in the words an administrator reads:
 // "the disk is full", "another program is writing this company file; try
-// again", or SQLite's own text.
+// again", SQLite's own text, or for a server code the server's text and
+// SQLSTATE.
 std::string DescribeWriteFailure(int code);
 
 } // namespace Host

@@ -1,6 +1,9 @@
-// The users table of the company file and the user manager that reads it.
+// The users table of the company file and the user manager that reads it:
+// the functions over whichever engine holds the open company, and the SQLite
+// engine's statements (the server's are in host/records/postgres/).
 #include <host/records/CachedStatement.h>
 #include <host/records/CompanyFile.h>
+#include <host/records/Connection.h>
 #include <host/users/CompanyUsers.h>
 #include <host/users/UserManagerHooks.h>
 
@@ -10,8 +13,8 @@ namespace Host {
 
 namespace {
 
-const int kFirstUserId = 101;
-const int kFirstRecordKey = 1;
+using detail::kFirstRecordKey;
+using detail::kFirstUserId;
 
 // The highest user id and record key ever issued, kept apart from the users
 // so that a removed user's key, under which assignments were filed, is never
@@ -65,8 +68,112 @@ std::string Refusal(int rc) {
                                                        : std::string(sqlite3_errstr(rc));
 }
 
-// Adds the row and keeps the counters; SQLITE_DONE or the code that failed.
-int InsertUser(std::string const& name, bool isAdmin, std::string* error) {
+// The single integer a one-parameter query yields, or -1.
+int QueryInt(char const* sql, int parameter, bool bind) {
+    StatementUse statement(sql);
+    if (statement.get() == nullptr) {
+        return -1;
+    }
+    if (bind) {
+        sqlite3_bind_int(statement.get(), 1, parameter);
+    }
+    if (sqlite3_step(statement.get()) != SQLITE_ROW) {
+        return -1;
+    }
+    return sqlite3_column_int(statement.get(), 0);
+}
+
+CompanyUserManager gCompanyUserManager;
+
+} // namespace
+
+// ---------------------------------------------------------------------------
+// The users of the open company, on its engine.
+
+int AddCompanyUser(std::string const& name, bool isAdmin, std::string* error) {
+    if (name.empty()) {
+        *error = "a user needs a name";
+        return -1;
+    }
+    detail::Engine* engine = detail::CurrentEngine();
+    if (engine == nullptr) {
+        *error = "no company file is open";
+        return -1;
+    }
+    // The row and the counters go in together, or neither does.
+    WriteTransaction bracket;
+    if (bracket.BeginResult() != kBracketOk) {
+        *error = DescribeWriteFailure(bracket.BeginResult());
+        return -1;
+    }
+    if (engine->InsertUser(name, isAdmin, error) != detail::kEngineOk) {
+        return -1;
+    }
+    int rc = bracket.Commit();
+    if (rc != kBracketOk) {
+        *error = DescribeWriteFailure(rc);
+        return -1;
+    }
+    return FindCompanyUser(name);
+}
+
+bool RemoveCompanyUser(int userId) {
+    detail::Engine* engine = detail::CurrentEngine();
+    return engine != nullptr && engine->DeleteUser(userId);
+}
+
+std::vector<CompanyUser> ListCompanyUsers() {
+    detail::Engine* engine = detail::CurrentEngine();
+    return engine != nullptr ? engine->Users() : std::vector<CompanyUser>();
+}
+
+int FindCompanyUser(std::string const& name) {
+    detail::Engine* engine = detail::CurrentEngine();
+    return engine != nullptr ? engine->FindUser(name) : -1;
+}
+
+std::vector<OrphanAssignment> FindOrphanAssignments() {
+    detail::Engine* engine = detail::CurrentEngine();
+    return engine != nullptr ? engine->OrphanAssignments() : std::vector<OrphanAssignment>();
+}
+
+namespace {
+
+int LookUp(detail::UserLookup lookup, int parameter) {
+    detail::Engine* engine = detail::CurrentEngine();
+    return engine != nullptr ? engine->LookUpUser(lookup, parameter) : -1;
+}
+
+} // namespace
+
+int CompanyUserManager::GetDBRecKeyForUser(int userId) {
+    return LookUp(detail::UserLookup::kRecordKeyOfUser, userId);
+}
+
+int CompanyUserManager::GetUserForDBRecKey(int recordKey) {
+    return LookUp(detail::UserLookup::kUserOfRecordKey, recordKey);
+}
+
+int CompanyUserManager::GetAdminUserId() {
+    return LookUp(detail::UserLookup::kFirstAdmin, 0);
+}
+
+void UseCompanyUserManager() {
+    SetUserManager(&gCompanyUserManager);
+}
+
+// ---------------------------------------------------------------------------
+// The users table of an SQLite company file.
+
+namespace detail {
+
+// Adds the row and keeps the counters, inside the caller's bracket.
+int Connection::InsertUser(std::string const& name, bool isAdmin, std::string* error) {
+    // Files made before the counters have none until their first user add.
+    if (sqlite3_exec(db, kCreateCounters, nullptr, nullptr, nullptr) != SQLITE_OK) {
+        *error = sqlite3_errmsg(db);
+        return sqlite3_extended_errcode(db);
+    }
     StatementUse insert(kInsertUser);
     if (insert.get() == nullptr) {
         *error = Refusal(insert.rc());
@@ -90,71 +197,21 @@ int InsertUser(std::string const& name, bool isAdmin, std::string* error) {
     }
     if (rc != SQLITE_DONE) {
         *error = sqlite3_errstr(rc);
+        return rc;
     }
-    return rc;
+    return SQLITE_OK;
 }
 
-// The single integer a one-parameter query yields, or -1.
-int QueryInt(char const* sql, int parameter, bool bind) {
-    StatementUse statement(sql);
-    if (statement.get() == nullptr) {
-        return -1;
-    }
-    if (bind) {
-        sqlite3_bind_int(statement.get(), 1, parameter);
-    }
-    if (sqlite3_step(statement.get()) != SQLITE_ROW) {
-        return -1;
-    }
-    return sqlite3_column_int(statement.get(), 0);
-}
-
-CompanyUserManager gCompanyUserManager;
-
-} // namespace
-
-int AddCompanyUser(std::string const& name, bool isAdmin, std::string* error) {
-    if (name.empty()) {
-        *error = "a user needs a name";
-        return -1;
-    }
-    sqlite3* db = CurrentCompanyFileHandle();
-    if (db == nullptr) {
-        *error = "no company file is open";
-        return -1;
-    }
-    // The row and the counters go in together, or neither does.
-    WriteTransaction bracket;
-    if (bracket.BeginResult() != SQLITE_OK) {
-        *error = DescribeWriteFailure(bracket.BeginResult());
-        return -1;
-    }
-    if (sqlite3_exec(db, kCreateCounters, nullptr, nullptr, nullptr) != SQLITE_OK) {
-        *error = sqlite3_errmsg(db);
-        return -1;
-    }
-    if (InsertUser(name, isAdmin, error) != SQLITE_DONE) {
-        return -1;
-    }
-    int rc = bracket.Commit();
-    if (rc != SQLITE_OK) {
-        *error = DescribeWriteFailure(rc);
-        return -1;
-    }
-    return FindCompanyUser(name);
-}
-
-bool RemoveCompanyUser(int userId) {
+bool Connection::DeleteUser(int userId) {
     StatementUse statement(kDeleteUser);
     if (statement.get() == nullptr) {
         return false;
     }
     sqlite3_bind_int(statement.get(), 1, userId);
-    return sqlite3_step(statement.get()) == SQLITE_DONE &&
-           sqlite3_changes(CurrentCompanyFileHandle()) == 1;
+    return sqlite3_step(statement.get()) == SQLITE_DONE && sqlite3_changes(db) == 1;
 }
 
-std::vector<CompanyUser> ListCompanyUsers() {
+std::vector<CompanyUser> Connection::Users() {
     std::vector<CompanyUser> users;
     StatementUse statement(kListUsers);
     if (statement.get() == nullptr) {
@@ -171,7 +228,7 @@ std::vector<CompanyUser> ListCompanyUsers() {
     return users;
 }
 
-int FindCompanyUser(std::string const& name) {
+int Connection::FindUser(std::string const& name) {
     StatementUse statement(kUserByName);
     if (statement.get() == nullptr) {
         return -1;
@@ -183,7 +240,19 @@ int FindCompanyUser(std::string const& name) {
     return sqlite3_column_int(statement.get(), 0);
 }
 
-std::vector<OrphanAssignment> FindOrphanAssignments() {
+int Connection::LookUpUser(UserLookup lookup, int parameter) {
+    switch (lookup) {
+    case UserLookup::kRecordKeyOfUser:
+        return QueryInt(kKeyForUser, parameter, true);
+    case UserLookup::kUserOfRecordKey:
+        return QueryInt(kUserForKey, parameter, true);
+    case UserLookup::kFirstAdmin:
+        return QueryInt(kAdminUser, 0, false);
+    }
+    return -1;
+}
+
+std::vector<OrphanAssignment> Connection::OrphanAssignments() {
     std::vector<OrphanAssignment> orphans;
     StatementUse statement(kOrphanAssignments);
     while (statement.get() != nullptr && sqlite3_step(statement.get()) == SQLITE_ROW) {
@@ -197,20 +266,6 @@ std::vector<OrphanAssignment> FindOrphanAssignments() {
     return orphans;
 }
 
-int CompanyUserManager::GetDBRecKeyForUser(int userId) {
-    return QueryInt(kKeyForUser, userId, true);
-}
-
-int CompanyUserManager::GetUserForDBRecKey(int recordKey) {
-    return QueryInt(kUserForKey, recordKey, true);
-}
-
-int CompanyUserManager::GetAdminUserId() {
-    return QueryInt(kAdminUser, 0, false);
-}
-
-void UseCompanyUserManager() {
-    SetUserManager(&gCompanyUserManager);
-}
+} // namespace detail
 
 } // namespace Host

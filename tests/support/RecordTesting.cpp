@@ -2,6 +2,7 @@
 #include "support/RecordTesting.h"
 
 #include <host/records/CompanyFile.h>
+#include <host/records/Engine.h>
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -33,7 +34,21 @@ std::string Rows(sqlite3* db, std::string const& sql) {
 } // namespace
 
 std::string Query(std::string const& sql) {
-    return Rows(Host::CurrentCompanyFileHandle(), sql);
+    Host::detail::Engine* engine = Host::detail::CurrentEngine();
+    Host::detail::TextRows rows;
+    std::string error;
+    if (engine == nullptr) {
+        ADD_FAILURE() << sql << ": no company file is open";
+    } else if (!engine->Execute(sql, &rows, &error)) {
+        ADD_FAILURE() << sql << ": " << error;
+    }
+    std::string text;
+    for (auto const& row : rows) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            text += std::string(i > 0 ? "|" : text.empty() ? "" : "; ") + row[i];
+        }
+    }
+    return text;
 }
 
 std::string QueryFile(std::string const& path, std::string const& sql) {

@@ -8,7 +8,8 @@
 
 namespace PMTest {
 
-// The rows sql yields on the open company file, "a|b" joined by "; ".
+// The rows sql yields on the open company file or database (through its
+// engine, inside whatever transaction is open), "a|b" joined by "; ".
 std::string Query(std::string const& sql);
 // Every table of the open company file as "roles=...\nentitlements=...\n...".
 std::string Tables();

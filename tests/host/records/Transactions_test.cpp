@@ -1,9 +1,12 @@
-// The brackets over the open company file: reads that share one snapshot,
-// and changes that reach the file whole or not at all.
+// The brackets over the open company, on both engines: reads that share one
+// snapshot, and changes that reach the company whole or not at all.
+#include <support/EngineTesting.h>
 #include <support/RecordTesting.h>
 
 #include <host/records/CompanyFile.h>
+#include <host/records/Engine.h>
 #include <host/records/Transactions.h>
+#include <host/records/postgres/ServerCodes.h>
 
 #include <Records/DMUSRRole.h>
 
@@ -15,14 +18,25 @@
 
 namespace {
 
-class TransactionsTest : public ::testing::Test {
+class TransactionsTest : public PMTest::EngineTest {
 protected:
-    void SetUp() override { ASSERT_TRUE(Host::CreateCompanyFile(path).ok); }
-    PMTest::TempPath path{"brackets"};
+    void SetUp() override {
+        PMTest::EngineTest::SetUp();
+        if (!IsSkipped()) {
+            ASSERT_TRUE(Host::CreateCompanyFile(Location()).ok);
+            // On a server the first operation makes the tables.
+            ASSERT_TRUE(DMUSRRole().Load(0, nullptr).Succeeded());
+        }
+    }
+
+    // The roles another connection sees, as "1; 2".
+    std::string RolesSeenByAnother() const {
+        return PMTest::QueryElsewhere(Location(), "SELECT role_id FROM roles ORDER BY 1");
+    }
 };
 
 bool InTransaction() {
-    return sqlite3_get_autocommit(Host::CurrentCompanyFileHandle()) == 0;
+    return Host::detail::CurrentEngine()->InTransaction();
 }
 
 // "ok 0" for a role that is there, "ok 6042" for one that is not.
@@ -36,15 +50,10 @@ Util::Status AddRole(long id) {
     return role.Add(nullptr);
 }
 
-// The roles another connection sees in the file, as "1,2".
-std::string RolesSeenByAnother(std::string const& path) {
-    return PMTest::QueryFile(path, "SELECT coalesce(group_concat(role_id), '') FROM roles");
-}
-
 // Reads bracketed share the snapshot of the first read; a write still
 // commits by itself, at once visible to another process, and the next read
 // takes a new snapshot. Brackets nest; the outermost ends the read.
-TEST_F(TransactionsTest, ReadBracketsShareASnapshotAndEachWriteStillCommitsAlone) {
+TEST_P(TransactionsTest, ReadBracketsShareASnapshotAndEachWriteStillCommitsAlone) {
     ASSERT_TRUE(AddRole(1).Succeeded());
     {
         Host::ReadTransaction reads;
@@ -54,16 +63,16 @@ TEST_F(TransactionsTest, ReadBracketsShareASnapshotAndEachWriteStillCommitsAlone
             EXPECT_EQ(LoadRole(1), "ok 0");
         }
         EXPECT_TRUE(InTransaction());
-        PMTest::QueryFile(path, "INSERT INTO roles VALUES (2, 0, 1, 'B', '')");
+        PMTest::QueryElsewhere(Location(), "INSERT INTO roles VALUES (2, 0, 1, 'B', '')");
         EXPECT_EQ(LoadRole(2), "ok 6042");
         ASSERT_TRUE(AddRole(3).Succeeded());
         EXPECT_FALSE(InTransaction());
-        EXPECT_EQ(RolesSeenByAnother(path), "1,2,3");
+        EXPECT_EQ(RolesSeenByAnother(), "1; 2; 3");
         EXPECT_EQ(LoadRole(2), "ok 0");
         EXPECT_TRUE(InTransaction());
         // A close lets the read go; the reopened file's reads join a new one.
         Host::CloseCompanyFile();
-        ASSERT_TRUE(Host::OpenCompanyFile(path).ok);
+        ASSERT_TRUE(Host::OpenCompanyFile(Location()).ok);
         EXPECT_FALSE(InTransaction());
         EXPECT_EQ(LoadRole(1), "ok 0");
         EXPECT_TRUE(InTransaction());
@@ -74,52 +83,67 @@ TEST_F(TransactionsTest, ReadBracketsShareASnapshotAndEachWriteStillCommitsAlone
 // A failed operation fails alone and is counted; the others wait for Commit,
 // and an abandoned bracket takes them back. An inner bracket takes back only
 // its own writes.
-TEST_F(TransactionsTest, AWriteBracketReachesTheFileWholeAtCommitAndNotAtAllWithout) {
+TEST_P(TransactionsTest, AWriteBracketReachesTheFileWholeAtCommitAndNotAtAllWithout) {
     {
         Host::WriteTransaction change;
         ASSERT_TRUE(AddRole(1).Succeeded());
-        EXPECT_EQ(AddRole(1).GetStatusCode(), SQLITE_CONSTRAINT_PRIMARYKEY);
+        EXPECT_EQ(AddRole(1).GetStatusCode(), DuplicateKeyCode());
         EXPECT_EQ(change.FailedOperations(), 1);
         {
             Host::WriteTransaction kept;
             ASSERT_TRUE(AddRole(2).Succeeded());
-            EXPECT_EQ(kept.Commit(), SQLITE_OK);
+            EXPECT_EQ(kept.Commit(), Host::kBracketOk);
         }
         {
             Host::WriteTransaction dropped;
             ASSERT_TRUE(AddRole(3).Succeeded());
             EXPECT_EQ(LoadRole(3), "ok 0"); // a bracket reads its own writes
         }
-        EXPECT_EQ(RolesSeenByAnother(path), "");
-        EXPECT_EQ(change.Commit(), SQLITE_OK);
+        EXPECT_EQ(RolesSeenByAnother(), "");
+        EXPECT_EQ(change.Commit(), Host::kBracketOk);
     }
-    EXPECT_EQ(RolesSeenByAnother(path), "1,2");
+    EXPECT_EQ(RolesSeenByAnother(), "1; 2");
     {
         Host::WriteTransaction abandoned;
         ASSERT_TRUE(AddRole(4).Succeeded());
     }
-    EXPECT_EQ(LoadRole(4) + " " + RolesSeenByAnother(path), "ok 6042 1,2");
+    EXPECT_EQ(LoadRole(4) + " " + RolesSeenByAnother(), "ok 6042 1; 2");
 }
 
-// SQLite rolls a transaction back by itself after some errors (a full disk, an
-// I/O error); a bracket whose transaction is gone, or whose file was closed,
-// writes nothing more.
-TEST_F(TransactionsTest, ABracketWhoseTransactionIsGoneWritesNothingMore) {
-    std::function<void()> const losses[] = {
-        [] { PMTest::Query("ROLLBACK"); },
-        [this] {
-            Host::CloseCompanyFile();
-            ASSERT_TRUE(Host::OpenCompanyFile(path).ok);
-        },
+// A bracket whose transaction is gone writes nothing more: SQLite rolls one
+// back by itself after some errors (a full disk, an I/O error), a server's
+// connection may be cut; and the company may be closed under the bracket.
+TEST_P(TransactionsTest, ABracketWhoseTransactionIsGoneWritesNothingMore) {
+    // How the transaction is lost, and the code the bracket fails with.
+    std::pair<std::function<void()>, long> const losses[] = {
+        {[this] {
+             if (OnServer()) {
+                 PMTest::QueryElsewhere(Location(),
+                                        "SELECT pg_terminate_backend(pid) FROM pg_stat_activity "
+                                        "WHERE application_name = 'pm_host'");
+             } else {
+                 PMTest::Query("ROLLBACK");
+             }
+         },
+         OnServer() ? Host::detail::ServerCode("08006") : SQLITE_ABORT},
+        {[this] {
+             Host::CloseCompanyFile();
+             ASSERT_TRUE(Host::OpenCompanyFile(Location()).ok);
+         },
+         SQLITE_ABORT},
     };
-    for (auto const& lose : losses) {
+    for (auto const& loss : losses) {
         Host::WriteTransaction change;
         ASSERT_TRUE(AddRole(10).Succeeded());
-        lose();
-        EXPECT_EQ(AddRole(11).GetStatusCode(), SQLITE_ABORT);
-        EXPECT_EQ(change.Commit(), SQLITE_ABORT);
-        EXPECT_EQ(RolesSeenByAnother(path), "");
+        loss.first();
+        EXPECT_EQ(AddRole(11).GetStatusCode(), loss.second);
+        EXPECT_EQ(change.Commit(), loss.second);
+        EXPECT_EQ(RolesSeenByAnother(), "");
     }
+    // Outside the bracket the next operation connects again.
+    EXPECT_EQ(LoadRole(10), "ok 6042");
 }
+
+INSTANTIATE_ON_BOTH_ENGINES(TransactionsTest);
 
 } // namespace
