@@ -3,6 +3,7 @@
 #include "Transactions.h"
 
 #include "Connection.h"
+#include "SchemaUpgrade.h"
 
 #include <string>
 
@@ -130,6 +131,14 @@ WriteTransaction::WriteTransaction()
             detail::EndReadTransaction(connection);
             // Waits up to the busy timeout for another writer's lock.
             m_Begin = Execute(connection.db, "BEGIN IMMEDIATE");
+            // A file of an older schema is brought to this host's as the
+            // bracket's first write, so that it changes with the bracket.
+            if (m_Begin == SQLITE_OK) {
+                m_Begin = detail::UpgradeSchema(connection.db);
+                if (m_Begin != SQLITE_OK) {
+                    Execute(connection.db, "ROLLBACK");
+                }
+            }
         }
         if (m_Begin != SQLITE_OK) {
             brackets.writeFailure = m_Begin;

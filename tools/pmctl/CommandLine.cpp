@@ -9,6 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cctype>
 #include <fstream>
 #include <memory>
 
@@ -18,8 +19,8 @@ namespace {
 
 enum class Kind {
     kRead,        // --json
-    kChange,      // --dry-run
-    kDestructive, // --dry-run, --yes, and a question first
+    kChange,      // --json, --dry-run
+    kDestructive, // --json, --dry-run, --yes, and a question first
 };
 
 // What a command on a company file takes: FILE first, --catalogue, and the
@@ -28,6 +29,53 @@ struct FileOptions {
     FileArgs file;
     bool yes = false;
 };
+
+// A word as a shell would need it: in double quotes when it is empty or holds
+// anything but letters, digits and _@%+=:,./-.
+std::string Quoted(std::string const& word) {
+    bool plain = !word.empty();
+    for (char c : word) {
+        plain = plain && (std::isalnum(static_cast<unsigned char>(c)) ||
+                          std::string("_@%+=:,./-").find(c) != std::string::npos);
+    }
+    if (plain) {
+        return word;
+    }
+    std::string quoted = "\"";
+    for (char c : word) {
+        quoted += c == '"' || c == '\\' ? std::string("\\") + c : std::string(1, c);
+    }
+    return quoted + "\"";
+}
+
+// The parsed command in pmctl's words, for the change history: its
+// subcommands, its arguments, then its options, without the file and the
+// flags that change only how pmctl reports (--json, --dry-run, --yes):
+// "roles copy Sales \"Sales East\"", "users add carol --admin".
+std::string CommandWords(CLI::App const& command) {
+    std::string words;
+    for (CLI::App const* app = &command; app->get_parent() != nullptr; app = app->get_parent()) {
+        words = app->get_name() + (words.empty() ? "" : " ") + words;
+    }
+    std::vector<CLI::Option const*> const options = command.get_options();
+    for (bool positional : {true, false}) {
+        for (CLI::Option const* option : options) {
+            std::string const name = option->get_name(positional);
+            if (option->count() == 0 || option->get_positional() != positional || name == "FILE" ||
+                name == "--json" || name == "--dry-run" || name == "--yes") {
+                continue;
+            }
+            if (!positional && option->get_type_size_max() == 0) {
+                words += " " + name;
+                continue;
+            }
+            for (std::string const& value : option->results()) {
+                words += (positional ? " " : " " + name + " ") + Quoted(value);
+            }
+        }
+    }
+    return words;
+}
 
 CLI::App* FileCommand(CLI::App& parent, char const* name, char const* help, FileOptions& options,
                       Kind kind) {
@@ -38,12 +86,16 @@ CLI::App* FileCommand(CLI::App& parent, char const* name, char const* help, File
     if (kind == Kind::kRead) {
         command->add_flag("--json", options.file.json, "print JSON");
     } else {
+        command->add_flag("--json", options.file.json,
+                          "print the record of the change as JSON (what pmctl log --json lists)");
         command->add_flag("--dry-run", options.file.dryRun,
                           "do it all, then write nothing; prints what would change");
     }
     if (kind == Kind::kDestructive) {
         command->add_flag("--yes", options.yes, "do not ask first");
     }
+    command->parse_complete_callback(
+        [command, &options] { options.file.command = CommandWords(*command); });
     return command;
 }
 
@@ -311,6 +363,18 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
     unassignCommand->add_option("USER", unassignedUser, "name or id")->required();
     unassignCommand->add_option("ROLE", unassignedRole, "name or id (default: every role)");
     unassignCommand->add_flag("--force", unassign.file.force, "also from the last holder of Admin");
+
+    // The change history.
+    FileOptions history;
+    std::string logSince, logUser;
+    CLI::App* logCommand =
+        on(FileCommand(app, "log", "the changes made to the file: when, by whom, what", history,
+                       Kind::kRead),
+           [&] { return LogCommand(history.file, logSince, logUser, io); });
+    logCommand->add_option(
+        "--since", logSince,
+        "only from this date (2026-11-25) or time in UTC (2026-11-25T03:34:53Z)");
+    logCommand->add_option("--user", logUser, "only the changes of this operating-system user");
 
     FileOptions check;
     std::string checkedUser, checkedEntitlement, checkedAction, application;

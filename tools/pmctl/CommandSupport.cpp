@@ -2,6 +2,7 @@
 #include "CommandSupport.h"
 
 #include "Actions.h"
+#include "ChangeHistory.h"
 #include "Verification.h"
 
 #include <PM/ActionMask.h>
@@ -104,12 +105,40 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
         }
     }
     code = body(*session, Io{held, io.err});
+    bool const ownJson = args.json && options.bodyPrintsJson;
     if (code != kExitOk) {
-        io.out << held.str();
+        (args.json && !ownJson ? io.err : io.out) << held.str();
         return code;
     }
+    // The record goes into the bracket with the change; a dry run's is only
+    // shown.
+    Json record;
+    std::string error;
+    if (!RecordChange(*session, args, !args.dryRun, &record, &error)) {
+        Complain(io, args.file) << "nothing was changed: " << error << "\n";
+        return kExitFailed;
+    }
+    // What body printed; with args.json the record alone on io.out, or in
+    // body's own JSON as "change".
+    auto const show = [&] {
+        if (!args.json) {
+            io.out << held.str();
+            return;
+        }
+        Json report = ownJson ? Json::parse(held.str(), nullptr, false) : Json();
+        if (ownJson && !report.is_object()) {
+            io.out << held.str();
+            return;
+        }
+        if (ownJson) {
+            report["change"] = record;
+        } else {
+            io.err << held.str();
+        }
+        PrintRecordJson(ownJson ? report : record, io);
+    };
     if (args.dryRun) {
-        io.out << held.str();
+        show();
         says << "(dry run: nothing was written to " << args.file << ")\n";
         return kExitOk;
     }
@@ -118,7 +147,6 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
     if ((options.backup || session->UpgradedOnOpen()) && !BackUp(*session, &copy, io)) {
         return kExitFailed;
     }
-    std::string error;
     if (!session->Commit(&error)) {
         Complain(io, args.file) << "nothing was changed: " << error << "\n";
         if (!copy.empty()) {
@@ -133,7 +161,7 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
         says << "upgraded " << args.file << " from version " << session->FoundVersion().version
              << " to " << session->CatalogueVersion() << "\n";
     }
-    io.out << held.str();
+    show();
     return kExitOk;
 }
 
