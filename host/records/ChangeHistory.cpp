@@ -3,6 +3,7 @@
 
 #include "CachedStatement.h"
 #include "CompanyFile.h"
+#include "Transactions.h"
 
 namespace Host {
 
@@ -16,7 +17,7 @@ const char kList[] = "SELECT id, changed_at, os_user, command, details FROM chan
 
 std::string Reason(int rc) {
     return rc == SQLITE_MISUSE && !IsCompanyFileOpen() ? std::string("no company file is open")
-                                                       : std::string(sqlite3_errstr(rc));
+                                                       : DescribeWriteFailure(rc);
 }
 
 void Bind(sqlite3_stmt* statement, int index, std::string const& text) {

@@ -3,8 +3,7 @@
 
 #include "CachedStatement.h"
 #include "CompanyFile.h"
-
-#include <functional>
+#include "Transactions.h"
 
 namespace Host {
 
@@ -14,8 +13,9 @@ const char kRoles[] =
     "SELECT role_id, category_type, is_visible, name, description FROM roles ORDER BY role_id";
 const char kEntitlements[] = "SELECT entitlement_id, category_type, attributes_id, is_visible, "
                              "is_enabled, name FROM entitlements ORDER BY entitlement_id";
+// A mask of 0 grants what no row grants: such rows are left out.
 const char kMasks[] = "SELECT role_id, entitlement_id, action_type FROM role_actions "
-                      "ORDER BY role_id, entitlement_id";
+                      "WHERE action_type <> 0 ORDER BY role_id, entitlement_id";
 const char kAssignments[] = "SELECT user_key, role_id FROM user_roles ORDER BY user_key, role_id";
 const char kUsers[] = "SELECT user_id, record_key, name, is_admin FROM users ORDER BY user_id";
 
@@ -25,11 +25,11 @@ std::string Text(sqlite3_stmt* statement, int column) {
 }
 
 // Runs sql and hands each row to take; false with the reason in *error.
-bool EachRow(char const* sql, std::function<void(sqlite3_stmt*)> const& take, std::string* error) {
+template <class Take> bool EachRow(char const* sql, Take const& take, std::string* error) {
     detail::CachedStatementUse use(sql);
     if (use.get() == nullptr) {
         *error = use.rc() == SQLITE_MISUSE && !IsCompanyFileOpen() ? "no company file is open"
-                                                                   : sqlite3_errstr(use.rc());
+                                                                   : DescribeWriteFailure(use.rc());
         return false;
     }
     int rc = SQLITE_ROW;
@@ -37,7 +37,7 @@ bool EachRow(char const* sql, std::function<void(sqlite3_stmt*)> const& take, st
         take(use.get());
     }
     if (rc != SQLITE_DONE) {
-        *error = sqlite3_errstr(rc);
+        *error = DescribeWriteFailure(rc);
         return false;
     }
     return true;

@@ -45,7 +45,8 @@ struct UserRow {
 };
 
 // Each table's rows in key order: masks by role, then entitlement;
-// assignments by record key, then role.
+// assignments by record key, then role. A mask of 0 is left out: it grants
+// what no row grants.
 struct CompanyTables {
     std::vector<RoleRow> roles;
     std::vector<EntitlementRow> entitlements;

@@ -7,7 +7,8 @@
 // As JSON (what --json on a write command prints, and pmctl log --json lists):
 //   {"id": 7, "changedAt": "2026-11-25T03:34:53Z", "osUser": "ann",
 //    "command": "users add carol", "details": {...}}
-// without "id" for a dry run, whose record is not written.
+// without "id" when the record is not written: for a dry run, and for a
+// command that changed nothing (its details are {}).
 #pragma once
 
 #include "CommandSupport.h"
@@ -26,8 +27,9 @@ std::string UtcNow();
 
 // The record of the change in session's bracket: what changed between the
 // tables as the session found them and as they are now, with args.command.
-// With write, it is added to the file's history and gets its id. False with
-// the reason in *error (then the change must not be committed).
+// With write, it is added to the file's history and gets its id, unless
+// nothing changed. False with the reason in *error (then the change must not
+// be committed).
 bool RecordChange(Session& session, FileArgs const& args, bool write, Json* record,
                   std::string* error);
 // The same for the company file just created in the open session: what it

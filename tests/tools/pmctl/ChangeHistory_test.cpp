@@ -15,8 +15,9 @@ class ChangeHistoryTest : public PMTest::CommandTest {
 protected:
     // What log prints, its times and the user running the test replaced by
     // TIME and USER.
-    std::string Log(std::string const& line = "log F") const {
-        PMTest::Result result = Pmctl(line);
+    std::string Log(std::string const& line = "log F") const { return Log(line, m_File); }
+    std::string Log(std::string const& line, std::string const& file) const {
+        PMTest::Result result = Pmctl(line, file);
         EXPECT_EQ(0, result.code) << line << ": " << result.err;
         std::regex const stamp("^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ  " +
                                Pmctl::OsUserName() + "  ");
@@ -175,6 +176,29 @@ TEST_F(ChangeHistoryTest, AVersionOneFileGetsItsHistoryWithItsFirstChange) {
     ASSERT_EQ(0, Pmctl("users add F erin").code);
     EXPECT_EQ("2", QueryFile(m_File, "PRAGMA user_version"));
     EXPECT_EQ("TIME  USER  users add erin\n    added the user erin (id 104)\n", Log());
+}
+
+// create records what it made the file from and with; upgrade the versions
+// and what the new catalogue brought, mended in the same change.
+TEST_F(ChangeHistoryTest, CreateAndUpgradeRecordWhatTheyMade) {
+    std::string const older = Scratch("older.pmco");
+    std::string const previous = PM_CATALOGUE_DIR "/catalogue-previous.json";
+    ASSERT_EQ(0, Pmctl("create F --admin ann --catalogue " + previous, older).code);
+    PMTest::Result upgraded =
+        Pmctl("upgrade F --json --catalogue " + PMTest::ShippedCatalogue(), older);
+    ASSERT_EQ(0, upgraded.code) << upgraded.err;
+    nlohmann::json const details = nlohmann::json::parse(upgraded.out)["details"];
+    EXPECT_EQ(R"({"from":24,"to":27})", details["version"].dump());
+    EXPECT_EQ(36u, details["entitlements"]["added"].size());
+    EXPECT_EQ(0u, Log("log F", older)
+                      .find("TIME  USER  create --catalogue " + previous +
+                            " --admin ann\n    created from " + previous +
+                            " (version 24): 197 entitlements, 8 roles\n    added the user ann (id "
+                            "101), an administrator\n    gave ann the role Admin\nTIME  USER  "
+                            "upgrade --catalogue " +
+                            PMTest::ShippedCatalogue() +
+                            "\n    upgraded the permission data from version 24 to 27\n    added "
+                            "the entitlement Reminders (id 180)\n"));
 }
 
 } // namespace
