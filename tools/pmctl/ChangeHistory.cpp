@@ -154,4 +154,18 @@ void PrintRecordJson(Json const& json, Io io) {
     io.out << text << "\n";
 }
 
+void PrintChange(std::string const& printed, Json const& record, bool json, bool bodyPrintsJson,
+                 Io io) {
+    Json report = json && bodyPrintsJson ? Json::parse(printed, nullptr, false) : Json();
+    if (!json || (bodyPrintsJson && !report.is_object())) {
+        io.out << printed;
+    } else if (bodyPrintsJson) {
+        report["change"] = record;
+        PrintRecordJson(report, io);
+    } else {
+        io.err << printed;
+        PrintRecordJson(record, io);
+    }
+}
+
 } // namespace Pmctl

@@ -43,4 +43,11 @@ Json RecordJson(Host::ChangeRecord const& record);
 // [role, entitlement, before, after]) on one line.
 void PrintRecordJson(Json const& json, Io io);
 
+// What a write command printed, held back until its change was written, and
+// with json its record: then io.out holds the record alone and what was
+// printed goes to io.err, or, when printed is a JSON object of the
+// command's own (bodyPrintsJson), the record joins it as "change".
+void PrintChange(std::string const& printed, Json const& record, bool json, bool bodyPrintsJson,
+                 Io io);
+
 } // namespace Pmctl

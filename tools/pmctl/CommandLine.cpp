@@ -2,6 +2,7 @@
 // and run through the command library.
 #include "CommandLine.h"
 
+#include "CommandWords.h"
 #include "Demo.h"
 #include "Session.h"
 
@@ -9,7 +10,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <cctype>
 #include <fstream>
 #include <memory>
 
@@ -29,53 +29,6 @@ struct FileOptions {
     FileArgs file;
     bool yes = false;
 };
-
-// A word as a shell would need it: in double quotes when it is empty or holds
-// anything but letters, digits and _@%+=:,./-.
-std::string Quoted(std::string const& word) {
-    bool plain = !word.empty();
-    for (char c : word) {
-        plain = plain && (std::isalnum(static_cast<unsigned char>(c)) ||
-                          std::string("_@%+=:,./-").find(c) != std::string::npos);
-    }
-    if (plain) {
-        return word;
-    }
-    std::string quoted = "\"";
-    for (char c : word) {
-        quoted += c == '"' || c == '\\' ? std::string("\\") + c : std::string(1, c);
-    }
-    return quoted + "\"";
-}
-
-// The parsed command in pmctl's words, for the change history: its
-// subcommands, its arguments, then its options, without the file and the
-// flags that change only how pmctl reports (--json, --dry-run, --yes):
-// "roles copy Sales \"Sales East\"", "users add carol --admin".
-std::string CommandWords(CLI::App const& command) {
-    std::string words;
-    for (CLI::App const* app = &command; app->get_parent() != nullptr; app = app->get_parent()) {
-        words = app->get_name() + (words.empty() ? "" : " ") + words;
-    }
-    std::vector<CLI::Option const*> const options = command.get_options();
-    for (bool positional : {true, false}) {
-        for (CLI::Option const* option : options) {
-            std::string const name = option->get_name(positional);
-            if (option->count() == 0 || option->get_positional() != positional || name == "FILE" ||
-                name == "--json" || name == "--dry-run" || name == "--yes") {
-                continue;
-            }
-            if (!positional && option->get_type_size_max() == 0) {
-                words += " " + name;
-                continue;
-            }
-            for (std::string const& value : option->results()) {
-                words += (positional ? " " : " " + name + " ") + Quoted(value);
-            }
-        }
-    }
-    return words;
-}
 
 CLI::App* FileCommand(CLI::App& parent, char const* name, char const* help, FileOptions& options,
                       Kind kind) {

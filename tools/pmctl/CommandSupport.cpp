@@ -118,25 +118,7 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
         Complain(io, args.file) << "nothing was changed: " << error << "\n";
         return kExitFailed;
     }
-    // What body printed; with args.json the record alone on io.out, or in
-    // body's own JSON as "change".
-    auto const show = [&] {
-        if (!args.json) {
-            io.out << held.str();
-            return;
-        }
-        Json report = ownJson ? Json::parse(held.str(), nullptr, false) : Json();
-        if (ownJson && !report.is_object()) {
-            io.out << held.str();
-            return;
-        }
-        if (ownJson) {
-            report["change"] = record;
-        } else {
-            io.err << held.str();
-        }
-        PrintRecordJson(ownJson ? report : record, io);
-    };
+    auto const show = [&] { PrintChange(held.str(), record, args.json, ownJson, io); };
     if (args.dryRun) {
         show();
         says << "(dry run: nothing was written to " << args.file << ")\n";
