@@ -36,7 +36,7 @@ std::string CommandWords(CLI::App const& command) {
                 name == "--json" || name == "--dry-run" || name == "--yes") {
                 continue;
             }
-            if (!positional && option->get_type_size_max() == 0) {
+            if (!positional && option->get_expected_max() == 0) { // a flag
                 words += " " + name;
                 continue;
             }

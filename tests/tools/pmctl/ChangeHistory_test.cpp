@@ -75,8 +75,9 @@ TEST_F(ChangeHistoryTest, EachChangeIsRecordedWithTheCommandAndWhatItDid) {
             {"roles copy F Purchasing Buyers", 0, ""},
             {"roles delete F Buyers --yes", 0,
              "TIME  USER  roles delete Buyers\n    deleted the role Buyers (id 8)\n"},
-            {"users remove F dave --yes", 0,
-             "TIME  USER  users remove dave\n    removed the user dave (id 103)\n    took the role "
+            {"users remove F dave --yes --force", 0,
+             "TIME  USER  users remove dave --force\n    removed the user dave (id 103)\n    took "
+             "the role "
              "Purchasing from dave\n    took the role Payroll Clerk from dave\n"},
         },
         [this] {
