@@ -124,6 +124,9 @@ std::unique_ptr<Company> Company::Open(std::string const& path, CompanyOptions c
                            "; open it with the catalogue it was written with.";
         return nullptr;
     }
+    if (options.beforeInit) {
+        options.beforeInit();
+    }
     if (!company->Start(&problem->message)) {
         problem->refused = false;
         return nullptr;

@@ -8,6 +8,7 @@
 
 #include <PM/PermissionManager.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -54,6 +55,11 @@ struct CompanyOptions {
     std::string catalogueText;   // the catalogue itself; empty: read the file
     std::string moduleDirectory; // where modules are found; empty: as set before
     CompanyAccess access = CompanyAccess::kOneChange;
+    // Called by Open once the file is open (for kOneChange: inside the write
+    // bracket) and before the manager's Init, which may upgrade the stored
+    // data: where a host that records what a change did reads the file as it
+    // was. Empty: nothing.
+    std::function<void()> beforeInit;
 };
 
 class Company {

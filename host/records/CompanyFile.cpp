@@ -8,6 +8,7 @@
 #include "CompanyFileJournal.h"
 #include "Connection.h"
 #include "FilesBeside.h"
+#include "SchemaUpgrade.h"
 #include "postgres/ServerCompany.h"
 #include "postgres/ServerLocation.h"
 
@@ -29,6 +30,8 @@ namespace {
 const int kDefaultBusyTimeoutMs = 5000;
 const char kMemoryPath[] = ":memory:";
 
+// The tables of schema version 1; CreateSchema adds those of the later
+// versions (SchemaUpgrade.h).
 const char kCreateSchema[] = R"sql(
 CREATE TABLE roles (
     role_id INTEGER PRIMARY KEY,
@@ -339,6 +342,9 @@ std::string CreateSchema(sqlite3* db) {
     }
     if (error.empty()) {
         error = Execute(db, kCreateSchema);
+    }
+    if (error.empty()) {
+        error = Execute(db, detail::kChangeHistoryTable);
     }
     if (error.empty()) {
         error = Execute(db, "COMMIT");

@@ -14,15 +14,21 @@ namespace detail {
 
 namespace {
 
-// The columns that the record layer and the user manager read; a file whose
-// tables lack one of them is not a company file of this schema.
-const char* const kExpectedLayout[] = {
-    "SELECT role_id, category_type, is_visible, name, description FROM roles",
-    ("SELECT entitlement_id, category_type, attributes_id, is_visible, is_enabled, name "
-     "FROM entitlements"),
-    "SELECT user_key, role_id FROM user_roles",
-    "SELECT role_id, entitlement_id, action_type FROM role_actions",
-    "SELECT user_id, record_key, name, is_admin FROM users",
+// The columns that the record layer, the user manager and the change history
+// read, each from the schema version that brought it; a file whose tables
+// lack one of them is not a company file of its schema.
+struct Layout {
+    int since;
+    char const* sql;
+};
+const Layout kExpectedLayout[] = {
+    {1, "SELECT role_id, category_type, is_visible, name, description FROM roles"},
+    {1, ("SELECT entitlement_id, category_type, attributes_id, is_visible, is_enabled, name "
+         "FROM entitlements")},
+    {1, "SELECT user_key, role_id FROM user_roles"},
+    {1, "SELECT role_id, entitlement_id, action_type FROM role_actions"},
+    {1, "SELECT user_id, record_key, name, is_admin FROM users"},
+    {2, "SELECT id, changed_at, os_user, command, details FROM change_history"},
 };
 
 std::string Hex32(std::uint32_t value) {
@@ -182,14 +188,21 @@ std::string CheckContents(sqlite3* db) {
     if (!QueryInteger(db, "PRAGMA user_version", &value, &error, &rc)) {
         return "it cannot be checked: " + error;
     }
-    if (value != kSchemaVersion) {
-        return "its schema version " + std::to_string(value) + " is " +
-               (value > kSchemaVersion ? "newer" : "older") + " than the version " +
+    if (value > kSchemaVersion) {
+        return "its schema version " + std::to_string(value) + " is newer than the version " +
                std::to_string(kSchemaVersion) + " that this host knows";
     }
-    for (char const* sql : kExpectedLayout) {
+    if (value < kOldestSchemaVersion) {
+        return "its schema version " + std::to_string(value) +
+               " is older than the oldest version, " + std::to_string(kOldestSchemaVersion) +
+               ", that this host knows";
+    }
+    for (Layout const& layout : kExpectedLayout) {
+        if (layout.since > value) {
+            continue;
+        }
         sqlite3_stmt* statement = nullptr;
-        rc = sqlite3_prepare_v2(db, sql, -1, &statement, nullptr);
+        rc = sqlite3_prepare_v2(db, layout.sql, -1, &statement, nullptr);
         sqlite3_finalize(statement);
         if (rc != SQLITE_OK) {
             return std::string("its tables are not those of a company file: ") + sqlite3_errmsg(db);

@@ -11,7 +11,11 @@
 namespace Host {
 namespace detail {
 
-const int kSchemaVersion = 1;
+// The schema this host writes, and the oldest it still opens: a file of an
+// older schema is brought to this one by its first write bracket
+// (SchemaUpgrade.h). Version 2 added the change history.
+const int kSchemaVersion = 2;
+const int kOldestSchemaVersion = 1;
 const std::uint32_t kApplicationId = 0x504D4346; // "PMCF"
 
 // What the file's first 100 bytes say: empty, not SQLite, truncated, or an
@@ -22,8 +26,9 @@ const std::uint32_t kApplicationId = 0x504D4346; // "PMCF"
 std::string CheckHeader(std::string const& path, bool sidecarsPresent);
 
 // What SQLite can tell on a connection to the file, reading only: damage
-// found by quick_check, an application id or schema version that is not this
-// host's, tables or columns that are missing.
+// found by quick_check, an application id that is not this host's, a schema
+// version outside kOldestSchemaVersion to kSchemaVersion, tables or columns
+// of that version that are missing.
 std::string CheckContents(sqlite3* db);
 
 } // namespace detail

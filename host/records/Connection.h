@@ -56,6 +56,8 @@ struct Connection : Engine {
     int Commit() override;
     void Rollback() override;
     int LostTransactionCode() override;
+    int UpgradeSchema() override;
+    int SchemaVersion() override;
 
     bool Execute(std::string const& sql, TextRows* rows, std::string* error) override;
 };

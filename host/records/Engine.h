@@ -135,6 +135,12 @@ public:
     virtual void Rollback() = 0;
     // The code of what ended a transaction that is gone without Commit.
     virtual int LostTransactionCode() = 0;
+    // Inside a write transaction just begun: brings a company of an older
+    // schema to this host's (kSchemaVersion), as the transaction's first
+    // write; nothing for one of this schema.
+    virtual int UpgradeSchema() = 0;
+    // The schema version the open company holds; -1 when it cannot be read.
+    virtual int SchemaVersion() = 0;
 
     // Runs sql as it is (one statement or several separated by ';', without
     // parameters and without transaction control) on the connection, inside

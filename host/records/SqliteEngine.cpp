@@ -1,6 +1,7 @@
 // The SQLite engine's bracket steps and its plain statements: what the
 // brackets (Transactions.cpp) and the tools ask of an SQLite company file.
 #include "Connection.h"
+#include "SchemaUpgrade.h"
 
 #include <sqlite3.h>
 
@@ -73,6 +74,17 @@ void Connection::Rollback() {
 int Connection::LostTransactionCode() {
     int code = sqlite3_extended_errcode(db);
     return code == SQLITE_OK || code == SQLITE_ROW || code == SQLITE_DONE ? SQLITE_ABORT : code;
+}
+
+int Connection::UpgradeSchema() {
+    return detail::UpgradeSchema(db);
+}
+
+int Connection::SchemaVersion() {
+    TextRows rows;
+    std::string error;
+    return Execute("PRAGMA user_version", &rows, &error) && rows.size() == 1 ? std::stoi(rows[0][0])
+                                                                             : -1;
 }
 
 bool Connection::Execute(std::string const& sql, TextRows* rows, std::string* error) {

@@ -124,6 +124,14 @@ WriteTransaction::WriteTransaction()
             detail::EndReadTransaction(*engine);
             // Waits up to the busy timeout for another writer.
             m_Begin = engine->BeginWrite();
+            // A company of an older schema is brought to this host's as the
+            // bracket's first write, so that it changes with the bracket.
+            if (m_Begin == kEngineOk) {
+                m_Begin = engine->UpgradeSchema();
+                if (m_Begin != kEngineOk) {
+                    engine->Rollback();
+                }
+            }
         }
         if (m_Begin != kEngineOk) {
             brackets.writeFailure = m_Begin;

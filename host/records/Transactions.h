@@ -41,6 +41,10 @@ public:
 // at once; a bracket that ends without Commit, and a program that dies inside
 // one, leave nothing of it.
 //
+// On a file of an older schema the outermost bracket's first write brings the
+// schema to this host's (SchemaUpgrade.h): the file is upgraded with the
+// bracket's change, or not at all.
+//
 // Inside the bracket the library reads its own writes as before, and a record
 // operation that fails (a key that exists, a fault from the fault plan) fails
 // alone, leaving the bracket's other writes in place. An error that makes
@@ -75,7 +79,8 @@ public:
     // SQLite file SQLITE_BUSY when another program held the write lock past
     // the busy timeout; on a server a server code (SQLSTATE 55P03 when another
     // program's write bracket held the company past the busy timeout);
-    // SQLITE_MISUSE (21) when no company file is open. Record operations
+    // SQLITE_MISUSE (21) when no company file is open; the code of a schema
+    // upgrade that failed. Record operations
     // inside a bracket that did not begin fail with that code.
     int BeginResult() const { return m_Begin; }
     // Record operations that failed inside the bracket so far. Each failed

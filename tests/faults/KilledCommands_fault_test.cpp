@@ -1,7 +1,9 @@
 // pmctl's write commands killed outright (SIGKILL) at moments spread from
 // before the command starts to past its end. Each command is one change: a
 // kill leaves the company file exactly as it was before or exactly as an
-// uninterrupted run leaves it, sound, and accepted by pmctl verify; a create
+// uninterrupted run leaves it, with the change's history record exactly when
+// the change is there (and a file of schema version 1 upgraded only with
+// it), sound, and accepted by pmctl verify; a create
 // killed leaves no file or a whole one, and the next create clears what the
 // killed one left beside it.
 #include "support/PmctlChild.h"
@@ -41,8 +43,20 @@ std::vector<std::string> Named(std::string const& directory, std::string const& 
     return found;
 }
 
+// A state of the file after its integrity check: its four permission tables,
+// its schema version and its change history but the times, which differ from
+// run to run.
+std::string CompanyRows(sqlite3* db) {
+    bool const history =
+        !QueryRows("SELECT 1 FROM sqlite_master WHERE name = 'change_history'", db).empty();
+    return StoreRows(db) + QueryRows("PRAGMA user_version", db, "user_version: ") +
+           (history ? QueryRows("SELECT id, os_user, command, details FROM change_history "
+                                "ORDER BY id",
+                                db, "change_history: ")
+                    : "");
+}
+
 // The command of c killed in turn, on the company file run + "/company.pmco".
-// A state of the file: its integrity check and its four permission tables.
 void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c) {
     std::string const file = run + "/company.pmco", outputs = dir / "command";
     std::string const building = ".company.pmco.creating-";
@@ -59,7 +73,7 @@ void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c
         }
     };
     fresh();
-    std::string const before = ReadCompany(file, StoreRows);
+    std::string const before = ReadCompany(file, CompanyRows);
     ASSERT_EQ(*c.start != '\0' ? "ok\n" : "", before.substr(0, 3));
     std::string after;
     // midChange: killed with the file (or the one it builds) open, uncommitted.
@@ -76,13 +90,17 @@ void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c
             fresh();
             PmctlRun done = RunPmctlChild(c.args, outputs);
             ASSERT_EQ(0, done.code) << done.err;
-            std::string const state = ReadCompany(file, StoreRows);
+            std::string const state = ReadCompany(file, CompanyRows);
             ASSERT_TRUE(after.empty() || state == after) << "uninterrupted runs left other files";
             after = state;
             normal = std::max(normal, done.seconds);
         }
         ASSERT_NE(before, after) << "the command changes nothing";
         ASSERT_EQ("ok\n", after.substr(0, 3));
+        // So a state as after holds the change's record, one as before none.
+        ASSERT_EQ(CountLines(Only(before, "change_history: ")) + 1,
+                  CountLines(Only(after, "change_history: ")))
+            << "the change is not recorded once";
 
         for (int kill = 0; kill < kKills; ++kill, ++kills) {
             fresh();
@@ -97,7 +115,7 @@ void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c
                 << status << ": " << ReadBytes(outputs + ".err");
             bool const open = std::filesystem::exists(file + "-wal") ||
                               std::filesystem::exists(run + "/" + building + std::to_string(pid));
-            std::string const state = ReadCompany(file, StoreRows);
+            std::string const state = ReadCompany(file, CompanyRows);
             if (state != after && state != before) {
                 ADD_FAILURE() << "neither as before nor as after; not as before:\n"
                               << Missing(state, before) << "not as after:\n"
@@ -115,7 +133,7 @@ void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c
             // A copy of the file as it was is whole once it has its name.
             for (std::string const& copy : Named(run, ".bak")) {
                 bool const named = copy.compare(copy.size() - 4, 4, ".bak") == 0;
-                EXPECT_TRUE(!named || before == ReadCompany(copy, StoreRows)) << copy;
+                EXPECT_TRUE(!named || before == ReadCompany(copy, CompanyRows)) << copy;
             }
         }
     }
@@ -136,8 +154,9 @@ void KillInTurn(ScratchDir const& dir, std::string const& run, KillCase const& c
 
 // The files the commands start from: "base" with alice (Bookkeeper) and bob
 // (four roles), "edited" with View Only given every grant of Admin, "old"
-// made from the previous catalogue; and the grants and a list of 2,000
-// accounts, every fifth below an earlier one.
+// made from the previous catalogue, "v1" the base as schema version 1 left
+// it, without a history; and the grants and a list of 2,000 accounts, every
+// fifth below an earlier one.
 TEST(KilledCommandTest, EachKillLeavesTheFileAsBeforeOrAsAnUninterruptedRun) {
     ScratchDir dir;
     std::string const base = dir / "base.pmco", edited = dir / "edited.pmco";
@@ -155,6 +174,8 @@ TEST(KilledCommandTest, EachKillLeavesTheFileAsBeforeOrAsAnUninterruptedRun) {
     }
     std::ofstream(grants) << PmctlSetUp({"roles", "show", base, "Admin", "--json"}, dir / "setup");
     std::filesystem::copy_file(base, edited);
+    std::filesystem::copy_file(base, dir / "v1.pmco");
+    QueryFile(dir / "v1.pmco", "DROP TABLE change_history; PRAGMA user_version = 1");
     PmctlSetUp({"roles", "edit", edited, "View Only", "--from-json", grants}, dir / "setup");
     std::ofstream list(accounts);
     for (int i = 0; i < 2000; ++i) {
@@ -169,6 +190,7 @@ TEST(KilledCommandTest, EachKillLeavesTheFileAsBeforeOrAsAnUninterruptedRun) {
         {"BankImport", "base.pmco", {"bank", "import", file, accounts}},
         {"Upgrade", "old.pmco", {"upgrade", file, "--catalogue", kCatalogue}, kPrevious},
         {"Unassign", "base.pmco", {"unassign", file, "bob", "Sales"}},
+        {"UnassignOnVersion1", "v1.pmco", {"unassign", file, "bob", "Sales"}},
         {"RolesEdit", "base.pmco", {"roles", "edit", file, "View Only", "--from-json", grants}},
         {"Reset", "edited.pmco", {"reset", file, "--yes"}},
         {"Create", "", {"create", file}},

@@ -2,6 +2,7 @@
 // and run through the command library (RunCommandLine, CommandRun.cpp).
 #include "CommandTree.h"
 
+#include "CommandWords.h"
 #include "Demo.h"
 #include "Examples.h"
 #include "Version.h"
@@ -12,8 +13,8 @@ namespace {
 
 enum class Kind {
     kRead,        // --json
-    kChange,      // --dry-run
-    kDestructive, // --dry-run, --yes, and a question first
+    kChange,      // --json, --dry-run
+    kDestructive, // --json, --dry-run, --yes, and a question first
 };
 
 // What a command on a company file takes: FILE first, --catalogue, and the
@@ -32,12 +33,16 @@ CLI::App* FileCommand(CLI::App& parent, char const* name, char const* help, File
     if (kind == Kind::kRead) {
         command->add_flag("--json", options.file.json, "print JSON");
     } else {
+        command->add_flag("--json", options.file.json,
+                          "print the record of the change as JSON (what pmctl log --json lists)");
         command->add_flag("--dry-run", options.file.dryRun,
                           "do it all, then write nothing; prints what would change");
     }
     if (kind == Kind::kDestructive) {
         command->add_flag("--yes", options.yes, "do not ask first");
     }
+    command->parse_complete_callback(
+        [command, &options] { options.file.command = CommandWords(*command); });
     return command;
 }
 
@@ -347,6 +352,18 @@ int WithCommandTree(Io io, Prompt const& prompt,
     unassignCommand->add_option("USER", unassignedUser, "name or #id")->required();
     unassignCommand->add_option("ROLE", unassignedRole, "name or #id (default: every role)");
     unassignCommand->add_flag("--force", unassign.file.force, "also from the last holder of Admin");
+
+    // The change history.
+    FileOptions history;
+    std::string logSince, logUser;
+    CLI::App* logCommand =
+        on(FileCommand(app, "log", "the changes made to the file: when, by whom, what", history,
+                       Kind::kRead),
+           [&] { return LogCommand(history.file, logSince, logUser, io); });
+    logCommand->add_option(
+        "--since", logSince,
+        "only from this date (2026-11-25) or time in UTC (2026-11-25T03:34:53Z)");
+    logCommand->add_option("--user", logUser, "only the changes of this operating-system user");
 
     FileOptions check;
     std::string checkedUser, checkedEntitlement, checkedAction, application;

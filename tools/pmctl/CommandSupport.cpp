@@ -2,6 +2,7 @@
 #include "CommandSupport.h"
 
 #include "Actions.h"
+#include "ChangeHistory.h"
 #include "Verification.h"
 
 #include <PM/ActionMask.h>
@@ -104,12 +105,22 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
         }
     }
     code = body(*session, Io{held, io.err});
+    bool const ownJson = args.json && options.bodyPrintsJson;
     if (code != kExitOk) {
-        io.out << held.str();
+        (args.json && !ownJson ? io.err : io.out) << held.str();
         return code;
     }
+    // The record goes into the bracket with the change; a dry run's is only
+    // shown.
+    Json record;
+    std::string error;
+    if (!RecordChange(*session, args, !args.dryRun, &record, &error)) {
+        Complain(io, args.file) << "nothing was changed: " << error << "\n";
+        return kExitFailed;
+    }
+    auto const show = [&] { PrintChange(held.str(), record, args.json, ownJson, io); };
     if (args.dryRun) {
-        io.out << held.str();
+        show();
         says << "(dry run: nothing was written to " << args.file << ")\n";
         return kExitOk;
     }
@@ -118,7 +129,6 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
     if ((options.backup || session->UpgradedOnOpen()) && !BackUp(*session, &copy, io)) {
         return kExitFailed;
     }
-    std::string error;
     if (!session->Commit(&error)) {
         Complain(io, args.file) << "nothing was changed: " << error << "\n";
         if (!copy.empty()) {
@@ -133,7 +143,7 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
         says << "upgraded " << args.file << " from version " << session->FoundVersion().version
              << " to " << session->CatalogueVersion() << "\n";
     }
-    io.out << held.str();
+    show();
     return kExitOk;
 }
 

@@ -37,15 +37,19 @@ struct ChangeOptions {
     // The command repairs the predefined roles itself, so an upgrade on the
     // way is not followed by a repair of its own.
     bool repairs = false;
+    // With args.json, body prints a JSON object of its own (verify --repair),
+    // which the change's record joins as "change".
+    bool bodyPrintsJson = false;
 };
 
 // A write command: body runs inside one write bracket, with what it prints
-// held back. Exit 0 from body commits the bracket (for a dry run: abandons
-// it) and then prints what body printed; a failed commit says why and exits
-// 1. Any other exit code abandons the bracket. A file that opening upgraded
-// is copied first, as with options.backup. With args.json, what RunChange
-// itself says (the copy, the upgrade, the dry run) goes to io.err, so that
-// io.out holds body's JSON alone.
+// held back. Exit 0 from body records the change in the file's history
+// (ChangeHistory.h) and commits the bracket (for a dry run: abandons it, with
+// nothing recorded), and then prints what body printed; a failed commit says
+// why and exits 1. Any other exit code abandons the bracket. A file that
+// opening upgraded is copied first, as with options.backup. With args.json,
+// io.out holds the change's record as JSON alone: what body printed and what
+// RunChange itself says (the copy, the upgrade, the dry run) go to io.err.
 int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> const& body,
               ChangeOptions const& options = ChangeOptions());
 

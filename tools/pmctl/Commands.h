@@ -32,17 +32,20 @@ struct Io {
 };
 
 // What every command but demo takes: the company file, the catalogue to open
-// it with (empty: the one that ships with pmctl), for read commands whether to
-// print JSON instead of text, for write commands whether to leave the change
-// unwritten (a dry run: the same work in a bracket that is then abandoned)
-// and whether to override the protection of what the office cannot lose
-// (the last holder of Admin, the predefined roles).
+// it with (empty: the one that ships with pmctl), whether to print JSON
+// instead of text (for a write command: the record of the change), for write
+// commands whether to leave the change unwritten (a dry run: the same work in
+// a bracket that is then abandoned) and whether to override the protection of
+// what the office cannot lose (the last holder of Admin, the predefined
+// roles), and the command as the change history records it: pmctl's words
+// without the file ("users add carol").
 struct FileArgs {
     std::string file;
     std::string catalogue;
     bool json = false;
     bool dryRun = false;
     bool force = false;
+    std::string command = "";
 };
 
 // create: a new company file with the catalogue's factory defaults and an
@@ -163,5 +166,13 @@ int VerifyCommand(FileArgs const& args, bool repair, bool verbose, Io io);
 // roles get a column too.
 int MatrixCommand(FileArgs const& args, std::string const& htmlPath, std::string const& csvPath,
                   bool all, Io io);
+
+// log: the changes recorded in the file's history, oldest first, each with a
+// summary of what it did (with json: the records, ChangeHistory.h). since, a
+// date "2026-11-25" or a time in UTC "2026-11-25T03:34:53Z", leaves out
+// what came before it (a bad one: exit 2); osUser, unless empty, what other
+// operating-system users did. A file without a history (schema version 1)
+// says so and exits 0.
+int LogCommand(FileArgs const& args, std::string const& since, std::string const& osUser, Io io);
 
 } // namespace Pmctl

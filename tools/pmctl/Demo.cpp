@@ -2,6 +2,7 @@
 #include "Demo.h"
 
 #include "Actions.h"
+#include "ChangeHistory.h"
 #include "Commands.h"
 #include "Session.h"
 
@@ -112,6 +113,7 @@ void Show(std::string const& shown, std::function<int(Io)> const& command, std::
 // The second half of the tour: the same file through pmctl's commands.
 void CommandTour(std::string const& path, std::string const& catalogue, std::ostream& out) {
     FileArgs file{path, catalogue, false};
+    file.command = "demo"; // what the history says made the tour's changes
     std::string const f = path;
     out << "\n4. The same file through pmctl's commands\n";
     Show(
@@ -252,7 +254,10 @@ int RunDemo(std::string const& requestedPath, std::string const& catalogue, std:
             return 1;
         }
         std::string error;
-        if (!session->Commit(&error)) {
+        Json record;
+        FileArgs demo{path, catalogue};
+        demo.command = "demo";
+        if (!RecordCreation(demo, true, &record, &error) || !session->Commit(&error)) {
             err << path << ": the new file could not be written: " << error << "\n";
             return 1;
         }

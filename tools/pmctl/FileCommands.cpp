@@ -1,4 +1,5 @@
 // pmctl create, info, reset and upgrade: the company file as a whole.
+#include "ChangeHistory.h"
 #include "CommandSupport.h"
 #include "Verification.h"
 
@@ -86,16 +87,25 @@ int CreateCommand(FileArgs const& args, std::string const& adminName, Io io) {
          << "): " << counts.catalogueEntitlements << " entitlements, " << counts.roles
          << " roles; administrator " << adminName << " (user " << session->Company().AdminUserId()
          << ") holds Admin\n";
-    if (args.dryRun) {
-        io.out << "would create " << told.str() << "(dry run: no file was written)\n";
-        return kExitOk;
-    }
-    if (!session->Commit(&error)) {
+    Json record;
+    if (!RecordCreation(args, !args.dryRun, &record, &error)) {
         Complain(io, args.file) << "nothing was created: " << error << "\n";
         return kExitFailed;
     }
-    RemoveOnInterrupt(std::string());
-    io.out << "created " << told.str();
+    // With --json the record alone on standard output, the words beside it.
+    std::ostream& says = args.json ? io.err : io.out;
+    if (args.dryRun) {
+        says << "would create " << told.str() << "(dry run: no file was written)\n";
+    } else if (!session->Commit(&error)) {
+        Complain(io, args.file) << "nothing was created: " << error << "\n";
+        return kExitFailed;
+    } else {
+        RemoveOnInterrupt(std::string());
+        says << "created " << told.str();
+    }
+    if (args.json) {
+        PrintRecordJson(record, io);
+    }
     return kExitOk;
 }
 

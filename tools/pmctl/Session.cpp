@@ -60,8 +60,22 @@ std::unique_ptr<Session> Session::Open(std::string const& path, std::string cons
     Host::CompanyProblem problem;
     Host::CompanyAccess const opened =
         access == Access::kRead ? Host::CompanyAccess::kSnapshot : Host::CompanyAccess::kOneChange;
-    return Started(Host::Company::Open(path, Options(catalogue, opened), &problem), problem,
-                   failure);
+    Host::CompanyOptions options = Options(catalogue, opened);
+    Host::CompanyTables before;
+    std::string error = "the file was opened for reading";
+    if (access == Access::kChange) {
+        options.beforeInit = [&] {
+            error.clear();
+            Host::ReadCompanyTables(&before, &error);
+        };
+    }
+    std::unique_ptr<Session> session =
+        Started(Host::Company::Open(path, options, &problem), problem, failure);
+    if (session != nullptr) {
+        session->m_TablesBefore = std::move(before);
+        session->m_TablesBeforeError = error;
+    }
+    return session;
 }
 
 std::unique_ptr<Session> Session::OpenLive(std::string const& path, std::string const& catalogue,

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <host/company/Company.h>
+#include <host/records/CompanyTables.h>
 
 #include <PM/PermissionManager.h>
 
@@ -66,6 +67,15 @@ public:
     // of it is in the file.
     bool Commit(std::string* error) { return m_Company->Commit(error); }
 
+    // The file's tables as the change found them, read inside its bracket
+    // before Init (so before an upgrade on the way); empty for a created
+    // file. Null, with the reason in *error, when they could not be read or
+    // the session is not a change.
+    Host::CompanyTables const* TablesBefore(std::string* error) const {
+        *error = m_TablesBeforeError;
+        return m_TablesBeforeError.empty() ? &m_TablesBefore : nullptr;
+    }
+
 private:
     explicit Session(std::unique_ptr<Host::Company> company) : m_Company(std::move(company)) {}
     // The session of a company that started, or null with its problem in
@@ -75,6 +85,8 @@ private:
                                             OpenFailure* failure);
 
     std::unique_ptr<Host::Company> m_Company;
+    Host::CompanyTables m_TablesBefore;
+    std::string m_TablesBeforeError;
 };
 
 // The catalogue that ships with pmctl.

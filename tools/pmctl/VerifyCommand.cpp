@@ -33,6 +33,7 @@ int VerifyCommand(FileArgs const& args, bool repair, bool verbose, Io io) {
     }
     ChangeOptions options;
     options.repairs = true;
+    options.bodyPrintsJson = true;
     return RunChange(
         args, io,
         [&](Session& session, Io held) {

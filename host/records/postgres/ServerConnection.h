@@ -109,6 +109,10 @@ public:
     int Commit() override;
     void Rollback() override;
     int LostTransactionCode() override { return m_LostCode; }
+    // A server company is made at this host's schema, and one of another
+    // version is refused when opened: nothing to bring up to date.
+    int UpgradeSchema() override { return kEngineOk; }
+    int SchemaVersion() override;
 
     bool Execute(std::string const& sql, TextRows* rows, std::string* error) override;
 

@@ -1,6 +1,7 @@
 // Creating, opening, checking, copying and renaming the company file.
 #include <support/RecordTesting.h>
 
+#include <host/records/ChangeHistory.h>
 #include <host/records/CompanyFile.h>
 
 #include <gtest/gtest.h>
@@ -69,7 +70,7 @@ TEST(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
              Sample(p);
              ASSERT_EQ(::truncate(p.c_str(), 3 * 4096), 0);
          },
-         "it is truncated: its header gives 11 pages of 4096 bytes (45056 bytes), but the file "
+         "it is truncated: its header gives 12 pages of 4096 bytes (49152 bytes), but the file "
          "holds 12288 bytes"},
         {[](std::string const& p) {
              Sample(p);
@@ -79,12 +80,16 @@ TEST(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
          "it is damaged (database disk image is malformed)"},
         {[](std::string const& p) { QueryFile(p, "PRAGMA application_id = 305419896"); },
          "it is not a company file: its application id is 0x12345678, not 0x504D4346"},
-        {[](std::string const& p) { Sample(p, "PRAGMA user_version = 2"); },
-         "its schema version 2 is newer than the version 1 that this host knows"},
+        // A host that knows only this schema refuses the next one, as one
+        // that knew only version 1 refuses this one.
+        {[](std::string const& p) { Sample(p, "PRAGMA user_version = 3"); },
+         "its schema version 3 is newer than the version 2 that this host knows"},
         {[](std::string const& p) { Sample(p, "PRAGMA user_version = 0"); },
-         "its schema version 0 is older than the version 1 that this host knows"},
+         "its schema version 0 is older than the oldest version, 1, that this host knows"},
         {[](std::string const& p) { Sample(p, "DROP TABLE users"); },
          "its tables are not those of a company file: no such table: users"},
+        {[](std::string const& p) { Sample(p, "DROP TABLE change_history"); },
+         "its tables are not those of a company file: no such table: change_history"},
     };
     for (auto const& [setup, reason] : cases) {
         SCOPED_TRACE(reason);
@@ -145,6 +150,47 @@ TEST(CompanyFileTest, ACopyHoldsWhatWasCommittedAndARenameNeverReplacesAFile) {
     Host::CloseCompanyFile();
     ASSERT_TRUE(Host::OpenCompanyFile(copy).ok);
     EXPECT_EQ(Tables(), tables);
+}
+
+// A file of schema version 1 (no change history) is opened as it is. Only a
+// write bracket that commits brings it to version 2, with the table that a
+// new file has; a snapshot, even one written in a bracket, and an abandoned
+// bracket leave it byte for byte.
+TEST(CompanyFileTest, AVersionOneFileIsUpgradedByItsFirstCommittedWriteBracketOnly) {
+    TempPath path("version1"), fresh("version2");
+    ASSERT_TRUE(Host::CreateCompanyFile(fresh).ok);
+    Host::CloseCompanyFile();
+    Sample(path, "DROP TABLE change_history; PRAGMA user_version = 1");
+    std::string const older = ReadBytes(path);
+    auto schema = [](std::string const& file) {
+        return QueryFile(file, "PRAGMA user_version") + " " +
+               QueryFile(file, "SELECT sql FROM sqlite_master WHERE name = 'change_history'");
+    };
+    ASSERT_TRUE(Host::OpenCompanyFileSnapshot(path).ok);
+    {
+        Host::WriteTransaction change;
+        EXPECT_EQ(Host::CompanyFileSchemaVersion(), 2);
+        EXPECT_EQ(change.Commit(), SQLITE_OK);
+    }
+    Host::CloseCompanyFile();
+    ASSERT_TRUE(Host::OpenCompanyFile(path).ok);
+    EXPECT_EQ(Host::CompanyFileSchemaVersion(), 1);
+    {
+        Host::WriteTransaction change;
+        Query("DELETE FROM roles");
+    }
+    EXPECT_EQ(Host::CompanyFileSchemaVersion(), 1);
+    Host::CloseCompanyFile();
+    EXPECT_TRUE(ReadBytes(path) == older);
+
+    ASSERT_TRUE(Host::OpenCompanyFile(path).ok);
+    {
+        Host::WriteTransaction change;
+        ASSERT_EQ(change.Commit(), SQLITE_OK);
+    }
+    Host::CloseCompanyFile();
+    EXPECT_EQ(schema(path), schema(fresh));
+    EXPECT_EQ(schema(path).substr(0, 2), "2 ");
 }
 
 } // namespace

@@ -106,8 +106,8 @@ TEST_P(ServerEngineTest, ADatabaseIsCreatedOnlyEmptyAndOpenedOnlyAsACompanyOfThi
         {false, "CREATE TABLE ledger (id INT)", false,
          "it is not a company database: it holds ledger but no company_metadata table"},
         {true, "", true,
-         "the database is not empty: it holds company_metadata, entitlements, host_counters and "
-         "4 more"},
+         "the database is not empty: it holds change_history, company_metadata, entitlements "
+         "and 5 more"},
         {true, "UPDATE company_metadata SET value = 305419896 WHERE name = 'application_id'", false,
          "it is not a company database: its application id is 0x12345678, not 0x504D4346"},
         {true, "UPDATE company_metadata SET value = " + newer + " WHERE name = 'schema_version'",
@@ -140,8 +140,8 @@ TEST_P(ServerEngineTest, ADatabaseIsCreatedOnlyEmptyAndOpenedOnlyAsACompanyOfThi
 // or else alone before the first record operation; a close before leaves the
 // database empty.
 TEST_P(ServerEngineTest, TheTablesComeWithTheFirstTransactionAndNotWithoutIt) {
-    std::string const all =
-        "company_metadata entitlements host_counters role_actions roles user_roles users";
+    std::string const all = "change_history company_metadata entitlements host_counters "
+                            "role_actions roles user_roles users";
     ASSERT_TRUE(Host::CreateCompanyFile(Location()).ok);
     {
         Host::WriteTransaction abandoned;

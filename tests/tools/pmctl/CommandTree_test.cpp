@@ -114,11 +114,14 @@ TEST_F(CommandTreeTest, TheManualPageHasEveryCommandWithItsOptionsAndExample) {
                   "Add a user.\n"
                   ".PP\n"
                   "\\fBpmctl users add\\fR \\fIFILE\\fR \\fINAME\\fR [\\fB\\-\\-catalogue\\fR "
-                  "\\fICATALOGUE\\fR] [\\fB\\-\\-dry\\-run\\fR] [\\fB\\-\\-admin\\fR]\n"
+                  "\\fICATALOGUE\\fR] [\\fB\\-\\-json\\fR] [\\fB\\-\\-dry\\-run\\fR] "
+                  "[\\fB\\-\\-admin\\fR]\n"
                   ".TP\n\\fIFILE\\fR\nThe company file.\n"
                   ".TP\n\\fINAME\\fR\nThe user's name.\n"
                   ".TP\n\\fB\\-\\-catalogue\\fR \\fICATALOGUE\\fR\n"
                   "The catalogue to open it with (default: the one that ships).\n"
+                  ".TP\n\\fB\\-\\-json\\fR\n"
+                  "Print the record of the change as JSON (what pmctl log --json lists).\n"
                   ".TP\n\\fB\\-\\-dry\\-run\\fR\n"
                   "Do it all, then write nothing; prints what would change.\n"
                   ".TP\n\\fB\\-\\-admin\\fR\nAn administrator, holding the Admin role.\n"
@@ -167,7 +170,7 @@ TEST_F(CommandTreeTest, TheCompletionOffersCommandsOptionsFilesAndActions) {
             {"pmctl", "ch", "check\n"},
             {"pmctl", "u", "upgrade users unassign\n"},
             {"pmctl users", "", "list add remove\n"},
-            {"pmctl users add", "--", "--help --catalogue --dry-run --admin\n"},
+            {"pmctl users add", "--", "--help --catalogue --json --dry-run --admin\n"},
             {"pmctl users add", "bo", "books.pmco\n"},
             {"pmctl users add books.pmco", "", "\n"}, // NAME: nothing to offer
             {"pmctl --log books.pmco", "ro", "roles\n"},
