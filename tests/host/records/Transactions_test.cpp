@@ -3,6 +3,7 @@
 #include <support/EngineTesting.h>
 #include <support/RecordTesting.h>
 
+#include <host/records/ChangeHistory.h>
 #include <host/records/CompanyFile.h>
 #include <host/records/Engine.h>
 #include <host/records/Transactions.h>
@@ -137,8 +138,14 @@ TEST_P(TransactionsTest, ABracketWhoseTransactionIsGoneWritesNothingMore) {
         ASSERT_TRUE(AddRole(10).Succeeded());
         loss.first();
         EXPECT_EQ(AddRole(11).GetStatusCode(), loss.second);
+        // Nor does the history take a record of the change by itself.
+        Host::ChangeRecord record{0, "2026-11-25T00:00:00Z", "ann", "users add x", "{}"};
+        std::string error;
+        EXPECT_FALSE(Host::AppendChangeRecord(&record, &error));
         EXPECT_EQ(change.Commit(), loss.second);
-        EXPECT_EQ(RolesSeenByAnother(), "");
+        EXPECT_EQ(RolesSeenByAnother() +
+                      PMTest::QueryElsewhere(Location(), "SELECT id FROM change_history"),
+                  "");
     }
     // Outside the bracket the next operation connects again.
     EXPECT_EQ(LoadRole(10), "ok 6042");
