@@ -169,8 +169,8 @@ std::string Fill(Engine& engine, std::vector<Rows> const& source, bool replace, 
             for (std::size_t r = first; r < end; ++r) {
                 sql += r == first ? "(" : ", (";
                 for (std::size_t f = 0; f < rows.fields[r].size(); ++f) {
-                    sql += (f == 0 ? "" : ", ") +
-                           Literal(rows.fields[r][f], rows.nulls[r][f] == '1');
+                    sql +=
+                        (f == 0 ? "" : ", ") + Literal(rows.fields[r][f], rows.nulls[r][f] == '1');
                 }
                 sql += ")";
             }
@@ -334,7 +334,8 @@ CompanyCopyResult CopyCompany(std::string const& source, std::string const& dest
         }
     }
     result.ok = result.reason.empty();
-    result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    result.seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     return result;
 }
 

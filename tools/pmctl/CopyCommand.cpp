@@ -33,17 +33,17 @@ void PrintFigures(Host::CompanyCopyResult const& copied, std::ostream& out) {
     for (Host::CopiedTableFigures const& table : copied.tables) {
         out << "  " << std::left << std::setw(16) << table.table << std::right << std::setw(8)
             << table.sourceRows << "  " << std::left << std::setw(18) << table.sourceChecksum
-            << (table.Same() ? std::string("the same")
-                             : std::to_string(table.destinationRows) + " rows, " +
-                                   table.destinationChecksum)
+            << (table.Same()
+                    ? std::string("the same")
+                    : std::to_string(table.destinationRows) + " rows, " + table.destinationChecksum)
             << "\n";
     }
 }
 
 } // namespace
 
-int CopyCommand(std::string const& source, std::string const& destination, bool replace,
-                bool json, Io io) {
+int CopyCommand(std::string const& source, std::string const& destination, bool replace, bool json,
+                Io io) {
     Host::CompanyCopyOptions options;
     options.replace = replace;
     options.building = RemoveOnInterrupt;

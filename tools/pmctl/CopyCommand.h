@@ -15,7 +15,7 @@ namespace Pmctl {
 // 0 when the copy is in place and every table compares equal; 1 when it
 // could not be made (busy, a lost connection, a row the destination refused:
 // nothing was written) or a table differs after; 2 for bad input.
-int CopyCommand(std::string const& source, std::string const& destination, bool replace,
-                bool json, Io io);
+int CopyCommand(std::string const& source, std::string const& destination, bool replace, bool json,
+                Io io);
 
 } // namespace Pmctl
