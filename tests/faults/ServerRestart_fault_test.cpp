@@ -1,0 +1,134 @@
+// The server restarted under desktops that keep the company open and under
+// pmctl commands: the operation in flight fails, in words, and leaves
+// nothing; the next one connects again and succeeds; nothing acknowledged is
+// lost. Only the throwaway cluster of scripts/with-postgres.sh is restarted.
+#include "support/EngineTesting.h"
+#include "support/PmctlChild.h"
+
+#include <host/company/Company.h>
+#include <host/records/Transactions.h>
+
+#include <PM/Constants.h>
+
+#include <cstdio>
+#include <sstream>
+
+namespace {
+
+using namespace PMTest;
+
+int const kCarol = 102;
+int const kPurchasing = 5;
+int const kInvoices = 6;
+int const kBills = 28;
+long const kView = 1;
+
+// The command that restarts the cluster of scripts/with-postgres.sh
+// (pg_virtualenv's: its clusters are those under PG_CLUSTER_CONF_ROOT), as
+// the cluster's owner; empty, with the reason in *why, where there is none.
+std::string RestartCommand(std::string* why) {
+    if (std::getenv("PG_CLUSTER_CONF_ROOT") == nullptr) {
+        *why = "the server is not a throwaway cluster of scripts/with-postgres.sh; it is not "
+               "restarted";
+        return "";
+    }
+    FILE* clusters = ::popen("pg_lsclusters -h", "r");
+    char line[4096] = {};
+    bool const listed = clusters != nullptr && std::fgets(line, sizeof line, clusters) != nullptr;
+    if (clusters != nullptr) {
+        ::pclose(clusters);
+    }
+    std::istringstream fields(line);
+    std::string version, name, port, status, owner, data, log;
+    if (!listed || !(fields >> version >> name >> port >> status >> owner >> data >> log)) {
+        *why = "pg_lsclusters names no cluster";
+        return "";
+    }
+    std::string const runAs =
+        ::geteuid() == 0 && owner != "root" ? "runuser -u " + owner + " -- " : "";
+    return runAs + "/usr/lib/postgresql/" + version + "/bin/pg_ctl restart -D '" + data +
+           "' -m fast -w -s -l '" + log + "'";
+}
+
+class ServerRestartTest : public EngineTest {
+protected:
+    void SetUp() override {
+        EngineTest::SetUp();
+        std::string why;
+        m_Restart = IsSkipped() ? "" : RestartCommand(&why);
+        if (!IsSkipped() && m_Restart.empty()) {
+            GTEST_SKIP() << why;
+        }
+    }
+    void Restart() { ASSERT_EQ(0, std::system(m_Restart.c_str())) << m_Restart; }
+    // What carol may view after a login that must succeed.
+    std::string Login() {
+        EXPECT_EQ(0, m_Desktop->Manager().EstablishUser(kCarol));
+        PM::PermissionManager& manager = m_Desktop->Manager();
+        return std::string("Invoices=") +
+               (manager.IsAccessAllowed(kInvoices, kView) ? "yes" : "no") +
+               " Bills=" + (manager.IsAccessAllowed(kBills, kView) ? "yes" : "no");
+    }
+
+    std::string m_Restart;
+    std::unique_ptr<Host::Company> m_Desktop;
+};
+
+// A desktop's change open across the restart fails at its commit, in words,
+// and leaves nothing; the next change connects again and succeeds. A login
+// or an Init, in a read bracket or not, reads on a new connection and sees
+// what is stored.
+TEST_P(ServerRestartTest, ADesktopsOperationInFlightFailsAndTheNextReconnects) {
+    ScratchDir dir;
+    std::string const location = Location();
+    PmctlSetUp({"create", location}, dir / "setup");
+    PmctlSetUp({"users", "add", location, "carol"}, dir / "setup");
+    PmctlSetUp({"assign", location, "carol", "Sales"}, dir / "setup");
+    Host::CompanyOptions options;
+    options.catalogue = PM_CATALOGUE_DIR "/catalogue.json";
+    options.access = Host::CompanyAccess::kLive;
+    Host::CompanyProblem problem;
+    m_Desktop = Host::Company::Open(location, options, &problem);
+    ASSERT_NE(nullptr, m_Desktop) << problem.message;
+    EXPECT_EQ("Invoices=yes Bills=no", Login());
+
+    {
+        Host::WriteTransaction change;
+        ASSERT_EQ(PM_OK, m_Desktop->Manager().SetRoleForUser(kCarol, kPurchasing));
+        Restart();
+        EXPECT_EQ("the connection to the server failed (SQLSTATE 08007: the connection was lost "
+                  "while committing, so the change may or may not be in the database (the server "
+                  "closed the connection))",
+                  Host::DescribeWriteFailure(change.Commit()));
+    }
+    EXPECT_EQ("", QueryElsewhere(location, "SELECT role_id FROM user_roles WHERE role_id = 5"));
+    EXPECT_EQ("Invoices=yes Bills=no", Login());
+
+    Restart();
+    EXPECT_EQ("Invoices=yes Bills=no", Login());
+    {
+        Host::ReadTransaction reads;
+        EXPECT_EQ("Invoices=yes Bills=no", Login());
+        Restart();
+        EXPECT_EQ("Invoices=yes Bills=no", Login());
+    }
+
+    // The first read of an Init, the version record's count, fails; the
+    // library goes on without it, and the next reads connect again.
+    Restart();
+    EXPECT_EQ(0, m_Desktop->Manager().Init());
+    EXPECT_EQ("Invoices=yes Bills=no", Login());
+    {
+        Host::WriteTransaction change;
+        ASSERT_EQ(PM_OK, m_Desktop->Manager().SetRoleForUser(kCarol, kPurchasing));
+        EXPECT_EQ(Host::kBracketOk, change.Commit());
+    }
+    EXPECT_EQ("Invoices=yes Bills=yes", Login());
+    EXPECT_EQ("5", QueryElsewhere(location, "SELECT role_id FROM user_roles WHERE role_id = 5"));
+    m_Desktop.reset();
+}
+
+INSTANTIATE_TEST_SUITE_P(Server, ServerRestartTest, ::testing::Values(EngineKind::kServer),
+                         EngineName);
+
+} // namespace
