@@ -10,7 +10,9 @@
 
 #include <PM/Constants.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <iostream>
 #include <sstream>
 
 namespace {
@@ -18,6 +20,8 @@ namespace {
 using namespace PMTest;
 
 int const kCarol = 102;
+// What every failure of a lost or unreachable server says.
+std::string const kLostWords = "the connection to the server failed";
 int const kPurchasing = 5;
 int const kInvoices = 6;
 int const kBills = 28;
@@ -126,6 +130,104 @@ TEST_P(ServerRestartTest, ADesktopsOperationInFlightFailsAndTheNextReconnects) {
     EXPECT_EQ("Invoices=yes Bills=yes", Login());
     EXPECT_EQ("5", QueryElsewhere(location, "SELECT role_id FROM user_roles WHERE role_id = 5"));
     m_Desktop.reset();
+}
+
+// One pmctl process after another for the given time: a bank account added,
+// then a check. Into prefix.log: "ok START" or "lost START" for each command
+// (START: seconds from start) that succeeded or failed because of the
+// connection, in words; "account NAME" for each account acknowledged, "maybe
+// NAME" for one whose command failed so; "fail ..." for anything else.
+void Work(int w, std::string const& location, Clock::time_point start, Clock::time_point deadline,
+          std::string const& prefix) {
+    std::ofstream log(prefix + ".log");
+    for (int i = 0; Clock::now() < deadline; ++i) {
+        std::string const account = "R" + std::to_string(w) + " " + std::to_string(i);
+        for (std::vector<std::string> const& args :
+             {std::vector<std::string>{"bank", "add", location, account},
+              {"check", location, "carol", "Invoices", "view"}}) {
+            double const begun = SecondsSince(start);
+            PmctlRun run = RunPmctlChild(args, prefix, 15);
+            bool const lost = run.code == 1 && run.err.find(kLostWords) != std::string::npos;
+            if (run.code != 0 && !lost) {
+                std::replace(run.err.begin(), run.err.end(), '\n', ' ');
+                log << "fail " << Describe(args) << " exited " << run.code << ": " << run.err
+                    << "\n";
+            }
+            log << (lost ? "lost " : "ok ") << begun << "\n";
+            if (args[0] == "bank") {
+                log << (lost            ? "maybe "
+                        : run.code == 0 ? "account "
+                                        : "failed ")
+                    << account << "\n";
+            }
+        }
+    }
+}
+
+// pmctl commands running while the server restarts twice: each fails
+// because of the connection, in words (exit 1), or succeeds; after the
+// restarts each process's next command succeeds; every account acknowledged
+// is there, and every account there was acknowledged or failed in words.
+TEST_P(ServerRestartTest, CommandsThroughARestartFailInWordsAndTheNextSucceeds) {
+    ScratchDir dir;
+    std::string const location = Location();
+    PmctlSetUp({"create", location}, dir / "setup");
+    PmctlSetUp({"users", "add", location, "carol"}, dir / "setup");
+    PmctlSetUp({"assign", location, "carol", "Sales"}, dir / "setup");
+    ASSERT_FALSE(HasFailure());
+
+    int const kProcesses = 3;
+    Clock::time_point const start = Clock::now();
+    pid_t workers[kProcesses];
+    for (int w = 0; w < kProcesses; ++w) {
+        workers[w] = ::fork();
+        if (workers[w] == 0) {
+            Work(w, location, start, start + std::chrono::seconds(4),
+                 dir / ("worker" + std::to_string(w)));
+            std::_Exit(0);
+        }
+        ASSERT_NE(-1, workers[w]);
+    }
+    for (int restart = 0; restart < 2; ++restart) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(800));
+        Restart();
+    }
+    double const restarted = SecondsSince(start);
+    std::string acknowledged, maybe;
+    int lost = 0;
+    for (int w = 0; w < kProcesses; ++w) {
+        int const status = WaitFor(workers[w], start, 40);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << w << ": status " << status;
+        std::istringstream log(ReadBytes(dir / ("worker" + std::to_string(w) + ".log")));
+        bool okAfter = false;
+        for (std::string line; std::getline(log, line);) {
+            std::istringstream fields(line);
+            std::string word, rest;
+            fields >> word;
+            std::getline(fields, rest);
+            EXPECT_NE("fail", word) << line;
+            lost += word == "lost";
+            okAfter = okAfter || (word == "ok" && std::stod(rest) > restarted);
+            acknowledged += word == "account" ? line + "\n" : "";
+            maybe += word == "maybe" ? "account" + rest + "\n" : "";
+        }
+        EXPECT_TRUE(okAfter) << "process " << w << ": no command succeeded after the restarts";
+    }
+    EXPECT_GE(lost, 1) << "no command was in flight at a restart";
+    std::string stored = QueryElsewhere(
+        location, "SELECT 'account ' || name FROM entitlements WHERE entitlement_id >= 300000");
+    for (std::size_t at = 0; (at = stored.find("; ", at)) != std::string::npos;) {
+        stored.replace(at, 2, "\n");
+    }
+    stored = SortLines(stored.empty() ? stored : stored + "\n");
+    EXPECT_EQ("", Missing(acknowledged, stored)) << "acknowledged but lost";
+    EXPECT_EQ("", Missing(stored, acknowledged + maybe)) << "there but never acknowledged";
+    PmctlRun verified = RunPmctlChild({"verify", location}, dir / "verify");
+    EXPECT_EQ(0, verified.code) << verified.out << verified.err;
+    std::cout << "[restart] " << kProcesses << " processes through 2 restarts: " << lost
+              << " commands failed in words, "
+              << std::count(acknowledged.begin(), acknowledged.end(), '\n')
+              << " accounts acknowledged\n";
 }
 
 INSTANTIATE_TEST_SUITE_P(Server, ServerRestartTest, ::testing::Values(EngineKind::kServer),
