@@ -23,11 +23,13 @@ using detail::Engine;
 using detail::TextRows;
 
 // The tables a copy moves: each with its columns, and the key that orders its
-// rows for the checksum. A table the schema gains is one line here.
+// rows for the checksum. A table the schema gains is one line here, optional
+// when a company of an earlier schema version lacks it.
 struct CopiedTable {
     char const* name;
     char const* columns; // ", "-separated
     char const* key;
+    bool optional = false; // copied when the source has it
 };
 
 const CopiedTable kCopiedTables[] = {
@@ -47,6 +49,7 @@ const std::size_t kRowsPerInsert = 500;
 // One table's rows in key order, each field as text, and for each row which
 // of its fields are NULL ('1' at the field's place).
 struct Rows {
+    bool present = true; // whether the company has the table
     TextRows fields;
     std::vector<std::string> nulls;
 };
@@ -75,12 +78,40 @@ std::string SelectSql(CopiedTable const& table) {
            " ORDER BY " + table.key;
 }
 
-// Every copied table of the open company; false with *error set.
-bool ReadTables(Engine& engine, std::vector<Rows>* tables, std::string* error) {
+// The number a one-row, one-column answer holds.
+long Number(TextRows const& rows) {
+    return rows.empty() || rows[0].empty() ? 0 : std::atol(rows[0][0].c_str());
+}
+
+// Whether the open company has the table; asked of the engine's catalogue,
+// since on a server a statement on a missing table would end the transaction.
+bool Has(Engine& engine, bool server, CopiedTable const& table, std::string* error) {
+    if (!table.optional) {
+        return true;
+    }
+    std::string const sql =
+        server
+            ? std::string("SELECT count(*) FROM pg_class c JOIN pg_namespace n ON n.oid = "
+                          "c.relnamespace WHERE n.nspname = current_schema() AND c.relname = '") +
+                  table.name + "'"
+            : std::string("SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = '") +
+                  table.name + "'";
+    TextRows rows;
+    return engine.Execute(sql, &rows, error) && Number(rows) > 0;
+}
+
+// Every copied table of the open company (on a server or not); false with
+// *error set.
+bool ReadTables(Engine& engine, bool server, std::vector<Rows>* tables, std::string* error) {
     tables->clear();
     for (CopiedTable const& table : kCopiedTables) {
         Rows rows;
-        if (!engine.Execute(SelectSql(table), &rows.fields, error)) {
+        error->clear();
+        rows.present = Has(engine, server, table, error);
+        if (!error->empty()) {
+            return false;
+        }
+        if (rows.present && !engine.Execute(SelectSql(table), &rows.fields, error)) {
             *error = std::string("table ") + table.name + ": " + *error;
             return false;
         }
@@ -130,52 +161,50 @@ std::string Literal(std::string const& field, bool null) {
     return literal + "'";
 }
 
-// The number a one-row, one-column answer holds.
-long Number(TextRows const& rows) {
-    return rows.empty() || rows[0].empty() ? 0 : std::atol(rows[0][0].c_str());
-}
-
-// Inside the destination's write bracket: makes sure it holds no company
-// (or, with replace, empties its tables), writes the source's rows and
-// compares what it then holds with them. The reason it failed, or empty;
-// *occupied when it held rows and replace was not given.
-std::string Fill(Engine& engine, std::vector<Rows> const& source, bool replace, bool* occupied) {
+// Inside the destination's write bracket (on a server or not): makes sure
+// it holds no company (or, with replace, empties its tables), writes the
+// source's rows and compares what it then holds with them. The reason it
+// failed, or empty; *occupied when it held rows and replace was not given.
+std::string Fill(Engine& engine, bool server, std::vector<Rows> const& source, bool replace,
+                 bool* occupied) {
     std::string error;
-    long held = 0;
-    for (CopiedTable const& table : kCopiedTables) {
-        TextRows rows;
-        if (!engine.Execute(std::string("SELECT count(*) FROM ") + table.name, &rows, &error)) {
-            return "it cannot be read: " + error;
-        }
-        held += Number(rows);
+    std::vector<Rows> held;
+    if (!ReadTables(engine, server, &held, &error)) {
+        return "it cannot be read: " + error;
     }
-    if (held > 0 && !replace) {
+    long rows = 0;
+    for (std::size_t t = 0; t < source.size(); ++t) {
+        if (source[t].present && !held[t].present) {
+            return std::string("it has no table ") + kCopiedTables[t].name +
+                   " for the source's rows: its schema version is older";
+        }
+        rows += static_cast<long>(held[t].fields.size());
+    }
+    if (rows > 0 && !replace) {
         *occupied = true;
-        return "it holds a company already (" + std::to_string(held) + " rows)";
-    }
-    for (std::size_t t = 0; t < source.size() && held > 0; ++t) {
-        TextRows none;
-        if (!engine.Execute(std::string("DELETE FROM ") + kCopiedTables[t].name, &none, &error)) {
-            return "what it held cannot be removed: " + error;
-        }
+        return "it holds a company already (" + std::to_string(rows) + " rows)";
     }
     for (std::size_t t = 0; t < source.size(); ++t) {
-        Rows const& rows = source[t];
+        TextRows none;
+        if (!held[t].fields.empty() &&
+            !engine.Execute(std::string("DELETE FROM ") + kCopiedTables[t].name, &none, &error)) {
+            return "what it held cannot be removed: " + error;
+        }
         std::string const into = std::string("INSERT INTO ") + kCopiedTables[t].name + " (" +
                                  kCopiedTables[t].columns + ") VALUES ";
-        for (std::size_t first = 0; first < rows.fields.size(); first += kRowsPerInsert) {
+        Rows const& from = source[t];
+        for (std::size_t first = 0; first < from.fields.size(); first += kRowsPerInsert) {
             std::string sql = into;
-            std::size_t const end = std::min(rows.fields.size(), first + kRowsPerInsert);
+            std::size_t const end = std::min(from.fields.size(), first + kRowsPerInsert);
             for (std::size_t r = first; r < end; ++r) {
                 sql += r == first ? "(" : ", (";
-                for (std::size_t f = 0; f < rows.fields[r].size(); ++f) {
+                for (std::size_t f = 0; f < from.fields[r].size(); ++f) {
                     sql +=
-                        (f == 0 ? "" : ", ") + Literal(rows.fields[r][f], rows.nulls[r][f] == '1');
+                        (f == 0 ? "" : ", ") + Literal(from.fields[r][f], from.nulls[r][f] == '1');
                 }
                 sql += ")";
             }
             // A statement outside the transaction would commit by itself.
-            TextRows none;
             if (!engine.InTransaction()) {
                 return "the transaction was lost";
             }
@@ -185,7 +214,7 @@ std::string Fill(Engine& engine, std::vector<Rows> const& source, bool replace, 
         }
     }
     std::vector<Rows> written;
-    if (!ReadTables(engine, &written, &error)) {
+    if (!ReadTables(engine, server, &written, &error)) {
         return "what was written cannot be read back: " + error;
     }
     for (std::size_t t = 0; t < source.size(); ++t) {
@@ -261,7 +290,7 @@ CompanyCopyResult CopyCompany(std::string const& source, std::string const& dest
         return failed(source, opened.reason, !opened.busy);
     }
     std::string error;
-    bool const read = ReadTables(*detail::CurrentEngine(), &rows, &error);
+    bool const read = ReadTables(*detail::CurrentEngine(), IsServerLocation(source), &rows, &error);
     CloseCompanyFile();
     if (!read) {
         return failed(source, "it cannot be read: " + error, false);
@@ -287,7 +316,8 @@ CompanyCopyResult CopyCompany(std::string const& source, std::string const& dest
         if (code != kBracketOk) {
             error = DescribeWriteFailure(code);
         } else {
-            error = Fill(*detail::CurrentEngine(), rows, options.replace, &result.occupied);
+            error = Fill(*detail::CurrentEngine(), IsServerLocation(destination), rows,
+                         options.replace, &result.occupied);
         }
         code = error.empty() ? change.Commit() : kBracketOk;
         if (code != kBracketOk) {
@@ -311,7 +341,8 @@ CompanyCopyResult CopyCompany(std::string const& source, std::string const& dest
     // The destination as another program now finds it.
     std::vector<Rows> copied;
     opened = OpenCompanyFileSnapshot(destination);
-    bool const readBack = opened.ok && ReadTables(*detail::CurrentEngine(), &copied, &error);
+    bool const readBack = opened.ok && ReadTables(*detail::CurrentEngine(),
+                                                  IsServerLocation(destination), &copied, &error);
     CloseCompanyFile();
     if (!readBack) {
         return failed(destination,
@@ -320,6 +351,9 @@ CompanyCopyResult CopyCompany(std::string const& source, std::string const& dest
                       false);
     }
     for (std::size_t t = 0; t < rows.size(); ++t) {
+        if (!rows[t].present) {
+            continue;
+        }
         CopiedTableFigures figures;
         figures.table = kCopiedTables[t].name;
         figures.sourceRows = static_cast<long>(rows[t].fields.size());

@@ -4,7 +4,9 @@
 // (Engine.h), so the copy means the same whichever holds either side.
 //
 // What is copied: the four permission tables, the users table and the
-// host's counters (kCopiedTables in CompanyCopy.cpp lists them). What is not:
+// host's counters, and a table of a later schema version when the source has
+// it (kCopiedTables in CompanyCopy.cpp lists them; a destination without a
+// table that the source has is refused). What is not:
 // what each location keeps about itself (a file's application id and schema
 // version, a database's metadata table), which the destination has as its
 // own engine writes it.
