@@ -42,6 +42,17 @@ if [ "$(id -u)" = 0 ]; then
 fi
 export PM_POSTGRES_SOCKET_DIR="$socket_dir"
 
+# A port of its own (pg_virtualenv takes PGPORT), so that the clusters of
+# several runs at once (ctest -j, other checkouts) do not all try 5432 on the
+# loopback interface.
+for _ in $(seq 1 50); do
+  PGPORT=$((20000 + RANDOM % 40000))
+  if ! (exec 4<>"/dev/tcp/127.0.0.1/$PGPORT") 2>/dev/null; then
+    break
+  fi
+done
+export PGPORT
+
 # Password authentication on the socket too: as root, peer authentication
 # would refuse us the postgres role. pg_virtualenv's own output (creating and
 # dropping the cluster, the server's log when CMD fails) goes to standard

@@ -113,6 +113,7 @@ std::unique_ptr<Company> Company::Open(std::string const& path, CompanyOptions c
             return nullptr;
         }
     }
+    ForgetRecordFailure();
     company->m_FoundVersion = ReadVersionRecord();
     company->m_CatalogueVersion = GetCatalogueInfo().permissionDataVersion;
     if (company->m_FoundVersion.version > company->m_CatalogueVersion) {
@@ -132,6 +133,17 @@ std::unique_ptr<Company> Company::Open(std::string const& path, CompanyOptions c
         return nullptr;
     }
     company->m_UpgradedOnOpen = ReadVersionRecord().name != company->m_FoundVersion.name;
+    // The library passes over some failed reads (Init goes on without the
+    // entitlement count): an open during which the engine failed one (a
+    // lost connection, an I/O error) is refused rather than left with part
+    // of the permission data, or taken for an upgrade.
+    if (LastRecordFailure() > 0) {
+        problem->refused = false;
+        problem->message = "Cannot open company file '" + MaskedLocation(path) +
+                           "': the permission data could not be loaded" + LastRecordFailureWords() +
+                           ".";
+        return nullptr;
+    }
     return company;
 }
 
@@ -142,7 +154,7 @@ bool Company::Start(std::string* error) {
     if (result != PM_OK) {
         *error = "Cannot open company file '" + MaskedLocation(m_Path) +
                  "': the permission data could not be loaded (result " + std::to_string(result) +
-                 ").";
+                 ")" + LastRecordFailureWords() + ".";
         return false;
     }
     return true;
@@ -248,7 +260,8 @@ bool Company::Commit(std::string* error) {
     if (failed > 0) {
         *error = std::to_string(failed) + " read" + (failed == 1 ? "" : "s") + " or write" +
                  (failed == 1 ? "" : "s") +
-                 " of the company file failed on the way, so the change would not be whole";
+                 " of the company file failed on the way, so the change would not be whole" +
+                 LastRecordFailureWords();
         return false;
     }
     if (rc != kBracketOk) {

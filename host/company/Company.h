@@ -70,7 +70,8 @@ public:
     // (another program is writing: "another program is writing this company
     // file; try again"), the stored permission data is newer than the
     // catalogue's (Init would merge it back to the older catalogue), or Init
-    // fails. A refused open leaves the file as it was.
+    // fails or a read of the engine failed on the way (a lost connection).
+    // A refused open leaves the file as it was.
     static std::unique_ptr<Company> Open(std::string const& path, CompanyOptions const& options,
                                          CompanyProblem* problem);
     // A new company file for path, built under a temporary name beside it:

@@ -37,7 +37,8 @@ struct CompanyFileResult {
     std::string message;
     std::string reason; // the message's reason alone: no file name, no full stop
     // The file could not be read because another program held it locked past
-    // the busy timeout: not refused, to be tried again.
+    // the busy timeout, or the server could not be reached: not refused, to
+    // be tried again.
     bool busy = false;
 };
 

@@ -75,8 +75,9 @@ int BeforeStatement(Connection& connection, sqlite3_stmt* statement);
 // Ends a read bracket's transaction, so that what follows runs by itself.
 void EndReadTransaction(Engine& engine);
 
-// Called by each record operation that fails: a write bracket counts them.
-void NoteFailedOperation();
+// Called by each record operation that fails, with its code: a write
+// bracket counts them, and the last is kept (LastRecordFailure).
+void NoteFailedOperation(int code);
 
 // Called when a connection closes: a write bracket that began on it can no
 // longer commit.

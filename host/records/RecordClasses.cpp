@@ -23,7 +23,7 @@ using Host::detail::Selection;
 // that the change it holds is not whole.
 Util::Status Counted(Util::Status const& status) {
     if (status.Failed()) {
-        Host::detail::NoteFailedOperation();
+        Host::detail::NoteFailedOperation(status.GetStatusCode());
     }
     return status;
 }

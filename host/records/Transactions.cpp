@@ -33,6 +33,8 @@ struct Brackets {
     int writeFailure = kEngineOk;
     // Record operations that failed while a write bracket lived.
     long failedOperations = 0;
+    // The code of the last record operation that failed; 0 when forgotten.
+    int lastFailure = kEngineOk;
 };
 
 Brackets& State() {
@@ -79,7 +81,8 @@ int BeforeStatement(Engine& engine, bool writes) {
     return kEngineOk;
 }
 
-void NoteFailedOperation() {
+void NoteFailedOperation(int code) {
+    State().lastFailure = code;
     if (State().writeActive) {
         ++State().failedOperations;
     }
@@ -216,6 +219,19 @@ std::string DescribeWriteFailure(int code) {
     default:
         return sqlite3_errstr(code);
     }
+}
+
+int LastRecordFailure() {
+    return State().lastFailure;
+}
+
+void ForgetRecordFailure() {
+    State().lastFailure = kEngineOk;
+}
+
+std::string LastRecordFailureWords() {
+    int const code = LastRecordFailure();
+    return code > 0 ? ": " + DescribeWriteFailure(code) : std::string();
 }
 
 } // namespace Host

@@ -109,4 +109,14 @@ private:
 // SQLSTATE.
 std::string DescribeWriteFailure(int code);
 
+// The code of the last record operation that failed in this process since
+// ForgetRecordFailure (a lost connection, the disk full; -1 for a fault the
+// fault plan injected), 0 when none did: what a host names when the library
+// reports only that something failed ("result -1").
+int LastRecordFailure();
+void ForgetRecordFailure();
+// ": " and DescribeWriteFailure of LastRecordFailure, or "" when there is
+// none to name.
+std::string LastRecordFailureWords();
+
 } // namespace Host

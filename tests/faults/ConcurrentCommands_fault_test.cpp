@@ -1,10 +1,12 @@
-// Four processes at once on one company file, each running pmctl commands in
-// a loop for a few seconds: assignments taken and given back, users added and
-// removed, bank accounts added, and reads. A write either waits its turn and
-// is kept (exit 0) or is refused as busy and leaves nothing; none hangs.
-// Afterwards the file holds exactly what the acknowledged writes say, in the
-// order each process made them: nothing acknowledged is lost and nothing
-// taken away comes back.
+// Eight desktops at once on one company, a file or a server database: each
+// process runs pmctl commands in a loop for a few seconds: assignments taken
+// and given back, users added and removed, bank accounts added, its own role
+// edited, and logins with a check of what the role it just edited grants. A
+// write either waits its turn and is kept (exit 0) or is refused as busy, in
+// words, and leaves nothing; none hangs. Afterwards the company holds exactly
+// what the acknowledged writes say, in the order each process made them:
+// nothing acknowledged is lost and nothing taken away comes back.
+#include "support/EngineTesting.h"
 #include "support/PmctlChild.h"
 
 #include <algorithm>
@@ -20,28 +22,43 @@ int const kWorkSeconds = 8;
 int const kCommandLimit = 15; // three times the busy timeout
 std::string const kBusy = "another program is writing this company file; try again";
 
-// What each process toggles: processes 0 and 1 two roles each of one shared
-// user, so that each one's unassign (which takes all of the user's roles and
-// gives the others back) must see the other's latest assignment; 2 and 3 two
-// roles of a user of their own. 2 and 3 also add one same bank account, in
-// two spellings.
+// What each process toggles: in each group of four, processes 0 and 1 two
+// roles each of one shared user, so that each one's unassign (which takes
+// all of the user's roles and gives the others back) must see the other's
+// latest assignment; 2 and 3 two roles of a user of their own. 2 and 3 also
+// add one same bank account, in two spellings.
 struct Worker {
     char const *user, *roles[2], *same;
 } const kWorkers[] = {{"shared", {"Sales", "Purchasing"}, nullptr},
                       {"shared", {"Payroll Clerk", "View Only"}, nullptr},
                       {"own2", {"Sales", "Bookkeeper"}, "Same"},
-                      {"own3", {"Purchasing", "Payroll Manager"}, "SAME"}};
+                      {"own3", {"Purchasing", "Payroll Manager"}, "SAME"},
+                      {"shared4", {"Sales", "Purchasing"}, nullptr},
+                      {"shared4", {"Payroll Clerk", "View Only"}, nullptr},
+                      {"own6", {"Sales", "Bookkeeper"}, "Other"},
+                      {"own7", {"Purchasing", "Payroll Manager"}, "OTHER"}};
+int const kProcesses = sizeof kWorkers / sizeof kWorkers[0];
 char const* const kRoles[] = {"Sales", "Purchasing", "Payroll Clerk", "View Only"};
+
+// Each process's own role, which only it edits, and the user who holds it.
+std::string DeskRole(int w) {
+    return "Desk " + std::to_string(w);
+}
+std::string DeskUser(int w) {
+    return "desk" + std::to_string(w);
+}
 
 // One process's loop until the deadline. It runs in a forked process: no test
 // assertions here. Into prefix.log it writes "fail ..." for each command that
 // failed otherwise than busy (a write), denied (a read) or the shared account
-// there already, and at the end what its
-// acknowledged writes, in its order, leave in the file ("user NAME",
-// "assignment USER|ROLE", "account NAME"), and "counts ACKNOWLEDGED BUSY
-// ADDED TAKEN LONGEST" (ADDED, TAKEN: the shared account added, or refused as
-// there already).
-void Work(int w, std::string const& file, Clock::time_point deadline, std::string const& prefix) {
+// there already, and for each check whose answer is not what the role it
+// last edited grants; at the end what its acknowledged writes, in its order,
+// leave in the company ("user NAME", "assignment USER|ROLE", "account NAME",
+// "mask ROLE|INVOICES-MASK"), and "counts ACKNOWLEDGED BUSY ADDED TAKEN
+// LONGEST" (ADDED, TAKEN: the shared account added, or refused as there
+// already).
+void Work(int w, std::string const& location, Clock::time_point deadline,
+          std::string const& prefix) {
     std::ofstream log(prefix + ".log");
     Worker const& me = kWorkers[w];
     int acknowledged = 0, busy = 0, added = 0, taken = 0;
@@ -71,29 +88,43 @@ void Work(int w, std::string const& file, Clock::time_point deadline, std::strin
         }
     };
     bool held[2] = {false, false};
+    bool grants = false;                      // whether its role grants view on Invoices
     std::map<std::string, std::string> users; // its users, each with its role or ""
     std::string accounts;
     for (int i = 0; Clock::now() < deadline; ++i) {
-        held[i % 2] ^= pmctl({held[i % 2] ? "unassign" : "assign", file, me.user, me.roles[i % 2]});
+        held[i % 2] ^=
+            pmctl({held[i % 2] ? "unassign" : "assign", location, me.user, me.roles[i % 2]});
         // A user of its own, given a role; every other one removed again.
         std::string const user = "w" + std::to_string(w) + "u" + std::to_string(i);
         std::string const last = "w" + std::to_string(w) + "u" + std::to_string(i - 1);
-        if (i % 2 == 1 && users.count(last) && pmctl({"users", "remove", file, last, "--yes"})) {
+        if (i % 2 == 1 && users.count(last) &&
+            pmctl({"users", "remove", location, last, "--yes"})) {
             users.erase(last);
         }
-        if (pmctl({"users", "add", file, user})) {
-            users[user] = pmctl({"assign", file, user, kRoles[i % 4]}) ? kRoles[i % 4] : "";
+        if (pmctl({"users", "add", location, user})) {
+            users[user] = pmctl({"assign", location, user, kRoles[i % 4]}) ? kRoles[i % 4] : "";
         }
         std::string const account = "W" + std::to_string(w) + " " + std::to_string(i);
-        accounts += pmctl({"bank", "add", file, account}) ? "account " + account + "\n" : "";
+        accounts += pmctl({"bank", "add", location, account}) ? "account " + account + "\n" : "";
         // The shared account: asked again while busy, until one process has
         // it and the other is told it is there.
-        if (i == 1 && me.same != nullptr && pmctl({"bank", "add", file, me.same}, true)) {
+        if (i == 1 && me.same != nullptr && pmctl({"bank", "add", location, me.same}, true)) {
             accounts += "account " + std::string(me.same) + "\n";
             ++added;
         }
-        pmctl(i % 2 == 1 ? std::vector<std::string>{"check", file, me.user, "Customers", "view"}
-                         : std::vector<std::string>{"info", file});
+        // Its role edited, then a login that must see the edit.
+        bool const grant = i % 2 == 0;
+        if (pmctl({"roles", "edit", location, DeskRole(w), "--grant",
+                   grant ? "Invoices=view" : "Invoices=none"})) {
+            grants = grant;
+        }
+        if (pmctl({"check", location, DeskUser(w), "Invoices", "view"}) != grants) {
+            log << "fail check " << DeskUser(w) << " answered otherwise than its role grants ("
+                << (grants ? "view" : "none") << ")\n";
+        }
+        if (i % 2 == 1) {
+            pmctl({"info", location});
+        }
     }
     for (int r = 0; r < 2; ++r) {
         log << (held[r] ? "assignment " + std::string(me.user) + "|" + me.roles[r] + "\n" : "");
@@ -102,35 +133,54 @@ void Work(int w, std::string const& file, Clock::time_point deadline, std::strin
         log << "user " << user << "\n"
             << (role.empty() ? "" : "assignment " + user + "|" + role + "\n");
     }
-    log << accounts << "counts " << acknowledged << " " << busy << " " << added << " " << taken
-        << " " << longest << "\n";
+    log << accounts << "mask " << DeskRole(w) << "|" << (grants ? 1 : 0) << "\n"
+        << "counts " << acknowledged << " " << busy << " " << added << " " << taken << " "
+        << longest << "\n";
 }
 
-TEST(ConcurrentCommandsTest, FourProcessesKeepEveryAcknowledgedWriteAndNothingRevoked) {
+// The rows of sql at location, one a line.
+std::string Lines(std::string const& location, std::string const& sql) {
+    std::string rows = QueryElsewhere(location, sql);
+    for (std::size_t at = 0; (at = rows.find("; ", at)) != std::string::npos;) {
+        rows.replace(at, 2, "\n");
+    }
+    return rows.empty() ? rows : rows + "\n";
+}
+
+class ConcurrentCommandsTest : public EngineTest {};
+
+TEST_P(ConcurrentCommandsTest, EightProcessesKeepEveryAcknowledgedWriteAndNothingRevoked) {
     ScratchDir dir;
-    std::string const file = dir / "company.pmco";
-    PmctlSetUp({"create", file}, dir / "setup");
-    for (char const* user : {"shared", "own2", "own3"}) {
-        PmctlSetUp({"users", "add", file, user}, dir / "setup");
+    std::string const location = Location();
+    PmctlSetUp({"create", location}, dir / "setup");
+    std::string expected = "user admin\nassignment admin|Admin\n";
+    for (char const* user : {"shared", "own2", "own3", "shared4", "own6", "own7"}) {
+        PmctlSetUp({"users", "add", location, user}, dir / "setup");
+        expected += "user " + std::string(user) + "\n";
+    }
+    for (int w = 0; w < kProcesses; ++w) {
+        PmctlSetUp({"roles", "create", location, DeskRole(w)}, dir / "setup");
+        PmctlSetUp({"users", "add", location, DeskUser(w)}, dir / "setup");
+        PmctlSetUp({"assign", location, DeskUser(w), DeskRole(w)}, dir / "setup");
+        expected +=
+            "user " + DeskUser(w) + "\nassignment " + DeskUser(w) + "|" + DeskRole(w) + "\n";
     }
     ASSERT_FALSE(::testing::Test::HasFailure());
 
     Clock::time_point const start = Clock::now();
     Clock::time_point const deadline = start + std::chrono::seconds(kWorkSeconds);
-    pid_t workers[4];
-    for (int w = 0; w < 4; ++w) {
+    pid_t workers[kProcesses];
+    for (int w = 0; w < kProcesses; ++w) {
         workers[w] = ::fork();
         if (workers[w] == 0) {
-            Work(w, file, deadline, dir / ("worker" + std::to_string(w)));
+            Work(w, location, deadline, dir / ("worker" + std::to_string(w)));
             std::_Exit(0);
         }
         ASSERT_NE(-1, workers[w]);
     }
-    std::string expected =
-        "user admin\nuser shared\nuser own2\nuser own3\nassignment admin|Admin\n";
     int acknowledged = 0, busy = 0, added = 0, taken = 0;
     double longest = 0;
-    for (int w = 0; w < 4; ++w) {
+    for (int w = 0; w < kProcesses; ++w) {
         int const status = WaitFor(workers[w], start, kWorkSeconds + kCommandLimit + 5);
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << w << ": status " << status;
         std::istringstream log(ReadBytes(dir / ("worker" + std::to_string(w) + ".log")));
@@ -150,29 +200,38 @@ TEST(ConcurrentCommandsTest, FourProcessesKeepEveryAcknowledgedWriteAndNothingRe
         }
     }
 
-    // An assignment whose user is gone shows as "no user KEY".
-    std::string const state = ReadCompany(file, [](sqlite3* db) {
-        return SortLines(
-            QueryRows("SELECT name FROM users", db, "user ") +
-            QueryRows("SELECT coalesce(u.name, 'no user ' || a.user_key) || '|' || r.name FROM "
-                      "user_roles a LEFT JOIN users u ON u.record_key = a.user_key LEFT JOIN "
-                      "roles r ON r.role_id = a.role_id",
-                      db, "assignment ") +
-            QueryRows("SELECT name FROM entitlements WHERE entitlement_id >= 300000 AND "
-                      "is_enabled = 1",
-                      db, "account "));
-    });
-    // "-": acknowledged but lost; "+": never acknowledged, or taken away and back.
-    EXPECT_EQ("ok\n" + SortLines(expected), state);
-    // One spelling of the shared account was added, the other refused as
-    // there already; so the file has exactly one.
-    EXPECT_EQ("added=1 taken=1",
-              "added=" + std::to_string(added) + " taken=" + std::to_string(taken));
-    PmctlRun verified = RunPmctlChild({"verify", file}, dir / "verify");
+    // What pmctl finds first, before anything else reads the company.
+    PmctlRun verified = RunPmctlChild({"verify", location}, dir / "verify");
     EXPECT_EQ(0, verified.code) << verified.out << verified.err;
-    std::cout << "[concurrent] 4 processes for " << SecondsSince(start) << " s: " << acknowledged
-              << " writes acknowledged, " << busy << " refused as busy; longest command " << longest
-              << " s\n";
+    // An assignment whose user is gone shows as "no user KEY".
+    std::string const state = SortLines(
+        Lines(location, "SELECT 'user ' || name FROM users") +
+        Lines(location,
+              "SELECT 'assignment ' || coalesce(u.name, 'no user ' || a.user_key) || '|' || "
+              "r.name FROM user_roles a LEFT JOIN users u ON u.record_key = a.user_key LEFT JOIN "
+              "roles r ON r.role_id = a.role_id") +
+        Lines(location, "SELECT 'account ' || name FROM entitlements WHERE entitlement_id >= "
+                        "300000 AND is_enabled = 1") +
+        Lines(location,
+              "SELECT 'mask ' || r.name || '|' || coalesce((SELECT a.action_type FROM "
+              "role_actions a JOIN entitlements e ON e.entitlement_id = a.entitlement_id WHERE "
+              "a.role_id = r.role_id AND e.name = 'Invoices'), 0) FROM roles r WHERE r.name "
+              "LIKE 'Desk %'"));
+    // "-": acknowledged but lost; "+": never acknowledged, or taken away and back.
+    EXPECT_EQ(SortLines(expected), state);
+    if (!OnServer()) {
+        EXPECT_EQ("ok", QueryElsewhere(location, "PRAGMA integrity_check"));
+    }
+    // One spelling of each shared account was added, the other refused as
+    // there already; so the company has exactly one of each.
+    EXPECT_EQ("added=2 taken=2",
+              "added=" + std::to_string(added) + " taken=" + std::to_string(taken));
+    std::cout << "[concurrent] " << kProcesses << " processes on "
+              << (OnServer() ? "the server" : "a file") << " for " << SecondsSince(start)
+              << " s: " << acknowledged << " writes acknowledged, " << busy
+              << " refused as busy; longest command " << longest << " s\n";
 }
+
+INSTANTIATE_ON_BOTH_ENGINES(ConcurrentCommandsTest);
 
 } // namespace

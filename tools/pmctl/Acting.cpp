@@ -7,6 +7,7 @@
 #include <PM/PermissionManager.h>
 
 #include <host/catalogue/Catalogue.h>
+#include <host/records/Transactions.h>
 
 namespace Pmctl {
 
@@ -30,8 +31,10 @@ bool CheckApplication(FileArgs const& args, std::string const& application, Io i
 bool EstablishAs(FileArgs const& args, Session& session, Host::CompanyUser const& user,
                  std::string const& application, Io io) {
     PM::PermissionManager& manager = session.Manager();
+    Host::ForgetRecordFailure();
     if (manager.EstablishUser(user.userId) != PM_OK) {
-        Complain(io, args.file) << "cannot establish the user " << user.name << "\n";
+        Complain(io, args.file) << "cannot establish the user " << user.name
+                                << Host::LastRecordFailureWords() << "\n";
         return false;
     }
     if (!application.empty() && manager.SetContext(application.c_str()).Failed()) {

@@ -3,6 +3,7 @@
 #include "CommandTree.h"
 
 #include "CommandWords.h"
+#include "CopyCommand.h"
 #include "Demo.h"
 #include "Examples.h"
 #include "Version.h"
@@ -415,6 +416,22 @@ int WithCommandTree(Io io, Prompt const& prompt,
            [&] { return RightsCommand(rights.file, rightsUser, rightsApplication, io); });
     rightsCommand->add_option("USER", rightsUser, "name or #id")->required();
     rightsCommand->add_option("--as", rightsApplication, "while this integrated application acts");
+
+    // copy: two locations rather than one FILE.
+    std::string copySource, copyDestination;
+    bool copyReplace = false, copyJson = false;
+    CLI::App* copyCommand =
+        on(app.add_subcommand("copy", "copy a company to another file or server database, whole"),
+           [&] { return CopyCommand(copySource, copyDestination, copyReplace, copyJson, io); });
+    copyCommand->add_option("SOURCE", copySource, "the company file or postgresql:// URI")
+        ->required();
+    copyCommand
+        ->add_option("DESTINATION", copyDestination,
+                     "a new company file, an empty database, or with --replace one that holds a "
+                     "company")
+        ->required();
+    copyCommand->add_flag("--replace", copyReplace, "replace the company the destination holds");
+    copyCommand->add_flag("--json", copyJson, "print JSON");
 
     NameValues(app);
     AddExamples(app);

@@ -57,6 +57,9 @@ std::map<std::string, std::vector<std::string>> const kExamples = {
     {"who-can", {"pmctl who-can books.pmco Invoices create"}},
     {"rights",
      {"pmctl rights books.pmco carol", "pmctl rights books.pmco carol --as OrvaneConnect --json"}},
+    {"copy",
+     {"pmctl copy books.pmco postgresql://office@db.example/books",
+      "pmctl copy postgresql://office@db.example/books books.pmco --replace"}},
     {"log",
      {"pmctl log books.pmco --since 2026-11-01", "pmctl log books.pmco --user alice --json"}},
 };

@@ -44,7 +44,10 @@ CompanyFileResult Open(std::string const& uri, bool snapshot) {
         }
     }
     if (!reason.empty()) {
-        return Refused("open", shown, reason);
+        CompanyFileResult refused = Refused("open", shown, reason);
+        // Not reached, or lost while checked: to be tried again.
+        refused.busy = connection == nullptr || !connection->Connected();
+        return refused;
     }
     connection->generation = NextGeneration();
     OpenCompany() = std::move(connection);
@@ -71,7 +74,10 @@ CompanyFileResult CreateServerCompany(std::string const& uri) {
         reason = CheckEmptyDatabase(*connection);
     }
     if (!reason.empty()) {
-        return Refused("create", shown, reason);
+        CompanyFileResult refused = Refused("create", shown, reason);
+        // Not reached, or lost while checked: to be tried again.
+        refused.busy = connection == nullptr || !connection->Connected();
+        return refused;
     }
     connection->SetSchemaPending();
     connection->generation = NextGeneration();

@@ -25,6 +25,9 @@ CompanyFileResult CreateServerCompany(std::string const& uri);
 // version, one whose tables lack a column the host reads, and one that
 // cannot be reached. Nothing is written to it.
 CompanyFileResult OpenServerCompany(std::string const& uri);
+// A create or an open refused because the server could not be reached, or
+// the connection was lost while the database was checked, is marked busy:
+// not refused, to be tried again.
 // The same checks, and then the whole open is one REPEATABLE READ
 // transaction that is rolled back at close: reads see the database as one
 // commit left it, writes (an upgrade the library makes on Init) are seen by

@@ -34,6 +34,12 @@ std::string FirstLine(char const* message) {
     while (!line.empty() && (line.back() == ' ' || line.back() == '.')) {
         line.pop_back();
     }
+    // What the client library says when it finds the connection closed
+    // under a result (the server restarted, the connection ended): its own
+    // internals, which tell an administrator nothing.
+    if (line.rfind("Could not obtain client encoding", 0) == 0) {
+        line = "the server closed the connection";
+    }
     return line;
 }
 

@@ -56,6 +56,9 @@ public:
     // the first write. The failing code.
     int BeginSession();
     bool IsSession() const { return m_Session; }
+    // Whether the connection is there: false once it was found lost, until
+    // the next statement connects again.
+    bool Connected() const { return m_Connection != nullptr; }
     // Statements sent to the server since the connection was made: what a
     // test counts to see the read bracket batch its loads.
     long StatementsSent() const { return m_StatementsSent; }

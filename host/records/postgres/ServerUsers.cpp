@@ -5,6 +5,7 @@
 
 #include "../Connection.h"
 #include "../Transactions.h"
+#include "ServerCodes.h"
 
 namespace Host {
 namespace detail {
@@ -49,6 +50,22 @@ int FirstNumber(pqxx::result const& rows) {
     return rows.empty() || rows[0][0].is_null() ? -1 : rows[0][0].as<int>();
 }
 
+// Runs a lookup for the user manager, whose answers cannot carry a failure
+// (-1 is "no such user"): a lookup whose connection was found lost (the
+// server restarted meanwhile) is asked once more, on a new connection, so
+// that a login does not take the failure for a user with no roles. A read
+// changes nothing, so asking twice is safe; a transaction that the lost
+// connection took with it fails as before, at its next statement or commit.
+template <typename... Args>
+int LookUp(ServerConnection& connection, ServerStatement const& statement, pqxx::result* rows,
+           Args const&... args) {
+    int code = connection.Run(statement, rows, args...);
+    if (code != kEngineOk && SqlStateOf(code).compare(0, 2, "08") == 0) {
+        code = connection.Run(statement, rows, args...);
+    }
+    return code;
+}
+
 } // namespace
 
 int ServerConnection::InsertUser(std::string const& name, bool isAdmin, std::string* error) {
@@ -80,7 +97,7 @@ bool ServerConnection::DeleteUser(int userId) {
 std::vector<CompanyUser> ServerConnection::Users() {
     std::vector<CompanyUser> users;
     pqxx::result rows;
-    if (Gate(false) != kEngineOk || Run(kListUsers, &rows) != kEngineOk) {
+    if (Gate(false) != kEngineOk || LookUp(*this, kListUsers, &rows) != kEngineOk) {
         return users;
     }
     for (auto const& row : rows) {
@@ -96,7 +113,7 @@ std::vector<CompanyUser> ServerConnection::Users() {
 
 int ServerConnection::FindUser(std::string const& name) {
     pqxx::result rows;
-    if (Gate(false) != kEngineOk || Run(kUserByName, &rows, name) != kEngineOk) {
+    if (Gate(false) != kEngineOk || LookUp(*this, kUserByName, &rows, name) != kEngineOk) {
         return -1;
     }
     return FirstNumber(rows);
@@ -110,13 +127,13 @@ int ServerConnection::LookUpUser(UserLookup lookup, int parameter) {
     }
     switch (lookup) {
     case UserLookup::kRecordKeyOfUser:
-        code = Run(kKeyForUser, &rows, parameter);
+        code = LookUp(*this, kKeyForUser, &rows, parameter);
         break;
     case UserLookup::kUserOfRecordKey:
-        code = Run(kUserForKey, &rows, parameter);
+        code = LookUp(*this, kUserForKey, &rows, parameter);
         break;
     case UserLookup::kFirstAdmin:
-        code = Run(kAdminUser, &rows);
+        code = LookUp(*this, kAdminUser, &rows);
         break;
     }
     return code == kEngineOk ? FirstNumber(rows) : -1;
