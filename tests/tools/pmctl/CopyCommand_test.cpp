@@ -109,7 +109,7 @@ TEST_P(CopyCommandTest, AnOccupiedDestinationIsReplacedOnlyWhenAsked) {
     PMTest::Result refused = Copy(m_Source, Location());
     EXPECT_EQ(Pmctl::kExitBadInput, refused.code);
     EXPECT_EQ("pmctl: " + Location() + ": " +
-                  (OnServer() ? "nothing was copied: it holds a company already (1225 rows)"
+                  (OnServer() ? "nothing was copied: it holds a company already (1226 rows)"
                               : "the file exists already") +
                   "; pmctl copy --replace replaces it\n",
               refused.err);
