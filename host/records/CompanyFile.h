@@ -39,6 +39,9 @@ struct CompanyFileResult {
     // The file could not be read because another program held it locked past
     // the busy timeout: not refused, to be tried again.
     bool busy = false;
+    // The server could not be reached (no server answered, or it could not
+    // take the connection now): not refused either, to be tried again.
+    bool unreachable = false;
 };
 
 // A new company file with the current schema, left open; refuses a path that

@@ -1,5 +1,6 @@
 // The table of pmctl's commands: each with its own options, parsed by CLI11
 // and run through the command library (RunCommandLine, CommandRun.cpp).
+#include "CommandSupport.h"
 #include "CommandTree.h"
 
 #include "CommandWords.h"
@@ -55,12 +56,13 @@ bool Confirmed(FileOptions const& options, std::string const& question, Prompt c
         return true;
     }
     if (!prompt) {
-        io.err << "pmctl: " << options.file.file << ": " << question
+        io.err << "pmctl: " << Shown(options.file.file) << ": "
+               << Scrubbed(question, {options.file.file})
                << " pmctl asks before it does that; not on a terminal, it needs --yes\n";
         *code = kExitBadInput;
         return false;
     }
-    std::optional<std::string> answer = prompt(question + " [y/N] ");
+    std::optional<std::string> answer = prompt(Scrubbed(question, {options.file.file}) + " [y/N] ");
     if (answer && (*answer == "y" || *answer == "Y" || *answer == "yes")) {
         return true;
     }
@@ -124,7 +126,10 @@ int WithCommandTree(Io io, Prompt const& prompt,
            [&] {
                return "Reset " + reset.file.file +
                       " to the factory defaults, removing every role's changes, every bank "
-                      "account and every assignment but the administrator's?";
+                      "account and every assignment but the administrator's?" +
+                      (OnServer(reset.file.file) ? " No copy of the database is kept: back it "
+                                                   "up with pg_dump first."
+                                                 : "");
            },
            [&] { return ResetCommand(reset.file, io); }));
     FileOptions upgrade;

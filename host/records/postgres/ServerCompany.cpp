@@ -18,9 +18,11 @@ std::unique_ptr<ServerConnection>& OpenCompany() {
     return company;
 }
 
-CompanyFileResult Refused(char const* verb, std::string const& shown, std::string const& reason) {
+CompanyFileResult Refused(char const* verb, std::string const& shown, std::string const& reason,
+                          bool unreachable = false) {
     CompanyFileResult result;
     result.reason = reason;
+    result.unreachable = unreachable;
     result.message =
         std::string("Cannot ") + verb + " company database '" + shown + "': " + reason + ".";
     return result;
@@ -33,7 +35,9 @@ CompanyFileResult Open(std::string const& uri, bool snapshot) {
                        "the company file '" + CurrentCompanyFilePath() + "' is open");
     }
     std::string reason;
-    std::unique_ptr<ServerConnection> connection = ServerConnection::Connect(uri, &reason);
+    bool unreachable = false;
+    std::unique_ptr<ServerConnection> connection =
+        ServerConnection::Connect(uri, &reason, &unreachable);
     if (connection != nullptr) {
         reason = CheckCompanyDatabase(*connection);
     }
@@ -44,7 +48,7 @@ CompanyFileResult Open(std::string const& uri, bool snapshot) {
         }
     }
     if (!reason.empty()) {
-        return Refused("open", shown, reason);
+        return Refused("open", shown, reason, unreachable);
     }
     connection->generation = NextGeneration();
     OpenCompany() = std::move(connection);
@@ -66,12 +70,14 @@ CompanyFileResult CreateServerCompany(std::string const& uri) {
                        "the company file '" + CurrentCompanyFilePath() + "' is open");
     }
     std::string reason;
-    std::unique_ptr<ServerConnection> connection = ServerConnection::Connect(uri, &reason);
+    bool unreachable = false;
+    std::unique_ptr<ServerConnection> connection =
+        ServerConnection::Connect(uri, &reason, &unreachable);
     if (connection != nullptr) {
         reason = CheckEmptyDatabase(*connection);
     }
     if (!reason.empty()) {
-        return Refused("create", shown, reason);
+        return Refused("create", shown, reason, unreachable);
     }
     connection->SetSchemaPending();
     connection->generation = NextGeneration();

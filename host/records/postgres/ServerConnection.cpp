@@ -64,6 +64,23 @@ std::vector<std::string> Statements(std::string const& sql) {
     return nonEmpty;
 }
 
+// Whether a connection failed because the server answered and turned it
+// down for good (a wrong password, no such role or database, a host the
+// server's rules do not admit), rather than because no server answered or
+// it could not take the connection now (starting up, shutting down, too
+// many connections), which a later try may get past.
+bool RefusedByServer(std::string const& text) {
+    if (text.find("FATAL:") == std::string::npos) {
+        return false;
+    }
+    for (char const* passing : {"the database system is", "too many", "connection slots"}) {
+        if (text.find(passing) != std::string::npos) {
+            return false;
+        }
+    }
+    return true;
+}
+
 } // namespace
 
 ServerConnection::ServerConnection(std::string const& uri)
@@ -76,11 +93,15 @@ ServerConnection::~ServerConnection() {
 }
 
 std::unique_ptr<ServerConnection> ServerConnection::Connect(std::string const& uri,
-                                                            std::string* error) {
+                                                            std::string* error, bool* unreachable) {
     std::unique_ptr<ServerConnection> connection(new ServerConnection(uri));
     int code = connection->Reconnect();
     if (code != kEngineOk) {
-        *error = "it cannot be reached: " + DescribeServerCode(code);
+        bool const refused = code == ServerCode("08004");
+        *error = (refused ? "" : "it cannot be reached: ") + DescribeServerCode(code);
+        if (unreachable != nullptr) {
+            *unreachable = !refused;
+        }
         return nullptr;
     }
     return connection;
@@ -110,8 +131,9 @@ int ServerConnection::Reconnect() {
     } catch (pqxx::broken_connection const& failure) {
         m_Work.reset();
         m_Connection.reset();
-        int code = ServerCode("08001");
-        RememberServerFailure(code, ScrubSecret(FirstLine(failure.what()), m_Location));
+        std::string text = FirstLine(failure.what());
+        int code = ServerCode(RefusedByServer(text) ? "08004" : "08001");
+        RememberServerFailure(code, ScrubSecret(text, m_Location));
         return code;
     } catch (...) {
         int code = Failed();
