@@ -64,21 +64,26 @@ std::vector<std::string> Statements(std::string const& sql) {
     return nonEmpty;
 }
 
-// Whether a connection failed because the server answered and turned it
-// down for good (a wrong password, no such role or database, a host the
-// server's rules do not admit), rather than because no server answered or
-// it could not take the connection now (starting up, shutting down, too
-// many connections), which a later try may get past.
+// Whether a connection failed for a reason that trying again will not mend:
+// the server answered and turned it down (a wrong or missing password, no
+// such role or database, a host its rules do not admit), the server's
+// certificate did not pass the check the URI asks for, or the URI itself is
+// wrong. Otherwise no server answered, or it could not take the connection
+// now (starting up, shutting down, too many connections).
 bool RefusedByServer(std::string const& text) {
-    if (text.find("FATAL:") == std::string::npos) {
-        return false;
-    }
     for (char const* passing : {"the database system is", "too many", "connection slots"}) {
         if (text.find(passing) != std::string::npos) {
             return false;
         }
     }
-    return true;
+    for (char const* refusal : {"FATAL:", "fe_sendauth", "SSL", "certificate"}) {
+        if (text.find(refusal) != std::string::npos) {
+            return true;
+        }
+    }
+    // What the client library says of a URI it cannot take, before it
+    // tries to connect ("invalid URI query parameter", "missing \"=\"").
+    return text.compare(0, 8, "invalid ") == 0 || text.compare(0, 8, "missing ") == 0;
 }
 
 } // namespace
