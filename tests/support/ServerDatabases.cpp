@@ -3,6 +3,9 @@
 
 #include "support/EngineTesting.h"
 
+#include <gtest/gtest.h>
+#include <pqxx/pqxx>
+
 #include <sstream>
 
 namespace PMTest {
@@ -46,25 +49,34 @@ void DropDatabase(std::string const& name) {
     }
 }
 
+std::string ServerRows(std::string const& uri, std::string const& sql, std::string const& prefix) {
+    std::string lines;
+    try {
+        pqxx::connection connection(uri);
+        pqxx::nontransaction work(connection);
+        for (auto const& row : work.exec(sql)) {
+            lines += prefix;
+            for (auto const& field : row) {
+                lines += std::string(field.num() > 0 ? "|" : "") +
+                         (field.is_null() ? "NULL" : field.c_str());
+            }
+            lines += "\n";
+        }
+    } catch (std::exception const& failure) {
+        ADD_FAILURE() << sql << ": " << failure.what();
+    }
+    return lines;
+}
+
 std::string DatabaseTables(std::string const& uri) {
-    std::string const tables =
-        QueryElsewhere(uri, "SELECT string_agg(tablename, ' ' ORDER BY tablename) FROM pg_tables "
-                            "WHERE schemaname = current_schema()");
-    std::istringstream names(tables == "NULL" ? "" : tables);
+    std::istringstream names(ServerRows(
+        uri, "SELECT tablename FROM pg_tables WHERE schemaname = current_schema() ORDER BY 1"));
     std::string all;
     for (std::string table; names >> table;) {
         all += std::string(all.empty() ? "" : " UNION ALL ") + "SELECT '" + table +
                "' AS t, r::text AS row FROM " + Identifier(table) + " AS r";
     }
-    if (all.empty()) {
-        return std::string();
-    }
-    // "table|(a,b,c)" rows in order, a line each.
-    std::string rows = QueryElsewhere(uri, all + " ORDER BY t, row");
-    for (std::size_t at = rows.find("; "); at != std::string::npos; at = rows.find("; ", at)) {
-        rows.replace(at, 2, "\n");
-    }
-    return rows + "\n";
+    return all.empty() ? std::string() : ServerRows(uri, all + " ORDER BY t, row");
 }
 
 } // namespace PMTest

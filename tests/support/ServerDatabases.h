@@ -20,9 +20,15 @@ std::string WithDatabase(std::string const& uri, std::string const& name);
 std::string MakeDatabase(std::string const& name, std::string const& copyOf = "");
 void DropDatabase(std::string const& name);
 
-// Every table of the company database at uri, a line "table: rows" each in a
-// fixed order (rows as QueryElsewhere gives them): what another program sees
-// of it, to compare before and after. Empty for a database without tables.
+// The rows sql yields on the database at uri, through a connection of its
+// own: a line each, prefix and then the fields joined by '|' (NULL as
+// "NULL"), as QueryRows (FaultLoop.h) gives them of a file.
+std::string ServerRows(std::string const& uri, std::string const& sql,
+                       std::string const& prefix = "");
+
+// Every row of every table of the company database at uri, a line
+// "table|(a,b,c)" each, in order: what another program sees of it, to
+// compare before and after. Empty for a database without tables.
 std::string DatabaseTables(std::string const& uri);
 
 } // namespace PMTest
