@@ -255,7 +255,7 @@ bool Company::Commit(std::string* error) {
     if (failed > 0) {
         *error = std::to_string(failed) + " read" + (failed == 1 ? "" : "s") + " or write" +
                  (failed == 1 ? "" : "s") +
-                 " of the company file failed on the way, so the change would not be whole";
+                 " of the company failed on the way, so the change would not be whole";
         return false;
     }
     if (rc != kBracketOk) {
