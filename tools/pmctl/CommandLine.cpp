@@ -28,7 +28,8 @@ struct FileOptions {
 CLI::App* FileCommand(CLI::App& parent, char const* name, char const* help, FileOptions& options,
                       Kind kind) {
     CLI::App* command = parent.add_subcommand(name, help);
-    command->add_option("FILE", options.file.file, "the company file")->required();
+    command->add_option("FILE", options.file.file, "the company file, or a postgresql:// URI")
+        ->required();
     command->add_option("--catalogue", options.file.catalogue,
                         "the catalogue to open it with (default: the one that ships)");
     if (kind == Kind::kRead) {
