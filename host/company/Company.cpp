@@ -37,6 +37,11 @@ std::vector<std::string> VersionFields(std::string const& name) {
     return fields.size() == 3 ? fields : std::vector<std::string>();
 }
 
+// "company file" or "company database", as the location names one.
+std::string Kind(std::string const& location) {
+    return IsServerLocation(location) ? "company database" : "company file";
+}
+
 CatalogueResult LoadCatalogue(CompanyOptions const& options) {
     return options.catalogueText.empty()
                ? LoadCatalogueFile(options.catalogue)
@@ -66,7 +71,7 @@ VersionRecord ReadVersionRecord() {
 std::unique_ptr<Company> Company::Begin(std::string const& path, CompanyOptions const& options,
                                         char const* verb, CompanyProblem* problem) {
     if (IsCompanyFileOpen()) {
-        problem->message = std::string("Cannot ") + verb + " company file '" +
+        problem->message = std::string("Cannot ") + verb + " " + Kind(path) + " '" +
                            MaskedLocation(path) + "': the company file '" +
                            CurrentCompanyFilePath() + "' is open.";
         return nullptr;
@@ -100,7 +105,7 @@ std::unique_ptr<Company> Company::Open(std::string const& path, CompanyOptions c
                                  ? OpenCompanyFileSnapshot(path)
                                  : OpenCompanyFile(path);
     if (!file.ok) {
-        problem->refused = !file.busy;
+        problem->refused = !file.busy && !file.unreachable;
         problem->message = file.message;
         return nullptr;
     }
@@ -108,7 +113,7 @@ std::unique_ptr<Company> Company::Open(std::string const& path, CompanyOptions c
         company->m_Change.reset(new WriteTransaction());
         if (company->m_Change->BeginResult() != kBracketOk) {
             problem->refused = false;
-            problem->message = "Cannot change company file '" + MaskedLocation(path) +
+            problem->message = "Cannot change " + Kind(path) + " '" + MaskedLocation(path) +
                                "': " + DescribeWriteFailure(company->m_Change->BeginResult()) + ".";
             return nullptr;
         }
@@ -117,7 +122,7 @@ std::unique_ptr<Company> Company::Open(std::string const& path, CompanyOptions c
     company->m_FoundVersion = ReadVersionRecord();
     company->m_CatalogueVersion = GetCatalogueInfo().permissionDataVersion;
     if (company->m_FoundVersion.version > company->m_CatalogueVersion) {
-        problem->message = "Cannot open company file '" + MaskedLocation(path) +
+        problem->message = "Cannot open " + Kind(path) + " '" + MaskedLocation(path) +
                            "': its permission data is version " +
                            std::to_string(company->m_FoundVersion.version) +
                            ", newer than version " + std::to_string(company->m_CatalogueVersion) +
@@ -152,7 +157,7 @@ bool Company::Start(std::string* error) {
     PM_InitComponent();
     int result = Manager().Init();
     if (result != PM_OK) {
-        *error = "Cannot open company file '" + MaskedLocation(m_Path) +
+        *error = "Cannot open " + Kind(m_Path) + " '" + MaskedLocation(m_Path) +
                  "': the permission data could not be loaded (result " + std::to_string(result) +
                  ")" + LastRecordFailureWords() + ".";
         return false;
@@ -165,7 +170,7 @@ std::unique_ptr<Company> Company::Create(std::string const& path, CompanyOptions
     // A company on a server is made in its database, which the first write
     // bracket fills: there is no name to build under.
     bool server = IsServerLocation(path);
-    std::string const shown = MaskedLocation(path);
+    std::string const shown = Kind(path) + " '" + MaskedLocation(path) + "'";
     struct stat info;
     if (!server && ::lstat(path.c_str(), &info) == 0) {
         problem->message = "Cannot create company file '" + path + "': the file already exists.";
@@ -184,8 +189,10 @@ std::unique_ptr<Company> Company::Create(std::string const& path, CompanyOptions
     }
     CompanyFileResult file = CreateCompanyFile(build);
     if (!file.ok) {
-        problem->refused = false;
-        problem->message = "Cannot create company file '" + shown + "': " + file.reason + ".";
+        // A database that holds tables already is refused; one that cannot
+        // be reached, or a file that cannot be made, could not be done now.
+        problem->refused = server && !file.unreachable;
+        problem->message = "Cannot create " + shown + ": " + file.reason + ".";
         return nullptr;
     }
     company->m_BuildPath = server ? std::string() : build;
@@ -197,16 +204,16 @@ std::unique_ptr<Company> Company::Create(std::string const& path, CompanyOptions
     company->m_AdminUserId = AddCompanyUser(adminName, true, &why);
     if (company->m_AdminUserId == -1) {
         problem->refused = false;
-        problem->message = "Cannot create company file '" + shown +
-                           "': cannot add the administrator: " + why + ".";
+        problem->message =
+            "Cannot create " + shown + ": cannot add the administrator: " + why + ".";
         return nullptr;
     }
     PM_InitComponent();
     int result = company->Manager().SetDefaultRoles();
     if (result != PM_OK) {
         problem->refused = false;
-        problem->message = "Cannot create company file '" + shown +
-                           "': the factory defaults could not be written (result " +
+        problem->message = "Cannot create " + shown +
+                           ": the factory defaults could not be written (result " +
                            std::to_string(result) + ").";
         return nullptr;
     }
@@ -260,7 +267,7 @@ bool Company::Commit(std::string* error) {
     if (failed > 0) {
         *error = std::to_string(failed) + " read" + (failed == 1 ? "" : "s") + " or write" +
                  (failed == 1 ? "" : "s") +
-                 " of the company file failed on the way, so the change would not be whole" +
+                 " of the company failed on the way, so the change would not be whole" +
                  LastRecordFailureWords();
         return false;
     }

@@ -43,8 +43,11 @@ enum class CompanyAccess {
 };
 
 // Why a company could not be opened or created: a whole sentence that names
-// the file, and whether the file or the catalogue was refused (bad input) or
-// the work could not be done now (another program writing, a failed load).
+// the file or database (a server URI with its password masked), and whether
+// the file, the database or the catalogue was refused (bad input: a database
+// that is not empty for a create, a password the server turned down) or the
+// work could not be done now (another program writing, a failed load, a
+// server that cannot be reached).
 struct CompanyProblem {
     std::string message;
     bool refused = true;

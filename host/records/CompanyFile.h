@@ -40,6 +40,9 @@ struct CompanyFileResult {
     // the busy timeout, or the server could not be reached: not refused, to
     // be tried again.
     bool busy = false;
+    // The server could not be reached (no server answered, or it could not
+    // take the connection now): not refused either, to be tried again.
+    bool unreachable = false;
 };
 
 // A new company file with the current schema, left open; refuses a path that

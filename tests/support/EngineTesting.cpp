@@ -111,6 +111,10 @@ std::string QueryElsewhere(std::string const& location, std::string const& sql) 
     return Joined(rows);
 }
 
+void CountServerCase(bool ran) {
+    ++(ran ? gServerCases->ran : gServerCases->skipped);
+}
+
 void EmptyServerDatabase(std::string const& uri) {
     QueryElsewhere(uri, "SET client_min_messages = warning; DROP SCHEMA IF EXISTS public CASCADE; "
                         "CREATE SCHEMA public");

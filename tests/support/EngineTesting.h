@@ -54,6 +54,10 @@ std::string QueryElsewhere(std::string const& location, std::string const& sql);
 // Drops everything in the server database's public schema.
 void EmptyServerDatabase(std::string const& uri);
 
+// For a fixture of its own that runs a case on the server: counts the case
+// as run there, or as skipped, in the count the program prints at its end.
+void CountServerCase(bool ran);
+
 } // namespace PMTest
 
 #define INSTANTIATE_ON_BOTH_ENGINES(Suite)                                                         \

@@ -72,11 +72,15 @@ inline pid_t StartPmctl(std::vector<std::string> args, std::string const& output
 }
 
 // The wait status of the child pid, started at start, once it ended; killed
-// when it outlives limit seconds.
-inline int WaitFor(pid_t pid, Clock::time_point start, double limit) {
+// when it outlives limit seconds, just after beforeKill (when given) ran.
+inline int WaitFor(pid_t pid, Clock::time_point start, double limit,
+                   std::function<void()> const& beforeKill = nullptr) {
     int status = -1;
     while (pid != -1 && ::waitpid(pid, &status, WNOHANG) == 0) {
         if (SecondsSince(start) > limit) {
+            if (beforeKill) {
+                beforeKill();
+            }
             ::kill(pid, SIGKILL);
             ::waitpid(pid, &status, 0);
             break;

@@ -1,8 +1,11 @@
 // Scratch files and command lines for the pmctl tests.
 #include "support/PmctlTesting.h"
 
+#include "support/ServerDatabases.h"
+
 #include <host/records/CompanyFileJournal.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -16,6 +19,35 @@ namespace PMTest {
 
 namespace {
 
+// The company every test starts from, made at location.
+void MakeTemplate(std::string const& location) {
+    for (char const* line :
+         {"create F", "users add F carol", "users add F dave", "assign F carol Sales",
+          "assign F dave Purchasing", "assign F dave \"Payroll Clerk\""}) {
+        Result result = RunPmctl(line, location);
+        EXPECT_EQ(0, result.code) << line << ": " << result.err;
+    }
+}
+
+// The databases on the server: the template, made once per test program
+// and left for the next run to replace, and each case's copy of it.
+char const kTemplateDatabase[] = "pm_pmctl_template";
+char const kCaseDatabase[] = "pm_pmctl_case";
+
+void MakeServerTemplate() {
+    static bool const made = [] {
+        MakeTemplate(MakeDatabase(kTemplateDatabase));
+        return true;
+    }();
+    (void)made;
+}
+
+// The name of the database a URI names.
+std::string DatabaseOf(std::string const& uri) {
+    std::size_t const path = uri.find('/', uri.find("://") + 3);
+    return uri.substr(path + 1, uri.find('?', path) - path - 1);
+}
+
 // Made once per test program, copied by each test.
 std::string const& Template() {
     static std::string const path = [] {
@@ -23,12 +55,7 @@ std::string const& Template() {
             (fs::temp_directory_path() / ("pmctl-template-" + std::to_string(getpid()) + ".pmco"))
                 .string();
         fs::remove(file);
-        for (char const* line :
-             {"create F", "users add F carol", "users add F dave", "assign F carol Sales",
-              "assign F dave Purchasing", "assign F dave \"Payroll Clerk\""}) {
-            Result result = RunPmctl(line, file);
-            EXPECT_EQ(0, result.code) << line << ": " << result.err;
-        }
+        MakeTemplate(file);
         return file;
     }();
     // Registered after path is built, so it runs before path is destroyed.
@@ -80,18 +107,61 @@ void CommandTest::SetUp() {
     // These tests check contents, not durability: spare them a disk sync for
     // each commit.
     Host::SetCompanyFileJournal(Host::CompanyFileJournal::kWalNormal);
-    m_Dir = (fs::temp_directory_path() /
-             ("pmctl-test-" + std::to_string(getpid()) + "-" +
-              ::testing::UnitTest::GetInstance()->current_test_info()->name()))
+    std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    std::replace(name.begin(), name.end(), '/', '-');
+    m_Dir = (fs::temp_directory_path() / ("pmctl-test-" + std::to_string(getpid()) + "-" + name))
                 .string();
     fs::remove_all(m_Dir);
     fs::create_directories(m_Dir);
-    m_File = Scratch("company.pmco");
-    fs::copy_file(Template(), m_File);
+    if (!OnServer()) {
+        m_File = Scratch("company.pmco");
+        fs::copy_file(Template(), m_File);
+        return;
+    }
+    CountServerCase(!ServerUri().empty());
+    if (ServerUri().empty()) {
+        GTEST_SKIP() << "PM_TEST_POSTGRES_URI is not set: no PostgreSQL server to run on "
+                        "(scripts/with-postgres.sh runs a command beside one)";
+    }
+    MakeServerTemplate();
+    m_Databases.push_back(kCaseDatabase);
+    m_File = MakeDatabase(kCaseDatabase, kTemplateDatabase);
 }
 
 void CommandTest::TearDown() {
+    for (std::string const& database : m_Databases) {
+        DropDatabase(database);
+    }
     fs::remove_all(m_Dir);
+}
+
+EngineKind CommandTest::Engine() const {
+    return ::testing::UnitTest::GetInstance()->current_test_info()->value_param() != nullptr
+               ? GetParam()
+               : EngineKind::kSqlite;
+}
+
+std::string CommandTest::NewCompany(std::string const& name) {
+    if (!OnServer()) {
+        return Scratch(name + ".pmco");
+    }
+    std::string database = "pm_pmctl_" + name;
+    m_Databases.push_back(database);
+    return MakeDatabase(database);
+}
+
+std::string CommandTest::CopyOfCompany(std::string const& location, std::string const& name) {
+    if (!OnServer()) {
+        fs::copy_file(location, Scratch(name + ".pmco"), fs::copy_options::overwrite_existing);
+        return Scratch(name + ".pmco");
+    }
+    std::string database = "pm_pmctl_" + name;
+    m_Databases.push_back(database);
+    return MakeDatabase(database, DatabaseOf(location));
+}
+
+std::string CommandTest::Contents(std::string const& location) const {
+    return OnServer() ? DatabaseTables(location) : ReadBytes(location);
 }
 
 std::string CommandTest::Catalogue(int version, std::size_t features) const {

@@ -1,9 +1,11 @@
 // Running pmctl in a test as a person runs it: a scratch directory, a company
-// file made once from the shipped catalogue and copied for each test, command
-// lines run through the command table with their output captured.
+// made once from the shipped catalogue and copied for each test (a file, or
+// a database on the test server), command lines run through the command
+// table with their output captured.
 #pragma once
 
 #include "CommandLine.h"
+#include "support/EngineTesting.h"
 #include "support/RecordTesting.h"
 
 #include <gtest/gtest.h>
@@ -33,13 +35,33 @@ Result RunPmctl(std::string const& line, std::string const& file,
 
 std::string ShippedCatalogue();
 
-class CommandTest : public ::testing::Test {
+// A TEST_F of this fixture runs on an SQLite company file; a TEST_P, in a
+// suite instantiated with INSTANTIATE_ON_BOTH_ENGINES, on each engine: on the
+// server each case has a database of its own, and without a server (no
+// PM_TEST_POSTGRES_URI) the server cases are skipped, saying why.
+class CommandTest : public ::testing::TestWithParam<EngineKind> {
 protected:
-    // A fresh copy of a company file created by `pmctl create` with the
-    // shipped catalogue, plus the users carol (Sales) and dave (Purchasing and
+    // A fresh copy of a company created by `pmctl create` with the shipped
+    // catalogue, plus the users carol (Sales) and dave (Purchasing and
     // Payroll Clerk).
     void SetUp() override;
     void TearDown() override;
+
+    // The engine this case runs on: the parameter of a TEST_P, SQLite for a
+    // TEST_F; a fixture may choose one.
+    virtual EngineKind Engine() const;
+    bool OnServer() const { return Engine() == EngineKind::kServer; }
+    // Where another company of this case goes: the scratch file name +
+    // ".pmco", or a new empty database on the server.
+    std::string NewCompany(std::string const& name);
+    // A copy under name of the company at location as it is now.
+    std::string CopyOfCompany(std::string const& location, std::string const& name);
+    // The company at location as another program sees it, to compare before
+    // and after: a file's bytes, a database's tables.
+    std::string Contents(std::string const& location) const;
+    std::string Contents() const { return Contents(m_File); }
+    // The rows sql yields on the company, through a connection of its own.
+    std::string Query(std::string const& sql) const { return QueryElsewhere(m_File, sql); }
 
     std::string Scratch(std::string const& name) const { return m_Dir + "/" + name; }
     // A command line on the company file (or on file).
@@ -67,7 +89,12 @@ protected:
     void RunSteps(std::vector<Step> const& steps, std::function<std::string()> const& state) const;
 
     std::string m_Dir;
+    // The company's location: a file path, or a URI without a password,
+    // which pmctl prints as it is.
     std::string m_File;
+
+private:
+    std::vector<std::string> m_Databases; // made for this case, dropped at its end
 };
 
 } // namespace PMTest

@@ -42,7 +42,7 @@ bool Record(FileArgs const& args, Json details, bool write, Json* record, std::s
     // Stored names may hold any bytes: what is not UTF-8 is kept as U+FFFD.
     row.details = details.dump(-1, ' ', false, Json::error_handler_t::replace);
     if (write && !Host::AppendChangeRecord(&row, error)) {
-        *error = "the change could not be added to the file's history: " + *error;
+        *error = "the change could not be added to the company's history: " + *error;
         return false;
     }
     *record = Json::object();
@@ -70,7 +70,7 @@ bool RecordChange(Session& session, FileArgs const& args, bool write, Json* reco
                   std::string* error) {
     Host::CompanyTables const* before = session.TablesBefore(error);
     if (before == nullptr) {
-        *error = "the file as the change found it could not be read: " + *error;
+        *error = "the company as the change found it could not be read: " + *error;
         return false;
     }
     Host::CompanyTables after;

@@ -1,5 +1,6 @@
 // The table of pmctl's commands: each with its own options, parsed by CLI11
 // and run through the command library (RunCommandLine, CommandRun.cpp).
+#include "CommandSupport.h"
 #include "CommandTree.h"
 
 #include "CommandWords.h"
@@ -28,7 +29,8 @@ struct FileOptions {
 CLI::App* FileCommand(CLI::App& parent, char const* name, char const* help, FileOptions& options,
                       Kind kind) {
     CLI::App* command = parent.add_subcommand(name, help);
-    command->add_option("FILE", options.file.file, "the company file")->required();
+    command->add_option("FILE", options.file.file, "the company file, or a postgresql:// URI")
+        ->required();
     command->add_option("--catalogue", options.file.catalogue,
                         "the catalogue to open it with (default: the one that ships)");
     if (kind == Kind::kRead) {
@@ -56,12 +58,13 @@ bool Confirmed(FileOptions const& options, std::string const& question, Prompt c
         return true;
     }
     if (!prompt) {
-        io.err << "pmctl: " << options.file.file << ": " << question
+        io.err << "pmctl: " << Shown(options.file.file) << ": "
+               << Scrubbed(question, {options.file.file})
                << " pmctl asks before it does that; not on a terminal, it needs --yes\n";
         *code = kExitBadInput;
         return false;
     }
-    std::optional<std::string> answer = prompt(question + " [y/N] ");
+    std::optional<std::string> answer = prompt(Scrubbed(question, {options.file.file}) + " [y/N] ");
     if (answer && (*answer == "y" || *answer == "Y" || *answer == "yes")) {
         return true;
     }
@@ -125,7 +128,10 @@ int WithCommandTree(Io io, Prompt const& prompt,
            [&] {
                return "Reset " + reset.file.file +
                       " to the factory defaults, removing every role's changes, every bank "
-                      "account and every assignment but the administrator's?";
+                      "account and every assignment but the administrator's?" +
+                      (OnServer(reset.file.file) ? " No copy of the database is kept: back it "
+                                                   "up with pg_dump first."
+                                                 : "");
            },
            [&] { return ResetCommand(reset.file, io); }));
     FileOptions upgrade;

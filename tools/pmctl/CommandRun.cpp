@@ -1,6 +1,7 @@
 // Running one command line: parsing it against the command tree, saying what
 // does not parse (with the command that was probably meant), routing the
 // library's log lines, and running the chosen command.
+#include "CommandSupport.h"
 #include "CommandTree.h"
 #include "Suggest.h"
 
@@ -129,7 +130,9 @@ int RunCommandLine(std::vector<std::string> const& args, Io io, Prompt const& pr
                 return tree.app.exit(e, io.out, io.err);
             }
             std::string problem = CommandProblem(tree.app, args);
-            io.err << "pmctl: " << (problem.empty() ? e.what() : problem)
+            // A URI typed in the wrong place is echoed back: its password
+            // masked.
+            io.err << "pmctl: " << Scrubbed(problem.empty() ? e.what() : problem, args)
                    << "\n(pmctl --help lists the commands)\n";
             return kExitBadInput;
         }

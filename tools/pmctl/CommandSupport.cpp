@@ -47,7 +47,8 @@ int RunRead(FileArgs const& args, Io io, std::function<int(Session&)> const& bod
         return code;
     }
     if (session->UpgradedOnOpen()) {
-        Complain(io, args.file) << "note: this file will be upgraded from version "
+        Complain(io, args.file) << "note: this " << (OnServer(args.file) ? "database" : "file")
+                                << " will be upgraded from version "
                                 << session->FoundVersion().version << " to "
                                 << session->CatalogueVersion() << " on the next change\n";
     }
@@ -121,12 +122,15 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
     auto const show = [&] { PrintChange(held.str(), record, args.json, ownJson, io); };
     if (args.dryRun) {
         show();
-        says << "(dry run: nothing was written to " << args.file << ")\n";
+        says << "(dry run: nothing was written to " << Shown(args.file) << ")\n";
         return kExitOk;
     }
     std::string copy;
     bool upgraded = session->UpgradedOnOpen() && !options.saysUpgrade;
-    if ((options.backup || session->UpgradedOnOpen()) && !BackUp(*session, &copy, io)) {
+    // A database on a server has no beside: its backups are the server's
+    // (pg_dump), and the change says that none was made.
+    bool const wantsCopy = options.backup || session->UpgradedOnOpen();
+    if (wantsCopy && !OnServer(args.file) && !BackUp(*session, &copy, io)) {
         return kExitFailed;
     }
     if (!session->Commit(&error)) {
@@ -138,17 +142,20 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
     }
     if (!copy.empty()) {
         says << "saved a copy of the file as it was: " << copy << "\n";
+    } else if (wantsCopy) {
+        says << "no copy of the database as it was is kept: back a company database up with "
+                "pg_dump\n";
     }
     if (upgraded) {
-        says << "upgraded " << args.file << " from version " << session->FoundVersion().version
-             << " to " << session->CatalogueVersion() << "\n";
+        says << "upgraded " << Shown(args.file) << " from version "
+             << session->FoundVersion().version << " to " << session->CatalogueVersion() << "\n";
     }
     show();
     return kExitOk;
 }
 
 std::ostream& Complain(Io io, std::string const& file) {
-    return io.err << "pmctl: " << file << ": ";
+    return io.err << "pmctl: " << Shown(file) << ": ";
 }
 
 namespace {
@@ -374,7 +381,7 @@ std::string Resolved(std::string const& path) {
 } // namespace
 
 bool CheckOutputPath(FileArgs const& args, std::string const& output, Io io) {
-    if (output == kStandardOutput) {
+    if (output == kStandardOutput || OnServer(args.file)) {
         return true;
     }
     struct stat out;

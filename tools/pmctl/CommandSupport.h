@@ -30,7 +30,8 @@ int RunRead(FileArgs const& args, Io io, std::function<int(Session&)> const& bod
 
 struct ChangeOptions {
     // Copy the file as it was beside it before the change is written
-    // (NAME.YYYYMMDD-HHMMSS.bak), and say where.
+    // (NAME.YYYYMMDD-HHMMSS.bak), and say where; on a server, say that no
+    // copy was made (backups there are pg_dump's).
     bool backup = false;
     // The command reports an upgrade itself; others get a line that says so.
     bool saysUpgrade = false;
@@ -53,8 +54,20 @@ struct ChangeOptions {
 int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> const& body,
               ChangeOptions const& options = ChangeOptions());
 
-// "pmctl: FILE: " in front of a message about the file.
+// "pmctl: FILE: " in front of a message about the file (FILE as Shown).
 std::ostream& Complain(Io io, std::string const& file);
+
+// The company's location (a file path or a server URI) as pmctl prints it:
+// a path as it is, a URI with its password masked. Every message, page and
+// record that names the company shows this, never what was typed
+// (Locations.cpp).
+std::string Shown(std::string const& location);
+// Whether the location names a company database on a server. There is no
+// file there to copy beside before a reset or an upgrade, nor one an output
+// could overwrite.
+bool OnServer(std::string const& location);
+// text with the password of each server URI among words masked.
+std::string Scrubbed(std::string const& text, std::vector<std::string> const& words);
 
 // Lookups (NameLookup.cpp) of what people type: a name, compared without
 // regard to ASCII case, or an id written "#N" ("#103"). A name of digits is a
@@ -106,8 +119,9 @@ bool CheckName(std::string const& what, std::string const& name, std::string* er
 extern char const kStandardOutput[]; // "-"
 
 // Refuses an output path that would overwrite the company file: the file
-// itself, its log, shared memory or journal, or a link to any of them. False
-// with the reason on io.err.
+// itself, its log, shared memory or journal, or a link to any of them (for a
+// company database on a server, no path can be). False with the reason on
+// io.err.
 bool CheckOutputPath(FileArgs const& args, std::string const& output, Io io);
 // Writes text to path whole or not at all (under a temporary name beside it,
 // then renamed), or to io.out for "-"; false with the reason on io.err.

@@ -7,6 +7,7 @@
 #include "Session.h"
 
 #include <host/catalogue/Catalogue.h>
+#include <host/records/postgres/ServerLocation.h>
 #include <host/users/CompanyUsers.h>
 
 #include <filesystem>
@@ -218,6 +219,12 @@ int Tour(std::string const& path, std::string const& catalogue, std::ostream& ou
 
 int RunDemo(std::string const& requestedPath, std::string const& catalogue, std::ostream& out,
             std::ostream& err) {
+    if (Host::IsServerLocation(requestedPath)) {
+        // The tour writes its page beside the company and may remove it.
+        err << "pmctl: " << Host::MaskedLocation(requestedPath)
+            << ": the demo makes a company file; name a file, not a database\n";
+        return 2;
+    }
     bool temporary = requestedPath.empty();
     std::string path = temporary ? TemporaryPath() : requestedPath;
     struct Cleanup {

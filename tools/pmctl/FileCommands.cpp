@@ -63,7 +63,7 @@ std::string Version(VersionRecord const& record) {
 
 int CreateCommand(FileArgs const& args, std::string const& adminName, Io io) {
     struct stat existing;
-    if (::lstat(args.file.c_str(), &existing) == 0) {
+    if (!OnServer(args.file) && ::lstat(args.file.c_str(), &existing) == 0) {
         Complain(io, args.file) << "the file exists already; create never overwrites a file\n";
         return kExitBadInput;
     }
@@ -83,10 +83,10 @@ int CreateCommand(FileArgs const& args, std::string const& adminName, Io io) {
     Host::CatalogueInfo info = Host::GetCatalogueInfo();
     Counts counts = Count(*session);
     std::ostringstream told;
-    told << args.file << " from " << info.sourceName << " (version " << info.permissionDataVersion
-         << "): " << counts.catalogueEntitlements << " entitlements, " << counts.roles
-         << " roles; administrator " << adminName << " (user " << session->Company().AdminUserId()
-         << ") holds Admin\n";
+    told << Shown(args.file) << " from " << info.sourceName << " (version "
+         << info.permissionDataVersion << "): " << counts.catalogueEntitlements << " entitlements, "
+         << counts.roles << " roles; administrator " << adminName << " (user "
+         << session->Company().AdminUserId() << ") holds Admin\n";
     Json record;
     if (!RecordCreation(args, !args.dryRun, &record, &error)) {
         Complain(io, args.file) << "nothing was created: " << error << "\n";
@@ -95,7 +95,10 @@ int CreateCommand(FileArgs const& args, std::string const& adminName, Io io) {
     // With --json the record alone on standard output, the words beside it.
     std::ostream& says = args.json ? io.err : io.out;
     if (args.dryRun) {
-        says << "would create " << told.str() << "(dry run: no file was written)\n";
+        says << "would create " << told.str() << "(dry run: "
+             << (OnServer(args.file) ? "nothing was written to the database"
+                                     : "no file was written")
+             << ")\n";
     } else if (!session->Commit(&error)) {
         Complain(io, args.file) << "nothing was created: " << error << "\n";
         return kExitFailed;
@@ -116,7 +119,7 @@ int InfoCommand(FileArgs const& args, Io io) {
         VersionRecord const& found = session.FoundVersion();
         if (args.json) {
             Json json;
-            json["file"] = args.file;
+            json["file"] = Shown(args.file);
             json["catalogue"] = {{"source", info.sourceName},
                                  {"product", info.product},
                                  {"version", info.permissionDataVersion},
@@ -131,7 +134,8 @@ int InfoCommand(FileArgs const& args, Io io) {
             PrintJson(json, io);
             return kExitOk;
         }
-        io.out << "company file    " << args.file << "\n"
+        io.out << (OnServer(args.file) ? "database        " : "company file    ")
+               << Shown(args.file) << "\n"
                << "catalogue       " << info.sourceName << ": "
                << (info.product.empty() ? "(no product name)" : info.product) << ", version "
                << info.permissionDataVersion << "\n"
@@ -173,7 +177,7 @@ int ResetCommand(FileArgs const& args, Io io) {
                 return kExitFailed;
             }
             Counts counts = Count(session);
-            io.out << "reset " << args.file
+            io.out << "reset " << Shown(args.file)
                    << " to the factory defaults: " << counts.catalogueEntitlements
                    << " entitlements, " << counts.roles << " roles; bank accounts removed\n";
             for (Host::CompanyUser const& user : Host::ListCompanyUsers()) {
@@ -196,11 +200,11 @@ int UpgradeCommand(FileArgs const& args, Io io) {
         [&](Session& session, Io io) {
             VersionRecord now = ReadVersionRecord();
             if (!session.UpgradedOnOpen()) {
-                io.out << args.file << " is at version " << Version(now)
+                io.out << Shown(args.file) << " is at version " << Version(now)
                        << " already; nothing to do\n";
                 return kExitOk;
             }
-            io.out << "upgraded " << args.file << " from version "
+            io.out << "upgraded " << Shown(args.file) << " from version "
                    << Version(session.FoundVersion()) << " to " << Version(now) << "\n";
             // An upgrade can leave the predefined roles short of an
             // entitlement it added: mended in the same change.

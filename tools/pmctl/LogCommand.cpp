@@ -194,7 +194,8 @@ int LogCommand(FileArgs const& args, std::string const& since, std::string const
     return RunRead(args, io, [&](Session&) {
         if (Host::CompanyFileSchemaVersion() < 2) {
             (args.json ? io.err : io.out)
-                << args.file << " has no change history yet: it keeps one from its next change\n";
+                << Shown(args.file)
+                << " has no change history yet: it keeps one from its next change\n";
             if (args.json) {
                 PrintJson(Json::array(), io);
             }

@@ -109,7 +109,7 @@ bool GatherMatrix(Session& session, bool all, Matrix* matrix, std::string* error
         *error = "cannot list the roles and entitlements";
         return false;
     }
-    matrix->file = session.Path();
+    matrix->file = Shown(session.Path());
     matrix->catalogueVersion = session.CatalogueVersion();
     matrix->writtenAt = WrittenAt();
     matrix->roles.clear();

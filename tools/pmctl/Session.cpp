@@ -1,6 +1,8 @@
 // Opening company files for pmctl's commands through the host's start-up.
 #include "Session.h"
 
+#include <host/records/postgres/ServerLocation.h>
+
 #include <filesystem>
 #include <system_error>
 
@@ -41,7 +43,8 @@ std::string DefaultCataloguePath() {
 bool Session::Reload(std::ostream& err) {
     int result = Manager().Init();
     if (result != PM_OK) {
-        err << Path() << ": the permission data could not be loaded (result " << result << ")\n";
+        err << Host::MaskedLocation(Path()) << ": the permission data could not be loaded (result "
+            << result << ")\n";
         return false;
     }
     return true;

@@ -77,6 +77,9 @@ std::string DescribeServerCode(long code) {
     if (IsBusy(sqlstate)) {
         return "another program is writing this company file; try again (" + detail + ")";
     }
+    if (sqlstate == "08004") {
+        return "the server refused the connection (" + detail + ")";
+    }
     if (sqlstate.compare(0, 2, "08") == 0) {
         return "the connection to the server failed (" + detail + ")";
     }

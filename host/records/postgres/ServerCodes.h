@@ -4,7 +4,9 @@
 // itself which engine it came from. The server's text for the latest failure
 // with each SQLSTATE is kept (its password scrubbed) for DescribeServerCode.
 // Failures of the connection itself carry the SQLSTATE of their class:
-// 08001 (cannot connect), 08006 (connection lost), 08007 (lost while
+// 08001 (cannot connect: no server answered, or it could not take the
+// connection now), 08004 (the server refused the connection: the password,
+// the role, the database), 08006 (connection lost), 08007 (lost while
 // committing: the change may or may not be in the database).
 #pragma once
 
@@ -26,7 +28,8 @@ void RememberServerFailure(int code, std::string const& text);
 // The words for a server code: "another program is writing this company
 // file; try again (SQLSTATE 55P03: ...)" for a lock that was not granted in
 // time, a serialization failure or a deadlock; otherwise "the server reported
-// SQLSTATE 22021: <the server's text>", or the connection's failure.
+// SQLSTATE 22021: <the server's text>", or the connection's failure ("the
+// server refused the connection (SQLSTATE 08004: ...)").
 std::string DescribeServerCode(long code);
 
 } // namespace detail

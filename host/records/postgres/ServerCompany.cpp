@@ -18,9 +18,11 @@ std::unique_ptr<ServerConnection>& OpenCompany() {
     return company;
 }
 
-CompanyFileResult Refused(char const* verb, std::string const& shown, std::string const& reason) {
+CompanyFileResult Refused(char const* verb, std::string const& shown, std::string const& reason,
+                          bool unreachable = false) {
     CompanyFileResult result;
     result.reason = reason;
+    result.unreachable = unreachable;
     result.message =
         std::string("Cannot ") + verb + " company database '" + shown + "': " + reason + ".";
     return result;
@@ -33,7 +35,9 @@ CompanyFileResult Open(std::string const& uri, bool snapshot) {
                        "the company file '" + CurrentCompanyFilePath() + "' is open");
     }
     std::string reason;
-    std::unique_ptr<ServerConnection> connection = ServerConnection::Connect(uri, &reason);
+    bool unreachable = false;
+    std::unique_ptr<ServerConnection> connection =
+        ServerConnection::Connect(uri, &reason, &unreachable);
     if (connection != nullptr) {
         reason = CheckCompanyDatabase(*connection);
     }
@@ -44,10 +48,7 @@ CompanyFileResult Open(std::string const& uri, bool snapshot) {
         }
     }
     if (!reason.empty()) {
-        CompanyFileResult refused = Refused("open", shown, reason);
-        // Not reached, or lost while checked: to be tried again.
-        refused.busy = connection == nullptr || !connection->Connected();
-        return refused;
+        return Refused("open", shown, reason, unreachable);
     }
     connection->generation = NextGeneration();
     OpenCompany() = std::move(connection);
@@ -69,15 +70,14 @@ CompanyFileResult CreateServerCompany(std::string const& uri) {
                        "the company file '" + CurrentCompanyFilePath() + "' is open");
     }
     std::string reason;
-    std::unique_ptr<ServerConnection> connection = ServerConnection::Connect(uri, &reason);
+    bool unreachable = false;
+    std::unique_ptr<ServerConnection> connection =
+        ServerConnection::Connect(uri, &reason, &unreachable);
     if (connection != nullptr) {
         reason = CheckEmptyDatabase(*connection);
     }
     if (!reason.empty()) {
-        CompanyFileResult refused = Refused("create", shown, reason);
-        // Not reached, or lost while checked: to be tried again.
-        refused.busy = connection == nullptr || !connection->Connected();
-        return refused;
+        return Refused("create", shown, reason, unreachable);
     }
     connection->SetSchemaPending();
     connection->generation = NextGeneration();

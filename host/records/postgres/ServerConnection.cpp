@@ -70,6 +70,28 @@ std::vector<std::string> Statements(std::string const& sql) {
     return nonEmpty;
 }
 
+// Whether a connection failed for a reason that trying again will not mend:
+// the server answered and turned it down (a wrong or missing password, no
+// such role or database, a host its rules do not admit), the server's
+// certificate did not pass the check the URI asks for, or the URI itself is
+// wrong. Otherwise no server answered, or it could not take the connection
+// now (starting up, shutting down, too many connections).
+bool RefusedByServer(std::string const& text) {
+    for (char const* passing : {"the database system is", "too many", "connection slots"}) {
+        if (text.find(passing) != std::string::npos) {
+            return false;
+        }
+    }
+    for (char const* refusal : {"FATAL:", "fe_sendauth", "SSL", "certificate"}) {
+        if (text.find(refusal) != std::string::npos) {
+            return true;
+        }
+    }
+    // What the client library says of a URI it cannot take, before it
+    // tries to connect ("invalid URI query parameter", "missing \"=\"").
+    return text.compare(0, 8, "invalid ") == 0 || text.compare(0, 8, "missing ") == 0;
+}
+
 } // namespace
 
 ServerConnection::ServerConnection(std::string const& uri)
@@ -82,11 +104,15 @@ ServerConnection::~ServerConnection() {
 }
 
 std::unique_ptr<ServerConnection> ServerConnection::Connect(std::string const& uri,
-                                                            std::string* error) {
+                                                            std::string* error, bool* unreachable) {
     std::unique_ptr<ServerConnection> connection(new ServerConnection(uri));
     int code = connection->Reconnect();
     if (code != kEngineOk) {
-        *error = "it cannot be reached: " + DescribeServerCode(code);
+        bool const refused = code == ServerCode("08004");
+        *error = (refused ? "" : "it cannot be reached: ") + DescribeServerCode(code);
+        if (unreachable != nullptr) {
+            *unreachable = !refused;
+        }
         return nullptr;
     }
     return connection;
@@ -116,8 +142,9 @@ int ServerConnection::Reconnect() {
     } catch (pqxx::broken_connection const& failure) {
         m_Work.reset();
         m_Connection.reset();
-        int code = ServerCode("08001");
-        RememberServerFailure(code, ScrubSecret(FirstLine(failure.what()), m_Location));
+        std::string text = FirstLine(failure.what());
+        int code = ServerCode(RefusedByServer(text) ? "08004" : "08001");
+        RememberServerFailure(code, ScrubSecret(text, m_Location));
         return code;
     } catch (...) {
         int code = Failed();

@@ -42,8 +42,10 @@ struct ServerStatement {
 class ServerConnection : public Engine {
 public:
     // Connects to uri; the reason in *error (the password scrubbed) when it
-    // cannot.
-    static std::unique_ptr<ServerConnection> Connect(std::string const& uri, std::string* error);
+    // cannot, and *unreachable (when given) set when no server answered or it
+    // could not take the connection now, rather than refused it.
+    static std::unique_ptr<ServerConnection> Connect(std::string const& uri, std::string* error,
+                                                     bool* unreachable = nullptr);
     ~ServerConnection() override;
 
     std::string const& Location() const { return m_Location; }

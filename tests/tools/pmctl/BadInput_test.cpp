@@ -1,6 +1,7 @@
 // Every kind of bad input: exit code 2, a message that names the fault and
-// the file, and the company file byte for byte as it was. A file that is not
-// a company file is refused before any of them is looked at, untouched.
+// the company, and the company as it was (a file byte for byte, a database
+// table for table). A file or database that holds no company is refused
+// before any of them is looked at, untouched.
 #include "support/PmctlTesting.h"
 
 #include <filesystem>
@@ -71,12 +72,30 @@ Case const kCases[] = {
     {"bank rename F Nope:A Nope:B", "no bank account \"Nope:A\""},
 };
 
-class BadInputTest : public PMTest::CommandTest {};
+class BadInputTest : public PMTest::CommandTest {
+protected:
+    // A location that holds something else than a company, and the message
+    // that refuses it.
+    std::pair<std::string, std::string> NotACompany() {
+        if (!OnServer()) {
+            std::string const notes = Scratch("notes.pmco");
+            std::ofstream(notes) << "not a company file\n";
+            return {notes, "Cannot open company file '" + notes +
+                               "': it is not an SQLite database (its first 16 bytes are not "
+                               "\"SQLite format 3\")."};
+        }
+        std::string const notes = NewCompany("notes");
+        PMTest::QueryElsewhere(notes, "CREATE TABLE notes (line TEXT)");
+        return {notes, "Cannot open company database '" + notes +
+                           "': it is not a company database: it holds notes but no "
+                           "company_metadata table."};
+    }
+};
 
-TEST_F(BadInputTest, ExitsWithTwoAndLeavesTheFileAsItWas) {
-    std::string const before = PMTest::ReadBytes(m_File);
-    std::string const notes = Scratch("notes.pmco");
-    std::ofstream(notes) << "not a company file\n";
+TEST_P(BadInputTest, ExitsWithTwoAndLeavesTheCompanyAsItWas) {
+    std::string const before = Contents();
+    auto const [notes, refused] = NotACompany();
+    std::string const notesBefore = Contents(notes);
     for (Case const& c : kCases) {
         SCOPED_TRACE(c.line);
         PMTest::Result result = Pmctl(c.line);
@@ -84,16 +103,15 @@ TEST_F(BadInputTest, ExitsWithTwoAndLeavesTheFileAsItWas) {
         EXPECT_EQ("pmctl: " + m_File + ": " + c.message + "\n", result.err);
         EXPECT_EQ("", result.out);
         EXPECT_FALSE(std::filesystem::exists(m_File + "-wal"));
-        EXPECT_TRUE(before == PMTest::ReadBytes(m_File));
+        EXPECT_TRUE(before == Contents());
 
         result = Pmctl(c.line, notes);
         EXPECT_EQ(kExitBadInput, result.code);
-        EXPECT_EQ("pmctl: Cannot open company file '" + notes +
-                      "': it is not an SQLite database (its first 16 bytes are not \"SQLite "
-                      "format 3\").\n",
-                  result.err);
-        EXPECT_EQ("not a company file\n", PMTest::ReadBytes(notes));
+        EXPECT_EQ("pmctl: " + refused + "\n", result.err);
+        EXPECT_EQ(notesBefore, Contents(notes));
     }
 }
+
+INSTANTIATE_ON_BOTH_ENGINES(BadInputTest);
 
 } // namespace

@@ -26,7 +26,7 @@ protected:
     }
 };
 
-TEST_F(BankCommandsTest, AccountsAreAddedRenamedMovedAndRemovedWithTheirParentsRights) {
+TEST_P(BankCommandsTest, AccountsAreAddedRenamedMovedAndRemovedWithTheirParentsRights) {
     RunSteps(
         {
             {"bank add F Checking", 0, "300000 Checking"},
@@ -51,17 +51,17 @@ TEST_F(BankCommandsTest, AccountsAreAddedRenamedMovedAndRemovedWithTheirParentsR
     EXPECT_FALSE(Allowed("carol", "Savings", "view"));
 }
 
-TEST_F(BankCommandsTest, ImportChecksTheWholeListFirstThenAddsInBulk) {
+TEST_P(BankCommandsTest, ImportChecksTheWholeListFirstThenAddsInBulk) {
     std::string list = Scratch("accounts.txt");
     std::ofstream(list)
         << "# accounts\nChecking\n\nChecking:Sweep\n  Petty Cash  \nchecking:SWEEP\n";
-    std::string before = PMTest::ReadBytes(m_File);
+    std::string before = Contents();
     PMTest::Result twice = Pmctl("bank import F --progress " + list);
     EXPECT_EQ(kExitBadInput, twice.code);
     EXPECT_EQ("  checking the list\npmctl: " + list +
                   ":6: \"checking:SWEEP\" is listed on line 4 already\n",
               twice.err);
-    EXPECT_TRUE(before == PMTest::ReadBytes(m_File));
+    EXPECT_TRUE(before == Contents());
 
     // A name the company file cannot hold, at the first byte too many.
     std::ofstream(list, std::ios::trunc) << "Checking\n" << std::string(512, 'x') << "\n";
@@ -84,12 +84,11 @@ TEST_F(BankCommandsTest, ImportChecksTheWholeListFirstThenAddsInBulk) {
 
 // A sub-account, imported or added, starts with what each role holds on its
 // parent, not on Bank Accounts.
-TEST_F(BankCommandsTest, ASubAccountHoldsWhatItsParentHolds) {
+TEST_P(BankCommandsTest, ASubAccountHoldsWhatItsParentHolds) {
     auto viewOnly = [&](char const* account) {
-        return PMTest::QueryFile(m_File,
-                                 "SELECT action_type FROM role_actions JOIN entitlements USING "
-                                 "(entitlement_id) WHERE role_id = 6 AND name = '" +
-                                     std::string(account) + "'");
+        return Query("SELECT action_type FROM role_actions JOIN entitlements USING "
+                     "(entitlement_id) WHERE role_id = 6 AND name = '" +
+                     std::string(account) + "'");
     };
     ASSERT_EQ(0, Pmctl("bank add F Checking").code);
     ASSERT_EQ(0, Pmctl("roles edit F \"View Only\" --grant \"Bank Registers:Checking=none\"").code);
@@ -100,5 +99,7 @@ TEST_F(BankCommandsTest, ASubAccountHoldsWhatItsParentHolds) {
                                viewOnly("Sweep") + " " + viewOnly("Savings") + " " +
                                viewOnly("Reserve"));
 }
+
+INSTANTIATE_ON_BOTH_ENGINES(BankCommandsTest);
 
 } // namespace

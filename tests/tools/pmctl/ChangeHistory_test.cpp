@@ -37,7 +37,7 @@ protected:
 
 // Each command's change as log shows it; a command that fails, a dry run and
 // a command that changes nothing leave the last change as it was.
-TEST_F(ChangeHistoryTest, EachChangeIsRecordedWithTheCommandAndWhatItDid) {
+TEST_P(ChangeHistoryTest, EachChangeIsRecordedWithTheCommandAndWhatItDid) {
     RunSteps(
         {
             {"users add F erin", 0,
@@ -99,7 +99,7 @@ TEST_F(ChangeHistoryTest, EachChangeIsRecordedWithTheCommandAndWhatItDid) {
 // With --json a write command prints its record alone (what log --json lists);
 // what it says in words goes to the error output. A dry run's record has no id
 // and is not written.
-TEST_F(ChangeHistoryTest, JsonOnAWriteCommandPrintsTheRecordAlone) {
+TEST_P(ChangeHistoryTest, JsonOnAWriteCommandPrintsTheRecordAlone) {
     PMTest::Result dry = Pmctl("roles edit F Sales --grant Bills=view --dry-run --json");
     ASSERT_EQ(0, dry.code) << dry.err;
     nlohmann::json record = nlohmann::json::parse(dry.out);
@@ -125,12 +125,12 @@ TEST_F(ChangeHistoryTest, JsonOnAWriteCommandPrintsTheRecordAlone) {
 
 // --since keeps what came from a date or a time on, --user what one
 // operating-system user did; a date that is not one is bad input.
-TEST_F(ChangeHistoryTest, LogFiltersByTimeAndUser) {
-    QueryFile(m_File, "INSERT INTO change_history (changed_at, os_user, command, details) VALUES "
-                      "('2026-01-05T10:00:00Z', 'ann', 'users add x', '{}'), "
-                      "('2026-01-06T00:00:00Z', 'bob', 'assign x Sales', '{\"assignments\":"
-                      "{\"added\":[{\"user\":\"x\",\"role\":\"Sales\"}]}}'), "
-                      "('2026-01-07T12:30:00Z', 'ann', 'users remove x', 'not JSON')");
+TEST_P(ChangeHistoryTest, LogFiltersByTimeAndUser) {
+    Query("INSERT INTO change_history (changed_at, os_user, command, details) VALUES "
+          "('2026-01-05T10:00:00Z', 'ann', 'users add x', '{}'), "
+          "('2026-01-06T00:00:00Z', 'bob', 'assign x Sales', '{\"assignments\":"
+          "{\"added\":[{\"user\":\"x\",\"role\":\"Sales\"}]}}'), "
+          "('2026-01-07T12:30:00Z', 'ann', 'users remove x', 'not JSON')");
     std::pair<char const*, char const*> const logs[] = {
         {"log F --user ann",
          "2026-01-05T10:00:00Z  ann  users add x\n    (nothing changed)\n2026-01-07T12:30:00Z  "
@@ -164,7 +164,9 @@ TEST_F(ChangeHistoryTest, LogFiltersByTimeAndUser) {
 // A file of schema version 1 has no history: log says so, and reads, a
 // failed change and a dry run leave it byte for byte. Its first change
 // upgrades it and is its first record.
-TEST_F(ChangeHistoryTest, AVersionOneFileGetsItsHistoryWithItsFirstChange) {
+class ChangeHistoryFileTest : public ChangeHistoryTest {};
+
+TEST_F(ChangeHistoryFileTest, AVersionOneFileGetsItsHistoryWithItsFirstChange) {
     QueryFile(m_File, "DROP TABLE change_history; PRAGMA user_version = 1");
     std::string const older = PMTest::ReadBytes(m_File);
     EXPECT_EQ(m_File + " has no change history yet: it keeps one from its next change\n", Log());
@@ -181,8 +183,8 @@ TEST_F(ChangeHistoryTest, AVersionOneFileGetsItsHistoryWithItsFirstChange) {
 
 // create records what it made the file from and with; upgrade the versions
 // and what the new catalogue brought, mended in the same change.
-TEST_F(ChangeHistoryTest, CreateAndUpgradeRecordWhatTheyMade) {
-    std::string const older = Scratch("older.pmco");
+TEST_P(ChangeHistoryTest, CreateAndUpgradeRecordWhatTheyMade) {
+    std::string const older = NewCompany("older");
     std::string const previous = PM_CATALOGUE_DIR "/catalogue-previous.json";
     ASSERT_EQ(0, Pmctl("create F --admin ann --catalogue " + previous, older).code);
     PMTest::Result upgraded =
@@ -201,5 +203,7 @@ TEST_F(ChangeHistoryTest, CreateAndUpgradeRecordWhatTheyMade) {
                             "\n    upgraded the permission data from version 24 to 27\n    added "
                             "the entitlement Reminders (id 180)\n"));
 }
+
+INSTANTIATE_ON_BOTH_ENGINES(ChangeHistoryTest);
 
 } // namespace

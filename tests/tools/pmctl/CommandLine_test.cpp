@@ -19,7 +19,10 @@ protected:
     std::string asked;
 };
 
-TEST_F(CommandLineTest, WhatDoesNotParseExitsTwoWithAHint) {
+// Parsing alone: the same on any engine.
+class CommandLineParseTest : public CommandLineTest {};
+
+TEST_F(CommandLineParseTest, WhatDoesNotParseExitsTwoWithAHint) {
     for (char const* line : {"", "nope", "info", "info F --dry-run", "assign F carol",
                              "roles list F --grant x", "users remove F --force"}) {
         SCOPED_TRACE(line);
@@ -34,9 +37,9 @@ TEST_F(CommandLineTest, WhatDoesNotParseExitsTwoWithAHint) {
     EXPECT_NE(std::string::npos, help.out.find("unassign"));
 }
 
-TEST_F(CommandLineTest, EachOptionReachesItsCommand) {
+TEST_P(CommandLineTest, EachOptionReachesItsCommand) {
     // An invisible role, as an integrated application's role is.
-    PMTest::QueryFile(m_File, "UPDATE roles SET is_visible = 0 WHERE name = 'View Only'");
+    Query("UPDATE roles SET is_visible = 0 WHERE name = 'View Only'");
     EXPECT_EQ(7u, nlohmann::json::parse(Pmctl("roles list F --json").out).size());
     EXPECT_EQ(8u, nlohmann::json::parse(Pmctl("roles list F --all --json").out).size());
     EXPECT_EQ(1, Pmctl("check F carol Bills view").code);
@@ -51,16 +54,16 @@ TEST_F(CommandLineTest, EachOptionReachesItsCommand) {
               PMTest::ReadBytes(log).find("Platform\\SecurityRoles\\PM\\src\\permissionmanager"));
     EXPECT_EQ(kExitBadInput, Pmctl("--log " + m_Dir + "/none/pm.log info F").code);
 
-    std::string const before = PMTest::ReadBytes(m_File);
+    std::string const before = Contents();
     EXPECT_EQ("added user erin (id 104, administrator); the user holds Admin\n(dry run: "
               "nothing was written to " +
                   m_File + ")\n",
               Pmctl("users add F erin --admin --dry-run").out);
-    EXPECT_TRUE(PMTest::ReadBytes(m_File) == before);
+    EXPECT_TRUE(Contents() == before);
 }
 
-TEST_F(CommandLineTest, DestructiveCommandsAskFirstAndProtectWhatTheOfficeNeeds) {
-    std::string const before = PMTest::ReadBytes(m_File);
+TEST_P(CommandLineTest, DestructiveCommandsAskFirstAndProtectWhatTheOfficeNeeds) {
+    std::string const before = Contents();
     PMTest::Result unasked = Pmctl("reset F");
     EXPECT_EQ(kExitBadInput, unasked.code);
     EXPECT_NE(std::string::npos, unasked.err.find("not on a terminal, it needs --yes"));
@@ -68,7 +71,7 @@ TEST_F(CommandLineTest, DestructiveCommandsAskFirstAndProtectWhatTheOfficeNeeds)
     EXPECT_EQ(kExitFailed, declined.code);
     EXPECT_EQ("Remove the user carol from " + m_File + "? [y/N] ", asked);
     EXPECT_EQ("pmctl: nothing was changed\n", declined.err);
-    EXPECT_TRUE(PMTest::ReadBytes(m_File) == before);
+    EXPECT_TRUE(Contents() == before);
 
     EXPECT_EQ(0, Pmctl("users remove F carol", m_File, Answering("y")).code);
     std::pair<char const*, int> const steps[] = {
@@ -84,9 +87,11 @@ TEST_F(CommandLineTest, DestructiveCommandsAskFirstAndProtectWhatTheOfficeNeeds)
         PMTest::Result result = Pmctl(line);
         EXPECT_EQ(code, result.code) << result.err;
     }
-    EXPECT_EQ("admin dave", PMTest::QueryFile(m_File, "SELECT group_concat(name, ' ') FROM users"));
-    EXPECT_EQ("3; 3", PMTest::QueryFile(m_File, "SELECT user_key FROM user_roles")); // dave's two
-    EXPECT_EQ("7", PMTest::QueryFile(m_File, "SELECT count(*) FROM roles"));
+    EXPECT_EQ("admin; dave", Query("SELECT name FROM users ORDER BY user_id"));
+    EXPECT_EQ("3; 3", Query("SELECT user_key FROM user_roles")); // dave's two
+    EXPECT_EQ("7", Query("SELECT count(*) FROM roles"));
 }
+
+INSTANTIATE_ON_BOTH_ENGINES(CommandLineTest);
 
 } // namespace

@@ -116,7 +116,7 @@ TEST_F(CommandTreeTest, TheManualPageHasEveryCommandWithItsOptionsAndExample) {
                   "\\fBpmctl users add\\fR \\fIFILE\\fR \\fINAME\\fR [\\fB\\-\\-catalogue\\fR "
                   "\\fICATALOGUE\\fR] [\\fB\\-\\-json\\fR] [\\fB\\-\\-dry\\-run\\fR] "
                   "[\\fB\\-\\-admin\\fR]\n"
-                  ".TP\n\\fIFILE\\fR\nThe company file.\n"
+                  ".TP\n\\fIFILE\\fR\nThe company file, or a postgresql:// URI.\n"
                   ".TP\n\\fINAME\\fR\nThe user's name.\n"
                   ".TP\n\\fB\\-\\-catalogue\\fR \\fICATALOGUE\\fR\n"
                   "The catalogue to open it with (default: the one that ships).\n"

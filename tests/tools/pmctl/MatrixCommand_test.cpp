@@ -28,6 +28,9 @@ class MatrixCommandTest : public PMTest::CommandTest {
 protected:
     void SetUp() override {
         CommandTest::SetUp();
+        if (IsSkipped()) {
+            return;
+        }
         ::setenv("SOURCE_DATE_EPOCH", "1764041693", 1);
         for (char const* line : {"bank add F Checking", "bank add F Checking:Payroll",
                                  "bank add F \"</script><b>x\""}) {
@@ -40,7 +43,7 @@ protected:
     }
 };
 
-TEST_F(MatrixCommandTest, StandardOutputHoldsOneDocumentAndWhatWasWrittenIsSaidBeside) {
+TEST_P(MatrixCommandTest, StandardOutputHoldsOneDocumentAndWhatWasWrittenIsSaidBeside) {
     // In the lines, @ stands for a scratch path; an expected output "=X" is
     // the text of the file X that an earlier line wrote.
     struct Case {
@@ -81,7 +84,7 @@ TEST_F(MatrixCommandTest, StandardOutputHoldsOneDocumentAndWhatWasWrittenIsSaidB
     EXPECT_EQ(PMTest::ReadBytes(scratch + ".csv"), PMTest::ReadBytes(scratch + ".2.csv"));
 }
 
-TEST_F(MatrixCommandTest, EachCsvRowCarriesItsHeadingAndFullName) {
+TEST_P(MatrixCommandTest, EachCsvRowCarriesItsHeadingAndFullName) {
     std::string const csv = Pmctl("matrix F --csv -").out;
     for (char const* line : {
              "id,heading,entitlement,depth,Admin,Bookkeeper,External Accountant,Payroll Clerk,"
@@ -98,7 +101,7 @@ TEST_F(MatrixCommandTest, EachCsvRowCarriesItsHeadingAndFullName) {
     EXPECT_EQ(231u, Count(csv, "\n"));
 }
 
-TEST_F(MatrixCommandTest, JsonNamesTheRolesWithTheirUsersAndEachRowsMasks) {
+TEST_P(MatrixCommandTest, JsonNamesTheRolesWithTheirUsersAndEachRowsMasks) {
     nlohmann::json const json = Json("matrix F");
     EXPECT_EQ(m_File, json["file"]);
     EXPECT_EQ(27, json["catalogueVersion"]);
@@ -117,16 +120,17 @@ TEST_F(MatrixCommandTest, JsonNamesTheRolesWithTheirUsersAndEachRowsMasks) {
               json["rows"][34].dump());
 }
 
-TEST_F(MatrixCommandTest, ThePageSaysWhatItShowsAndCarriesTheRowsAsData) {
+TEST_P(MatrixCommandTest, ThePageSaysWhatItShowsAndCarriesTheRowsAsData) {
     for (int i = 0; i < 7; ++i) {
         std::string user = "clerk" + std::to_string(i);
         ASSERT_EQ(0, Pmctl("users add F " + user).code);
         ASSERT_EQ(0, Pmctl("assign F " + user + " Bookkeeper").code);
     }
     std::string const page = Pmctl("matrix F --html -").out;
+    std::string const file = Replaced(m_File, "&", "&amp;"); // a URI's parameters
     for (std::string const& text : {
-             "<title>Roles and rights in " + m_File + "</title>\n",
-             "<p>File <code>" + m_File +
+             "<title>Roles and rights in " + file + "</title>\n",
+             "<p>File <code>" + file +
                  "</code>, catalogue version 27, written 2025-11-25 03:34:53 UTC: 230 "
                  "entitlements (3 bank accounts) under 15 headings, 8 roles.</p>\n",
              std::string("<p class=\"legend\"><span class=\"f\">full</span> the six standard "
@@ -151,5 +155,7 @@ TEST_F(MatrixCommandTest, ThePageSaysWhatItShowsAndCarriesTheRowsAsData) {
     EXPECT_EQ(2u, Count(page, "</script>")); // the data's and the script's own
     EXPECT_EQ(0u, Count(page, "http"));      // nothing from the network
 }
+
+INSTANTIATE_ON_BOTH_ENGINES(MatrixCommandTest);
 
 } // namespace

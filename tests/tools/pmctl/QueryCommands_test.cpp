@@ -100,7 +100,7 @@ Case const kCases[] = {
     {"explain F carol Invoices fly", 2, ""},
 };
 
-TEST_F(QueryCommandsTest, EachCommandLineAnswersAsPinned) {
+TEST_P(QueryCommandsTest, EachCommandLineAnswersAsPinned) {
     std::string const errors[] = {
         "no entitlement named \"Nowhere\"",
         "who-can asks about one action, not \"view,print\"",
@@ -122,7 +122,7 @@ TEST_F(QueryCommandsTest, EachCommandLineAnswersAsPinned) {
     }
 }
 
-TEST_F(QueryCommandsTest, JsonCarriesTheDecisionAndTheRolesBehindIt) {
+TEST_P(QueryCommandsTest, JsonCarriesTheDecisionAndTheRolesBehindIt) {
     nlohmann::json who = Json("who-can F \"Stock Status\"");
     EXPECT_EQ("", who["action"]);
     EXPECT_EQ("admin:63[Admin:63] carol:17[Sales:17] dave:23[Purchasing:23]",
@@ -137,7 +137,7 @@ TEST_F(QueryCommandsTest, JsonCarriesTheDecisionAndTheRolesBehindIt) {
     EXPECT_EQ("Admin:63 Bookkeeper:63 Sales:63 held", Summary(why["grantedBy"]));
 }
 
-TEST_F(QueryCommandsTest, RightsShowTheLibrarysAnswerOnEveryRowOfTheTree) {
+TEST_P(QueryCommandsTest, RightsShowTheLibrarysAnswerOnEveryRowOfTheTree) {
     PMTest::Result own = Pmctl("rights F carol");
     ASSERT_EQ(0, own.code) << own.err;
     EXPECT_EQ(0u, own.out.find("carol (user 102; roles: Sales)\n"));
@@ -171,5 +171,7 @@ TEST_F(QueryCommandsTest, RightsShowTheLibrarysAnswerOnEveryRowOfTheTree) {
               "\n",
               accounts);
 }
+
+INSTANTIATE_ON_BOTH_ENGINES(QueryCommandsTest);
 
 } // namespace

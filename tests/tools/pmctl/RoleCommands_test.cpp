@@ -10,7 +10,7 @@ using Pmctl::kExitBadInput;
 
 class RoleCommandsTest : public PMTest::CommandTest {};
 
-TEST_F(RoleCommandsTest, ShowListsTheVisibleTreeParentsFirstWithTheRolesActions) {
+TEST_P(RoleCommandsTest, ShowListsTheVisibleTreeParentsFirstWithTheRolesActions) {
     nlohmann::json json = Json("roles show F Sales");
     EXPECT_EQ(4, json["role"]["id"]);
     std::map<int, int> depthOf = {{100000, -1}};
@@ -32,7 +32,7 @@ TEST_F(RoleCommandsTest, ShowListsTheVisibleTreeParentsFirstWithTheRolesActions)
     EXPECT_EQ(json["entitlements"].size() + 1, std::count(text.out.begin(), text.out.end(), '\n'));
 }
 
-TEST_F(RoleCommandsTest, DeleteTakesTheRoleFromItsUsers) {
+TEST_P(RoleCommandsTest, DeleteTakesTheRoleFromItsUsers) {
     PMTest::Result deleted = Pmctl("roles delete F Purchasing --yes");
     EXPECT_EQ(0, deleted.code) << deleted.err;
     EXPECT_EQ("deleted the role Purchasing (role 5); it was taken from dave\n", deleted.out);
@@ -41,7 +41,7 @@ TEST_F(RoleCommandsTest, DeleteTakesTheRoleFromItsUsers) {
     EXPECT_EQ("Payroll Clerk", roles[0]["name"]);
 }
 
-TEST_F(RoleCommandsTest, EditSetsTheNamedMasksFromGrantsAndJsonAndSlavesFollowTheirMaster) {
+TEST_P(RoleCommandsTest, EditSetsTheNamedMasksFromGrantsAndJsonAndSlavesFollowTheirMaster) {
     std::string grants = Scratch("grants.json");
     std::ofstream(grants) << R"({"Bills": ["view", "print"], "Journal Entries": 63, "#9": "none"})";
     PMTest::Result edit = Pmctl(
@@ -61,7 +61,7 @@ TEST_F(RoleCommandsTest, EditSetsTheNamedMasksFromGrantsAndJsonAndSlavesFollowTh
     }
 }
 
-TEST_F(RoleCommandsTest, GrantsThatCannotBeMeantAreRefused) {
+TEST_P(RoleCommandsTest, GrantsThatCannotBeMeantAreRefused) {
     std::string const grants = Scratch("grants.json");
     std::pair<char const*, std::string> const cases[] = {
         // the document, and what follows "pmctl: FILE: "
@@ -74,7 +74,7 @@ TEST_F(RoleCommandsTest, GrantsThatCannotBeMeantAreRefused) {
         {R"({"Journal Entries": 1.5})", "$[\"Journal Entries\"]: mask 1.5 is not an action (masks "
                                         "are whole numbers from 0 to 127)"},
     };
-    std::string const before = PMTest::ReadBytes(m_File);
+    std::string const before = Contents();
     for (auto const& [json, error] : cases) {
         SCOPED_TRACE(json);
         std::ofstream(grants, std::ios::trunc) << json;
@@ -82,10 +82,10 @@ TEST_F(RoleCommandsTest, GrantsThatCannotBeMeantAreRefused) {
         EXPECT_EQ(kExitBadInput, result.code);
         EXPECT_EQ("pmctl: " + grants + ": " + error + "\n", result.err);
     }
-    EXPECT_TRUE(PMTest::ReadBytes(m_File) == before);
+    EXPECT_TRUE(Contents() == before);
 }
 
-TEST_F(RoleCommandsTest, CopyMakesANewRoleWithTheSameMasksAndListShowsIt) {
+TEST_P(RoleCommandsTest, CopyMakesANewRoleWithTheSameMasksAndListShowsIt) {
     PMTest::Result copy = Pmctl("roles copy F Sales \"Sales East\"");
     ASSERT_EQ(0, copy.code) << copy.err;
     EXPECT_EQ("copied Sales to Sales East (role 8)\n", copy.out);
@@ -99,5 +99,7 @@ TEST_F(RoleCommandsTest, CopyMakesANewRoleWithTheSameMasksAndListShowsIt) {
               "Purchasing:1 Sales:1 Sales East:0 View Only:0 ",
               names);
 }
+
+INSTANTIATE_ON_BOTH_ENGINES(RoleCommandsTest);
 
 } // namespace

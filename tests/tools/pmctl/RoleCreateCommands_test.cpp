@@ -50,7 +50,7 @@ protected:
     }
 };
 
-TEST_F(RoleCreateTest, CreateRenameAndDescribeChangeTheRecordAndKeepTheGrants) {
+TEST_P(RoleCreateTest, CreateRenameAndDescribeChangeTheRecordAndKeepTheGrants) {
     std::string const sales = Tree("Sales", m_File);
     std::map<std::string, std::string> const before = Descriptions();
     struct {
@@ -119,7 +119,7 @@ TEST_F(RoleCreateTest, CreateRenameAndDescribeChangeTheRecordAndKeepTheGrants) {
 // Each case on a new role, empty or like Sales (full on Sales and the items
 // below it, none on Bank Feeds, the accounts and Bills). Masks: view 1,
 // create 2, print 16, full 63.
-TEST_F(RoleCreateTest, TheGrantOnTheEntitlementWinsThenItsNearestHeadingThenStar) {
+TEST_P(RoleCreateTest, TheGrantOnTheEntitlementWinsThenItsNearestHeadingThenStar) {
     for (char const* line : {"bank add F Checking", "bank add F Checking:Payroll"}) {
         ASSERT_EQ(0, Pmctl(line).code) << line;
     }
@@ -171,9 +171,8 @@ TEST_F(RoleCreateTest, TheGrantOnTheEntitlementWinsThenItsNearestHeadingThenStar
 
 // roles show --json of a role with bank accounts, fed back into a role of
 // another file whose accounts have other ids, as it is and as {"NAME": ACTIONS}.
-TEST_F(RoleCreateTest, WhatRolesShowPrintsFeedsBackByFullName) {
-    std::string const other = Scratch("other.pmco");
-    std::filesystem::copy_file(m_File, other);
+TEST_P(RoleCreateTest, WhatRolesShowPrintsFeedsBackByFullName) {
+    std::string const other = CopyOfCompany(m_File, "other");
     for (char const* line : {"bank add F Checking", "bank add F Checking:Payroll",
                              "bank add F Savings", "roles create F Banker",
                              "roles edit F Banker --recursive --grant *=view --grant "
@@ -204,5 +203,7 @@ TEST_F(RoleCreateTest, WhatRolesShowPrintsFeedsBackByFullName) {
         EXPECT_EQ(banker, Tree(role, other));
     }
 }
+
+INSTANTIATE_ON_BOTH_ENGINES(RoleCreateTest);
 
 } // namespace

@@ -6,25 +6,23 @@ namespace {
 
 class UserCommandsTest : public PMTest::CommandTest {
 protected:
-    // "name:Role,Role" for each user, in id order, joined by "; ".
+    // "name:Role" for each user and role held, in id order, joined by "; ".
     std::string Holdings() const {
-        return PMTest::QueryFile(m_File,
-                                 "SELECT group_concat(held, '; ') FROM (SELECT u.name || ':' || "
-                                 "ifnull(group_concat(r.name, ','), '') AS held FROM users u "
-                                 "LEFT JOIN user_roles a ON a.user_key = u.record_key LEFT JOIN "
-                                 "roles r USING (role_id) GROUP BY u.user_id ORDER BY u.user_id)");
+        return Query("SELECT u.name || ':' || coalesce(r.name, '') FROM users u LEFT JOIN "
+                     "user_roles a ON a.user_key = u.record_key LEFT JOIN roles r ON r.role_id "
+                     "= a.role_id ORDER BY u.user_id, a.role_id");
     }
 };
 
-TEST_F(UserCommandsTest, EachStepChangesTheHoldingsAsTold) {
+TEST_P(UserCommandsTest, EachStepChangesTheHoldingsAsTold) {
     RunSteps(
         {
             {"users add F erin", 0,
-             "admin:Admin; carol:Sales; dave:Purchasing,Payroll Clerk; erin:"},
+             "admin:Admin; carol:Sales; dave:Purchasing; dave:Payroll Clerk; erin:"},
             {"assign F #104 #6", 0,
-             "admin:Admin; carol:Sales; dave:Purchasing,Payroll Clerk; erin:View Only"},
+             "admin:Admin; carol:Sales; dave:Purchasing; dave:Payroll Clerk; erin:View Only"},
             {"assign F erin \"view only\"", 0,
-             "admin:Admin; carol:Sales; dave:Purchasing,Payroll Clerk; erin:View Only"},
+             "admin:Admin; carol:Sales; dave:Purchasing; dave:Payroll Clerk; erin:View Only"},
             {"unassign F dave Purchasing", 0,
              "admin:Admin; carol:Sales; dave:Payroll Clerk; erin:View Only"},
             {"unassign F erin", 0, "admin:Admin; carol:Sales; dave:Payroll Clerk; erin:"},
@@ -36,7 +34,7 @@ TEST_F(UserCommandsTest, EachStepChangesTheHoldingsAsTold) {
         [this] { return Holdings(); });
 }
 
-TEST_F(UserCommandsTest, CheckAnswersAsTheHostDoesAndExplainShowsWhichRoleGrants) {
+TEST_P(UserCommandsTest, CheckAnswersAsTheHostDoesAndExplainShowsWhichRoleGrants) {
     std::pair<char const*, int> const checks[] = {
         {"check F carol Invoices create", 0},
         {"check F carol bills VIEW", 1},
@@ -65,5 +63,7 @@ TEST_F(UserCommandsTest, CheckAnswersAsTheHostDoesAndExplainShowsWhichRoleGrants
               json["roles"].dump());
     EXPECT_EQ(63, json["mask"]);
 }
+
+INSTANTIATE_ON_BOTH_ENGINES(UserCommandsTest);
 
 } // namespace

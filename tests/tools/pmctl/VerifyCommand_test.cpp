@@ -9,11 +9,10 @@
 namespace {
 
 using namespace Pmctl;
-using PMTest::QueryFile;
 
 class VerifyCommandTest : public PMTest::CommandTest {};
 
-TEST_F(VerifyCommandTest, FindsEachFaultAndMendsThemAllInOneChange) {
+TEST_P(VerifyCommandTest, FindsEachFaultAndMendsThemAllInOneChange) {
     EXPECT_EQ(0, Pmctl("verify F").code);
     // External Accountant is not protected like Admin: an edit takes a right away.
     ASSERT_EQ(0,
@@ -21,10 +20,9 @@ TEST_F(VerifyCommandTest, FindsEachFaultAndMendsThemAllInOneChange) {
     ASSERT_EQ(0, Pmctl("bank add F Checking").code);
     // Written by another program: View Only holds less on Checking than on
     // Bank Accounts, Sales more (no fault), and an assignment of a gone user.
-    QueryFile(m_File,
-              "UPDATE role_actions SET action_type = 0 WHERE role_id = 6 AND "
-              "entitlement_id = 300000; INSERT OR REPLACE INTO role_actions VALUES (4, 300000, "
-              "1); INSERT INTO user_roles VALUES (9, 4)");
+    Query("UPDATE role_actions SET action_type = 0 WHERE role_id = 6 AND entitlement_id = "
+          "300000; DELETE FROM role_actions WHERE role_id = 4 AND entitlement_id = 300000; "
+          "INSERT INTO role_actions VALUES (4, 300000, 1); INSERT INTO user_roles VALUES (9, 4)");
     PMTest::Result found = Pmctl("verify F");
     EXPECT_EQ(kExitFailed, found.code);
     EXPECT_EQ("Admin: in order\nExternal Accountant: short\n  Permissions: The external accountant "
@@ -38,21 +36,20 @@ TEST_F(VerifyCommandTest, FindsEachFaultAndMendsThemAllInOneChange) {
     EXPECT_EQ(0u, repaired.out.find("Admin: in order\nExternal Accountant: repaired\n  "
                                     "Permissions: Corrected external accountant entitlement "
                                     "permissions on Bank Registers\n"));
-    EXPECT_EQ("63 1 ",
-              QueryFile(m_File, "SELECT action_type FROM role_actions WHERE role_id = 2 AND "
-                                "entitlement_id = 81") +
-                  " " +
-                  QueryFile(m_File, "SELECT action_type FROM role_actions WHERE role_id "
-                                    "= 6 AND entitlement_id = 300000") +
-                  " " + QueryFile(m_File, "SELECT role_id FROM user_roles WHERE user_key = 9"));
+    EXPECT_EQ("63 1 ", Query("SELECT action_type FROM role_actions WHERE role_id = 2 AND "
+                             "entitlement_id = 81") +
+                           " " +
+                           Query("SELECT action_type FROM role_actions WHERE role_id = 6 AND "
+                                 "entitlement_id = 300000") +
+                           " " + Query("SELECT role_id FROM user_roles WHERE user_key = 9"));
     EXPECT_EQ(0, Pmctl("verify F").code);
 }
 
 // A file that the repair upgrades on the way: the repair is verify's own, so
 // it reports what it mended, and with --json the standard output is the JSON
 // alone, the copy and the upgrade said on the error output.
-TEST_F(VerifyCommandTest, ARepairThatUpgradesReportsItsOwnRepairAsJsonAlone) {
-    std::string const older = Scratch("older.pmco");
+TEST_P(VerifyCommandTest, ARepairThatUpgradesReportsItsOwnRepairAsJsonAlone) {
+    std::string const older = NewCompany("older");
     ASSERT_EQ(
         0, Pmctl("create F --catalogue " PM_CATALOGUE_DIR "/catalogue-previous.json", older).code);
     std::pair<char const*, char const*> const runs[] = {
@@ -70,5 +67,7 @@ TEST_F(VerifyCommandTest, ARepairThatUpgradesReportsItsOwnRepairAsJsonAlone) {
     }
     EXPECT_EQ(0, Pmctl("verify F", older).code);
 }
+
+INSTANTIATE_ON_BOTH_ENGINES(VerifyCommandTest);
 
 } // namespace
