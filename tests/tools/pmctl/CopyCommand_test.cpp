@@ -96,7 +96,8 @@ TEST_P(CopyCommandTest, ThereAndBackRendersAsTheOriginal) {
         names += table["table"].get<std::string>() + " ";
     }
     EXPECT_EQ(expected, again.out.substr(again.out.find(" s; ")));
-    EXPECT_EQ("roles entitlements user_roles role_actions users host_counters change_history ", names);
+    EXPECT_EQ("roles entitlements user_roles role_actions users host_counters change_history ",
+              names);
     EXPECT_EQ(Rendered(m_Source), Rendered(back));
     // The counters came along: the next user gets the same id in both.
     EXPECT_EQ(RunPmctl("users add F erin", m_Source).out, RunPmctl("users add F erin", back).out);
