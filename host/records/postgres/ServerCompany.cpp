@@ -8,6 +8,9 @@
 #include "ServerLocation.h"
 #include "ServerSchema.h"
 
+#include <functional>
+#include <memory>
+
 namespace Host {
 namespace detail {
 
@@ -28,33 +31,52 @@ CompanyFileResult Refused(char const* verb, std::string const& shown, std::strin
     return result;
 }
 
-CompanyFileResult Open(std::string const& uri, bool snapshot) {
+// A connection to uri for verb ("open", "create") that check found fit
+// (check returns the reason it is not, empty when it is); null, with the
+// refusal in *refused, when no connection is to be had or check refuses.
+std::unique_ptr<ServerConnection>
+Connected(std::string const& uri, char const* verb,
+          std::function<std::string(ServerConnection&)> const& check, CompanyFileResult* refused) {
     std::string shown = MaskedLocation(uri);
     if (IsCompanyFileOpen()) {
-        return Refused("open", shown,
-                       "the company file '" + CurrentCompanyFilePath() + "' is open");
+        *refused =
+            Refused(verb, shown, "the company file '" + CurrentCompanyFilePath() + "' is open");
+        return nullptr;
     }
     std::string reason;
     bool unreachable = false;
     std::unique_ptr<ServerConnection> connection =
         ServerConnection::Connect(uri, &reason, &unreachable);
     if (connection != nullptr) {
-        reason = CheckCompanyDatabase(*connection);
-    }
-    if (reason.empty() && snapshot) {
-        int code = connection->BeginSession();
-        if (code != kEngineOk) {
-            reason = "it cannot be read: " + DescribeServerCode(code);
-        }
+        reason = check(*connection);
     }
     if (!reason.empty()) {
-        return Refused("open", shown, reason, unreachable);
+        *refused = Refused(verb, shown, reason, unreachable);
+        return nullptr;
     }
+    return connection;
+}
+
+// Makes connection the open company's.
+CompanyFileResult Adopted(std::unique_ptr<ServerConnection> connection) {
     connection->generation = NextGeneration();
     OpenCompany() = std::move(connection);
     CompanyFileResult result;
     result.ok = true;
     return result;
+}
+
+CompanyFileResult Open(std::string const& uri, bool snapshot) {
+    CompanyFileResult refused;
+    std::unique_ptr<ServerConnection> connection = Connected(
+        uri, "open",
+        [snapshot](ServerConnection& opened) {
+            std::string reason = CheckCompanyDatabase(opened);
+            int code = reason.empty() && snapshot ? opened.BeginSession() : kEngineOk;
+            return code != kEngineOk ? "it cannot be read: " + DescribeServerCode(code) : reason;
+        },
+        &refused);
+    return connection == nullptr ? refused : Adopted(std::move(connection));
 }
 
 } // namespace
@@ -64,27 +86,14 @@ ServerConnection* OpenServerConnection() {
 }
 
 CompanyFileResult CreateServerCompany(std::string const& uri) {
-    std::string shown = MaskedLocation(uri);
-    if (IsCompanyFileOpen()) {
-        return Refused("create", shown,
-                       "the company file '" + CurrentCompanyFilePath() + "' is open");
-    }
-    std::string reason;
-    bool unreachable = false;
+    CompanyFileResult refused;
     std::unique_ptr<ServerConnection> connection =
-        ServerConnection::Connect(uri, &reason, &unreachable);
-    if (connection != nullptr) {
-        reason = CheckEmptyDatabase(*connection);
-    }
-    if (!reason.empty()) {
-        return Refused("create", shown, reason, unreachable);
+        Connected(uri, "create", CheckEmptyDatabase, &refused);
+    if (connection == nullptr) {
+        return refused;
     }
     connection->SetSchemaPending();
-    connection->generation = NextGeneration();
-    OpenCompany() = std::move(connection);
-    CompanyFileResult result;
-    result.ok = true;
-    return result;
+    return Adopted(std::move(connection));
 }
 
 CompanyFileResult OpenServerCompany(std::string const& uri) {
