@@ -75,9 +75,10 @@ std::vector<std::string> Statements(std::string const& sql) {
 // such role or database, a host its rules do not admit), the server's
 // certificate did not pass the check the URI asks for, or the URI itself is
 // wrong. Otherwise no server answered, or it could not take the connection
-// now (starting up, shutting down, too many connections).
+// now (starting up, shutting down, restarting, too many connections).
 bool RefusedByServer(std::string const& text) {
-    for (char const* passing : {"the database system is", "too many", "connection slots"}) {
+    for (char const* passing : {"the database system is", "too many", "connection slots",
+                                "terminating connection due to administrator command"}) {
         if (text.find(passing) != std::string::npos) {
             return false;
         }
