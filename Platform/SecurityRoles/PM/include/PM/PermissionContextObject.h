@@ -2,6 +2,7 @@
 // integrated application, with the action table the access decision reads.
 #pragma once
 
+#include <PM/ActionTableIndex.h>
 #include <PM/Export.h>
 #include <Util/TString.h>
 
@@ -21,6 +22,10 @@ public:
     TString AppName;
     std::map<int, long>* ActionTable;         // entitlement id to mask; owned
     PermissionContextObject* PreviousContext; // the context to go back to; not owned
+    // The rows of ActionTable, flat, for the access decision. The manager
+    // rebuilds it whenever it installs or changes the table; a table put or
+    // changed here by anyone else is answered from the map until then.
+    ActionTableIndex ActionIndex;
 };
 
 } // namespace PM
