@@ -12,6 +12,8 @@
 
 #include <string>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 namespace Host {
 namespace detail {
@@ -22,11 +24,12 @@ struct Connection : Engine {
     bool snapshot = false;
     std::unordered_map<char const*, sqlite3_stmt*> statements;
     // Inside a read bracket's transaction, the masks of each role that a load
-    // asked for, all fetched by its first load (entitlement id to mask): the
-    // transaction's snapshot, so the bracket's later loads of that role are
-    // answered without a statement. Emptied when a read transaction begins or
-    // ends, and by Execute.
-    std::unordered_map<long, std::unordered_map<long, long>> bracketMasks;
+    // asked for, all fetched by its first load: (entitlement id, mask) in id
+    // order, the transaction's snapshot, so the bracket's later loads of that
+    // role are answered without a statement. Emptied when a read transaction
+    // begins or ends, and by Execute.
+    using MaskRows = std::vector<std::pair<long, long>>;
+    std::unordered_map<long, MaskRows> bracketMasks;
 
     // Finalises the statements and closes the connection. A write transaction
     // still open is rolled back by SQLite.
@@ -42,7 +45,7 @@ struct Connection : Engine {
     Util::Status LoadMask(long roleId, long entitlementId, long* actionType) override;
     // The masks of roleId in bracketMasks, fetched in one statement the
     // first time; the failing status when the fetch fails.
-    Util::Status FetchMasks(long roleId, std::unordered_map<long, long> const** masks);
+    Util::Status FetchMasks(long roleId, MaskRows const** masks);
     Util::Status AddMask(long roleId, long entitlementId, long actionType) override;
     Util::Status UpdateMask(long roleId, long entitlementId, long actionType) override;
     Util::Status Delete(Selection rows, long key) override;

@@ -9,8 +9,8 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <string>
-#include <unordered_map>
 #include <utility>
 
 namespace Host {
@@ -52,8 +52,8 @@ const char kUserRoleCountByRole[] = "SELECT count(*) FROM user_roles WHERE role_
 // Action masks of roles on entitlements.
 const char kRoleActionLoad[] =
     "SELECT action_type FROM role_actions WHERE role_id = ? AND entitlement_id = ?";
-const char kRoleActionFetch[] =
-    "SELECT entitlement_id, action_type FROM role_actions WHERE role_id = ?";
+const char kRoleActionFetch[] = "SELECT entitlement_id, action_type FROM role_actions "
+                                "WHERE role_id = ? ORDER BY entitlement_id";
 const char kRoleActionAdd[] =
     "INSERT INTO role_actions (role_id, entitlement_id, action_type) VALUES (?, ?, ?)";
 const char kRoleActionUpdate[] =
@@ -267,7 +267,7 @@ Util::Status Connection::AddAssignment(long userKey, long roleId) {
     return statement.Ready() ? statement.Bind(userKey).Bind(roleId).Run() : statement.Outcome();
 }
 
-Util::Status Connection::FetchMasks(long roleId, std::unordered_map<long, long> const** masks) {
+Util::Status Connection::FetchMasks(long roleId, MaskRows const** masks) {
     auto fetched = bracketMasks.find(roleId);
     if (fetched == bracketMasks.end()) {
         RecordStatement statement(kRoleActionFetch);
@@ -275,10 +275,10 @@ Util::Status Connection::FetchMasks(long roleId, std::unordered_map<long, long> 
             return statement.Outcome();
         }
         statement.Bind(roleId);
-        std::unordered_map<long, long> rows;
+        MaskRows rows;
         int rc = SQLITE_ROW;
         while ((rc = statement.Step()) == SQLITE_ROW) {
-            rows.emplace(statement.Integer(0), statement.Integer(1));
+            rows.emplace_back(statement.Integer(0), statement.Integer(1));
         }
         if (rc != SQLITE_DONE) {
             return Util::Status(false, rc);
@@ -298,13 +298,15 @@ Util::Status Connection::LoadMask(long roleId, long entitlementId, long* actionT
         if (gate != kEngineOk) {
             return Util::Status(false, gate);
         }
-        std::unordered_map<long, long> const* masks = nullptr;
+        MaskRows const* masks = nullptr;
         Util::Status fetched = FetchMasks(roleId, &masks);
         if (fetched.Failed()) {
             return fetched;
         }
-        auto found = masks->find(entitlementId);
-        if (found == masks->end()) {
+        auto found = std::lower_bound(
+            masks->begin(), masks->end(), entitlementId,
+            [](std::pair<long, long> const& row, long id) { return row.first < id; });
+        if (found == masks->end() || found->first != entitlementId) {
             return Util::Status::RecordNotFound();
         }
         *actionType = found->second;
