@@ -5,6 +5,7 @@
 
 #include <host/company/Company.h>
 #include <host/records/Transactions.h>
+#include <host/records/postgres/ServerConnection.h>
 #include <host/records/postgres/ServerLocation.h>
 #include <host/users/CompanyUsers.h>
 
@@ -213,18 +214,30 @@ void RemoveCompanyFiles() {
 }
 
 void EstablishRightAfterInit(benchmark::State& state, int user, bool bracketed) {
+    long statements = 0;
     for (auto _ : state) {
         state.PauseTiming();
         int init = Manager().Init();
+        long const before = StatementsSent();
         state.ResumeTiming();
-        std::unique_ptr<Host::ReadTransaction> reads(bracketed ? new Host::ReadTransaction
-                                                               : nullptr);
-        if (init != PM_OK || Manager().EstablishUser(user) != PM_OK) {
-            state.SkipWithError("Init or EstablishUser failed");
-            break;
+        {
+            std::unique_ptr<Host::ReadTransaction> reads(bracketed ? new Host::ReadTransaction
+                                                                   : nullptr);
+            if (init != PM_OK || Manager().EstablishUser(user) != PM_OK) {
+                state.SkipWithError("Init or EstablishUser failed");
+                break;
+            }
         }
+        statements += StatementsSent() - before;
     }
+    state.counters["statements"] =
+        benchmark::Counter(static_cast<double>(statements), benchmark::Counter::kAvgIterations);
     CloseCompany();
+}
+
+long StatementsSent() {
+    Host::detail::ServerConnection* server = Host::detail::OpenServerConnection();
+    return server != nullptr ? server->StatementsSent() : 0;
 }
 
 int RunBenchmarks(int argc, char** argv) {

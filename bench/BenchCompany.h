@@ -57,11 +57,16 @@ void RemoveCompanyFiles();
 // order (count of them, drawn with repetition).
 std::vector<int> RandomEntitlementIds(std::size_t count);
 
-// The loop of an EstablishUser benchmark on the open company file: each
-// iteration runs Init outside the timing, so that the store's mask cache is
-// empty and every mask is read from the file, then times EstablishUser(user),
-// inside one Host::ReadTransaction when bracketed. Closes the company file.
+// The loop of an EstablishUser benchmark on the open company: each iteration
+// runs Init outside the timing, so that the store's mask cache is empty and
+// every mask is read from the company, then times EstablishUser(user), inside
+// one Host::ReadTransaction when bracketed. Counts the statements sent to the
+// server per EstablishUser (0 on SQLite). Closes the company.
 void EstablishRightAfterInit(benchmark::State& state, int user, bool bracketed);
+
+// Statements sent to the server since the open company connected; 0 on
+// SQLite.
+long StatementsSent();
 
 // Runs the benchmarks that the command line selects, then removes the company
 // files; the body of a benchmark program's main.

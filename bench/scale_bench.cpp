@@ -18,7 +18,6 @@
 #include "ScaleSummary.h"
 
 #include <host/records/CompanyFile.h>
-#include <host/records/postgres/ServerConnection.h>
 
 #include <PM/PermissionManager.h>
 
@@ -61,18 +60,12 @@ bool Bracketed(benchmark::State const& state) {
     return state.range(0) != 0;
 }
 
-// Statements sent to the server so far; 0 on SQLite.
-long StatementsSent() {
-    Host::detail::ServerConnection* server = Host::detail::OpenServerConnection();
-    return server != nullptr ? server->StatementsSent() : 0;
-}
-
 void Init(benchmark::State& state, Case on) {
     Bench::Users users;
     if (!Open(state, on, &users)) {
         return;
     }
-    long const before = StatementsSent();
+    long const before = Bench::StatementsSent();
     for (auto _ : state) {
         std::unique_ptr<Host::ReadTransaction> reads(Bracketed(state) ? new Host::ReadTransaction
                                                                       : nullptr);
@@ -82,7 +75,7 @@ void Init(benchmark::State& state, Case on) {
         }
     }
     state.counters["statements"] = benchmark::Counter(
-        static_cast<double>(StatementsSent() - before), benchmark::Counter::kAvgIterations);
+        static_cast<double>(Bench::StatementsSent() - before), benchmark::Counter::kAvgIterations);
     Bench::CloseCompany();
 }
 
