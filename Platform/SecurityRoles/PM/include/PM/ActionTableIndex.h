@@ -97,27 +97,26 @@ private:
 
 // The masks of one action table as IdBands, an id without a row reading 0:
 // both decisions answer a row of 0 as they answer no row (nothing allowed, no
-// full access), so the index need not tell them apart. Whoever changes the
-// table rebuilds the index (PermissionManager does after each change it
-// makes). The index notices a table it was not built from, or one whose rows
-// were added or removed since, and does not hold it: the map must then be
-// asked.
+// full access), so the index need not tell them apart.
+//
+// The index holds the table it was last built from, as it was then: whoever
+// adds, removes or changes a row of that table rebuilds it (PermissionManager
+// does after each change it makes). A table the index was not built from (a
+// context made elsewhere, its index never built; ids too sparse to lay out) is
+// not held, and the map must be asked. Only the table's address is compared,
+// so that the question costs one comparison.
 class PM_API ActionTableIndex {
 public:
     // Copies the rows of table (null: of no table, holding none).
     void Rebuild(std::map<int, long> const* table);
-    // Whether this index holds table (not null) as it stands: built from it,
-    // with no row added or removed since, and its ids laid out.
-    bool Holds(std::map<int, long> const* table) const {
-        return table == m_Source && table->size() == m_Rows;
-    }
+    // Whether this index was last built from table and laid it out.
+    bool Holds(std::map<int, long> const* table) const { return table == m_Source; }
     // The mask of id's row; 0 when the table has none. Only where
     // Holds(table).
     long Mask(int id) const { return m_Masks.Value(id, 0); }
 
 private:
     std::map<int, long> const* m_Source = nullptr;
-    std::size_t m_Rows = 0;
     IdBands<long> m_Masks;
 };
 

@@ -23,8 +23,9 @@ public:
     std::map<int, long>* ActionTable;         // entitlement id to mask; owned
     PermissionContextObject* PreviousContext; // the context to go back to; not owned
     // The rows of ActionTable, flat, for the access decision. The manager
-    // rebuilds it whenever it installs or changes the table; a table put or
-    // changed here by anyone else is answered from the map until then.
+    // rebuilds it whenever it installs or changes the table; whoever else puts
+    // a table here or changes its rows rebuilds it too. A table it was never
+    // built from is answered from the map.
     ActionTableIndex ActionIndex;
 };
 

@@ -5,7 +5,6 @@ namespace PM {
 
 void ActionTableIndex::Rebuild(std::map<int, long> const* table) {
     m_Source = nullptr;
-    m_Rows = 0;
     m_Masks.Clear();
     if (table == nullptr ||
         !m_Masks.Layout(*table, 0L,
@@ -13,7 +12,6 @@ void ActionTableIndex::Rebuild(std::map<int, long> const* table) {
         return;
     }
     m_Source = table;
-    m_Rows = table->size();
 }
 
 } // namespace PM
