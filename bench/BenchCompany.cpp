@@ -1,15 +1,19 @@
-// Benchmark company files: made once per bank-account count, reopened for
-// every benchmark that asks for that count.
+// Benchmark companies: made once per engine and bank-account count, reopened
+// for every benchmark that asks for that count; the server's database holds
+// the count made last.
 #include "BenchCompany.h"
 
 #include <host/company/Company.h>
 #include <host/records/Transactions.h>
+#include <host/records/postgres/ServerConnection.h>
+#include <host/records/postgres/ServerLocation.h>
 #include <host/users/CompanyUsers.h>
 
 #include <PM/Constants.h>
 #include <PM/RoleDef.h>
 
 #include <benchmark/benchmark.h>
+#include <pqxx/pqxx>
 
 #include <cstdlib>
 #include <map>
@@ -21,7 +25,8 @@ namespace Bench {
 
 namespace {
 
-std::map<int, std::string> g_Made; // bank-account count: path
+std::map<int, std::string> g_Made; // bank-account count: path of the SQLite file
+int g_ServerHolds = -1;            // the count the server's database holds; -1: none yet
 std::unique_ptr<Host::Company> g_Company;
 
 std::string PathFor(int bankAccounts) {
@@ -80,12 +85,35 @@ bool Assign(int user, char const* roleName, std::string* error) {
     return true;
 }
 
-// Makes a new company file, all of it one change.
-bool Make(std::string const& path, int bankAccounts, std::string* error) {
-    RemoveFile(path);
+// Drops every table of the server database's public schema, so that a
+// company can be made in it.
+bool EmptyServerDatabase(std::string const& uri, std::string* error) {
+    try {
+        pqxx::connection connection(uri);
+        pqxx::nontransaction work(connection);
+        work.exec("SET client_min_messages = warning; DROP SCHEMA IF EXISTS public CASCADE; "
+                  "CREATE SCHEMA public");
+        return true;
+    } catch (std::exception const& failure) {
+        *error = "cannot empty the database " + Host::MaskedLocation(uri) + ": " +
+                 Host::ScrubSecret(failure.what(), uri);
+        return false;
+    }
+}
+
+// Makes a new company at location (an SQLite path, or an emptied server
+// database), all of it one change.
+bool Make(std::string const& location, int bankAccounts, std::string* error) {
+    if (Host::IsServerLocation(location)) {
+        if (!EmptyServerDatabase(location, error)) {
+            return false;
+        }
+    } else {
+        RemoveFile(location);
+    }
     Host::CompanyProblem problem;
-    g_Company =
-        Host::Company::Create(path, Options(Host::CompanyAccess::kOneChange), "admin", &problem);
+    g_Company = Host::Company::Create(location, Options(Host::CompanyAccess::kOneChange), "admin",
+                                      &problem);
     if (g_Company == nullptr) {
         *error = problem.message;
         return false;
@@ -125,19 +153,45 @@ bool Make(std::string const& path, int bankAccounts, std::string* error) {
 
 } // namespace
 
+char const* EngineName(Engine engine) {
+    return engine == Engine::kServer ? "Server" : "SQLite";
+}
+
+std::string ServerUri() {
+    char const* uri = std::getenv("PM_TEST_POSTGRES_URI");
+    return uri != nullptr ? uri : "";
+}
+
 bool OpenCompany(int bankAccounts, Users* users, std::string* error) {
+    return OpenCompany(Engine::kSqlite, bankAccounts, users, error);
+}
+
+bool OpenCompany(Engine engine, int bankAccounts, Users* users, std::string* error) {
     CloseCompany();
-    std::string const path = PathFor(bankAccounts);
-    if (g_Made.count(bankAccounts) == 0) {
-        if (!Make(path, bankAccounts, error)) {
+    bool const server = engine == Engine::kServer;
+    std::string const location = server ? ServerUri() : PathFor(bankAccounts);
+    if (location.empty()) {
+        *error = "PM_TEST_POSTGRES_URI is not set (bench/run-scale-bench.sh sets it)";
+        return false;
+    }
+    bool const made = server ? g_ServerHolds == bankAccounts : g_Made.count(bankAccounts) != 0;
+    if (!made) {
+        g_ServerHolds = server ? -1 : g_ServerHolds;
+        if (!Make(location, bankAccounts, error)) {
             CloseCompany();
-            RemoveFile(path);
+            if (!server) {
+                RemoveFile(location);
+            }
             return false;
         }
-        g_Made[bankAccounts] = path;
+        if (server) {
+            g_ServerHolds = bankAccounts;
+        } else {
+            g_Made[bankAccounts] = location;
+        }
     }
     Host::CompanyProblem problem;
-    g_Company = Host::Company::Open(path, Options(Host::CompanyAccess::kLive), &problem);
+    g_Company = Host::Company::Open(location, Options(Host::CompanyAccess::kLive), &problem);
     if (g_Company == nullptr) {
         *error = problem.message;
         return false;
@@ -160,18 +214,30 @@ void RemoveCompanyFiles() {
 }
 
 void EstablishRightAfterInit(benchmark::State& state, int user, bool bracketed) {
+    long statements = 0;
     for (auto _ : state) {
         state.PauseTiming();
         int init = Manager().Init();
+        long const before = StatementsSent();
         state.ResumeTiming();
-        std::unique_ptr<Host::ReadTransaction> reads(bracketed ? new Host::ReadTransaction
-                                                               : nullptr);
-        if (init != PM_OK || Manager().EstablishUser(user) != PM_OK) {
-            state.SkipWithError("Init or EstablishUser failed");
-            break;
+        {
+            std::unique_ptr<Host::ReadTransaction> reads(bracketed ? new Host::ReadTransaction
+                                                                   : nullptr);
+            if (init != PM_OK || Manager().EstablishUser(user) != PM_OK) {
+                state.SkipWithError("Init or EstablishUser failed");
+                break;
+            }
         }
+        statements += StatementsSent() - before;
     }
+    state.counters["statements"] =
+        benchmark::Counter(static_cast<double>(statements), benchmark::Counter::kAvgIterations);
     CloseCompany();
+}
+
+long StatementsSent() {
+    Host::detail::ServerConnection* server = Host::detail::OpenServerConnection();
+    return server != nullptr ? server->StatementsSent() : 0;
 }
 
 int RunBenchmarks(int argc, char** argv) {

@@ -12,6 +12,8 @@
 
 #include <string>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 namespace Host {
 namespace detail {
@@ -21,6 +23,13 @@ struct Connection : Engine {
     std::string path; // the file's path, also for a snapshot; ":memory:" for a file in memory
     bool snapshot = false;
     std::unordered_map<char const*, sqlite3_stmt*> statements;
+    // Inside a read bracket's transaction, the masks of each role that a load
+    // asked for, all fetched by its first load: (entitlement id, mask) in id
+    // order, the transaction's snapshot, so the bracket's later loads of that
+    // role are answered without a statement. Emptied when a read transaction
+    // begins or ends, and by Execute.
+    using MaskRows = std::vector<std::pair<long, long>>;
+    std::unordered_map<long, MaskRows> bracketMasks;
 
     // Finalises the statements and closes the connection. A write transaction
     // still open is rolled back by SQLite.
@@ -34,6 +43,9 @@ struct Connection : Engine {
     Util::Status LoadAssignment(long userKey, long roleId) override;
     Util::Status AddAssignment(long userKey, long roleId) override;
     Util::Status LoadMask(long roleId, long entitlementId, long* actionType) override;
+    // The masks of roleId in bracketMasks, fetched in one statement the
+    // first time; the failing status when the fetch fails.
+    Util::Status FetchMasks(long roleId, MaskRows const** masks);
     Util::Status AddMask(long roleId, long entitlementId, long actionType) override;
     Util::Status UpdateMask(long roleId, long entitlementId, long actionType) override;
     Util::Status Delete(Selection rows, long key) override;

@@ -35,10 +35,12 @@ bool Connection::InTransaction() {
 }
 
 int Connection::BeginRead() {
+    bracketMasks.clear();
     return Run(db, "BEGIN");
 }
 
 void Connection::EndRead() {
+    bracketMasks.clear();
     if (Run(db, "COMMIT") != SQLITE_OK) {
         Run(db, "ROLLBACK");
     }
@@ -96,6 +98,7 @@ bool Connection::Execute(std::string const& sql, TextRows* rows, std::string* er
         static_cast<TextRows*>(out)->push_back(fields);
         return 0;
     };
+    bracketMasks.clear(); // sql may write masks, or end the transaction
     char* message = nullptr;
     if (sqlite3_exec(db, sql.c_str(), row, rows, &message) == SQLITE_OK) {
         return true;

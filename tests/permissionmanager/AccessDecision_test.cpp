@@ -1,10 +1,19 @@
 // The access decision, read from the current context's table while a user is
-// established; everything is allowed while none is.
+// established; everything is allowed while none is. The table's flat index
+// stays in step with the map through every change the manager makes.
+#include "support/CompanyFixture.h"
 #include "support/PermissionManagerTestAccess.h"
+
+#include <PM/Constants.h>
 
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <functional>
+#include <map>
+#include <set>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -39,6 +48,123 @@ TEST(AccessDecisionTest, TheCurrentTableAnswersOnlyWhileAUserIsEstablished) {
     access.PushContext("com.example.app", {{10, 1}}); // an application's table answers
     EXPECT_EQ(" 10:yynnnn- 11:nnnnnn- 12:nnnnnn- 13:nnnnnn- 14:nnnnnn- 99:nnnnnn- -1:nnnnnn-",
               Answers(manager));
+}
+
+// Whether the current context's index holds its table ("indexed") or the map
+// answers ("not indexed"), then "in step" when both decisions agree with the
+// map for every id of the table, its neighbours, ids far from any row, and
+// every mask bit, 0 and two mixed masks; else the first id and mask that
+// differ.
+std::string AgainstMap(PM::PermissionManager& manager) {
+    PM::PermissionContextObject const* context = manager.GetCurrentContext();
+    std::map<int, long> const& table = *context->ActionTable;
+    std::string out = context->ActionIndex.Holds(&table) ? "indexed" : "not indexed";
+    std::set<int> ids = {0, 99999, 150000, 299999, 400000, INT_MAX};
+    for (auto const& row : table) {
+        ids.insert({row.first - 1, row.first, row.first + 1});
+    }
+    for (int id : ids) {
+        auto row = table.find(id);
+        for (long mask : {0L, 1L, 2L, 4L, 8L, 16L, 32L, 64L, 3L, 127L}) {
+            bool expected = row != table.end() && (row->second & (mask == 0 ? 63 : mask)) != 0;
+            if (id >= 0 && manager.IsAccessAllowed(id, mask) != expected) {
+                return out + " differs at " + std::to_string(id) + "/" + std::to_string(mask);
+            }
+        }
+        if (id >= 0 && manager.IsFullAccess(id) != (row != table.end() && row->second == 63)) {
+            return out + " differs at " + std::to_string(id) + " full";
+        }
+    }
+    return out + " in step";
+}
+
+class IndexInStepTest : public PMTest::CompanyFixture {};
+
+// Each kind of change the manager makes to a table, in turn on one company,
+// each followed by the comparison with the map; a table whose index was never
+// built is answered from the map.
+TEST_F(IndexInStepTest, EveryChangeOfATableKeepsItsIndexInStep) {
+    int const bank = PM::BankAccountsEntitlementId;
+    std::vector<int> const roles = {0, 1, 2, 3, 4, 5, 6, 7};
+    std::string const a = "Bank Registers:A";
+    int const clerk = AddUser("clerk", {1, 4}); // Bookkeeper and Sales
+    struct Change {
+        char const* name;
+        std::function<void()> make;
+        char const* after;
+    } const changes[] = {
+        {"a user established (a table installed)",
+         [&] { ASSERT_EQ(0, Manager().EstablishUser(clerk)); }, "indexed in step"},
+        {"accounts added (rows added)",
+         [&] {
+             // The adds read every role's mask on the parent and the root.
+             SetMasks(roles, {bank, PM::kEntitlementRootId}, {63, 63});
+             ASSERT_EQ(PM_OK, Manager().AddDynamicEntitlement(a.c_str(), "Bank Accounts"));
+             ASSERT_EQ(PM_OK, Manager().AddDynamicEntitlement((a + ":B").c_str(), a.c_str()));
+             ASSERT_EQ(PM_OK, Manager().AddDynamicEntitlement((a + ":X").c_str(), a.c_str()));
+         },
+         "indexed in step"},
+        {"another user established (the table replaced)",
+         [&] {
+             // X 63 under A 63; B 5.
+             SetMasks(roles, {300002, 300001, 300000}, {63, 5, 63});
+             ASSERT_EQ(0, Manager().EstablishUser(adminUser));
+         },
+         "indexed in step"},
+        {"an account moved (a row lowered in place)",
+         [&] {
+             ASSERT_EQ(63, (*Access().GetCurrentActionCache())[300002]);
+             ASSERT_EQ(PM_OK, Manager().UpdateDynamicEntitlement((a + ":X").c_str(),
+                                                                 (a + ":B:X").c_str()));
+             ASSERT_EQ(5, (*Access().GetCurrentActionCache())[300002]);
+         },
+         "indexed in step"},
+        {"an application's context set (its own table)",
+         [&] { ASSERT_TRUE(Manager().SetContext("TimeClockBridge").Succeeded()); },
+         "indexed in step"},
+        {"an account added under the application",
+         [&] {
+             // The application's role, new to the company, holds no mask on
+             // A: the add reports it, and the table gets its row all the same.
+             Manager().AddDynamicEntitlement((a + ":C").c_str(), a.c_str());
+             ASSERT_EQ(1u, Access().GetCurrentActionCache()->count(300003));
+         },
+         "indexed in step"},
+        {"the user's context restored",
+         [&] { ASSERT_TRUE(Manager().RestoreContext().Succeeded()); }, "indexed in step"},
+        {"a role's masks edited, the user established again",
+         [&] {
+             SetMasks({0}, {300000, 1}, {1, 64});
+             ASSERT_EQ(0, Manager().EstablishUser(adminUser));
+         },
+         "indexed in step"},
+        {"the company reloaded (Init), the user established again",
+         [&] {
+             ASSERT_EQ(PM_OK, Manager().Init());
+             ASSERT_EQ(0, Manager().EstablishUser(clerk));
+         },
+         "indexed in step"},
+        {"a context made elsewhere, its index never built",
+         [&] {
+             Access().PushContext("com.example.other", {{10, 17}, {300000, 63}});
+             Manager().GetCurrentContext()->ActionIndex.Rebuild(nullptr);
+         },
+         "not indexed in step"},
+        {"a table pushed from outside, its ids too sparse to lay out",
+         [&] {
+             std::map<int, long> sparse;
+             for (int id = 1; id <= 9; ++id) {
+                 sparse.emplace(id * 10000, id % 2 == 0 ? 63 : 17);
+             }
+             Access().PushContext("com.example.app", sparse);
+         },
+         "not indexed in step"},
+    };
+    for (Change const& change : changes) {
+        SCOPED_TRACE(change.name);
+        change.make();
+        EXPECT_EQ(change.after, AgainstMap(Manager()));
+    }
 }
 
 } // namespace

@@ -35,8 +35,9 @@ public:
     }
     int GetNextRoleId() { return m_Manager.GetNextRoleId(); }
 
-    // Puts a new context with the given table on top of the chain, creating
-    // the context list when there is none. The manager owns the context.
+    // Puts a new context with the given table (and its index) on top of the
+    // chain, creating the context list when there is none. The manager owns
+    // the context.
     PermissionContextObject* PushContext(char const* name, std::map<int, long> const& table) {
         if (m_Manager.ContextCache == nullptr) {
             m_Manager.ContextCache = new std::vector<PermissionContextObject*>();
@@ -44,6 +45,7 @@ public:
         PermissionContextObject* context = new PermissionContextObject();
         context->AppName = name;
         context->ActionTable = new std::map<int, long>(table);
+        context->ActionIndex.Rebuild(context->ActionTable);
         context->PreviousContext = m_Manager.CurrentContext;
         m_Manager.ContextCache->push_back(context);
         m_Manager.CurrentContext = context;

@@ -10,6 +10,7 @@
 #include <host/records/postgres/ServerCodes.h>
 
 #include <Records/DMUSRRole.h>
+#include <Records/DMUSRRoleAction.h>
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -79,6 +80,47 @@ TEST_P(TransactionsTest, ReadBracketsShareASnapshotAndEachWriteStillCommitsAlone
         EXPECT_TRUE(InTransaction());
     }
     EXPECT_FALSE(InTransaction());
+}
+
+// The masks of (role, entitlement) pairs, "-" where there is none: what a
+// login reads, key by key.
+std::string Masks(std::initializer_list<std::pair<long, long>> keys) {
+    std::string out;
+    for (auto const& key : keys) {
+        DMUSRRoleAction mask;
+        Util::Status status = mask.Load(key.first, key.second, nullptr);
+        out += (out.empty() ? "" : " ") + (status.Failed() ? "error " + PMTest::StatusText(status)
+                                           : status.GetStatusCode() == 0
+                                               ? std::to_string(mask.GetActionType())
+                                               : std::string("-"));
+    }
+    return out;
+}
+
+// Both engines answer a bracket's mask loads from a fetch of all masks of the
+// role: the answers are still the snapshot's, a role fetched later included,
+// until a write ends the snapshot; then they see the write and another
+// program's changes.
+TEST_P(TransactionsTest, MasksReadInABracketAreTheSnapshotsUntilAWrite) {
+    PMTest::QueryElsewhere(Location(),
+                           "INSERT INTO role_actions VALUES (1, 10, 1), (1, 11, 3), (2, 10, 7)");
+    auto const keys = {std::make_pair(1L, 10L), std::make_pair(1L, 11L), std::make_pair(1L, 12L),
+                       std::make_pair(2L, 10L), std::make_pair(3L, 10L)};
+    {
+        Host::ReadTransaction reads;
+        EXPECT_EQ(Masks({{1, 10}}), "1");
+        PMTest::QueryElsewhere(Location(), "UPDATE role_actions SET action_type = 63 WHERE "
+                                           "role_id = 1; INSERT INTO role_actions VALUES (1, 12, "
+                                           "5), (3, 10, 9)");
+        EXPECT_EQ(Masks(keys), "1 3 - 7 -");
+        DMUSRRoleAction written;
+        written.SetRoleId(2);
+        written.SetEntitlementId(10);
+        written.SetActionType(15);
+        ASSERT_TRUE(written.Update(nullptr).Succeeded());
+        EXPECT_EQ(Masks(keys), "63 63 5 15 9");
+    }
+    EXPECT_EQ(Masks(keys), "63 63 5 15 9");
 }
 
 // A failed operation fails alone and is counted; the others wait for Commit,

@@ -53,8 +53,16 @@ Util::Status PermissionManager::AddRolesActionValuesToActionCache(std::map<int, 
         return status;
     }
     if (pEntList != nullptr) {
+        // The table's rows by id, so that each of a role's thousands of masks
+        // finds its row without a search of the map.
+        typedef std::map<int, long>::iterator Row;
+        IdBands<Row> rows;
+        bool const laidOut = rows.Layout(*table, table->end(), [](Row row) { return row; });
         for (EntitlementDef const& entitlement : *pEntList) {
-            std::map<int, long>::iterator actionIter = table->find(entitlement.GetId());
+            Row const* slot = laidOut ? rows.Find(entitlement.GetId()) : nullptr;
+            Row actionIter = slot != nullptr ? *slot
+                             : laidOut       ? table->end()
+                                             : table->find(entitlement.GetId());
             if (actionIter == table->end()) {
                 if (!PM_RAISE("actionIter!=pActions->end()")) {
                     delete table;
@@ -143,6 +151,7 @@ PermissionContextObject* PermissionManager::GetContextObject(TString const& appN
     }
     pContext->AppName = appName;
     pContext->ActionTable = table;
+    pContext->ActionIndex.Rebuild(table);
     ContextCache->push_back(pContext);
     PM_LOG(kLogPathPermissionManager, kLevelProgress, kEventProgress)
     ("A new permission context is added for %s", appName.c_str());
@@ -227,6 +236,7 @@ Util::Status PermissionManager::SetActionCacheForTallyframeContext(std::map<int,
         }
         pContext->AppName = kTallyframeContextName;
         pContext->ActionTable = table;
+        pContext->ActionIndex.Rebuild(table);
         ContextCache->push_back(pContext);
         CurrentContext = pContext;
         pContext->PreviousContext = nullptr;
@@ -238,6 +248,7 @@ Util::Status PermissionManager::SetActionCacheForTallyframeContext(std::map<int,
     if (IsInTallyframeContext()) {
         delete CurrentContext->ActionTable;
         CurrentContext->ActionTable = table;
+        CurrentContext->ActionIndex.Rebuild(table);
         status = Util::Status::GetSucceeded();
         PM_LOG(kLogPathPermissionManager, kLevelProgress, kEventProgress)
         ("permission table has been reset for TF permission context.");

@@ -225,7 +225,9 @@ int PermissionManager::UpdateDynamicEntitlement(TString oldName, TString newName
     if (table == nullptr) {
         return PM_OK;
     }
-    return ReconcileActionTable(*this, *table, updated.GetId(), newParent);
+    result = ReconcileActionTable(*this, *table, updated.GetId(), newParent);
+    CurrentContext->ActionIndex.Rebuild(table);
+    return result;
 }
 
 int PermissionManager::UpdateDynamicEntitlementForRolesInBatch(int firstId, int count) {

@@ -94,6 +94,7 @@ int PermissionManager::AddDynamicEntitlement(TString name, TString parentName) {
             }
         }
         table->emplace(entitlement.GetId(), action); // an id already there keeps its action
+        CurrentContext->ActionIndex.Rebuild(table);
     }
     return result;
 }

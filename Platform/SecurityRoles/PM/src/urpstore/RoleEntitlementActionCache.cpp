@@ -10,9 +10,10 @@ int RoleEntitlementActionCache::Add(int roleId, int eId, long eAction) {
         m_RoleActions.emplace(roleId, EntitlementActions{{eId, eAction}});
         return PM_OK;
     }
-    EntitlementActions::iterator entry = role->second.find(eId);
-    if (entry == role->second.end()) {
-        role->second.emplace(eId, eAction);
+    // One search: where the pair is, or where it goes.
+    EntitlementActions::iterator entry = role->second.lower_bound(eId);
+    if (entry == role->second.end() || entry->first != eId) {
+        role->second.emplace_hint(entry, eId, eAction);
         return PM_OK;
     }
     // Never overwritten here; URPStore::URPSUpdateRoleActionAssociation is the
