@@ -159,8 +159,8 @@ int BankAddCommand(FileArgs const& args, std::string const& named, Io io) {
         int result = manager.AddDynamicEntitlement(BankFullName(path).c_str(), parentName.c_str());
         PM::EntitlementDef added;
         if (!FindAccount(session, path, &added)) {
-            Complain(io, args.file) << "the bank account \"" << path
-                                    << "\" could not be added (result " << result << ")\n";
+            Complain(io, args.file) << "the bank account \"" << path << "\" could not be added ("
+                                    << Result(result) << ")\n";
             return kExitFailed;
         }
         // A role that holds nothing on the parent has no stored mask there;
@@ -173,7 +173,7 @@ int BankAddCommand(FileArgs const& args, std::string const& named, Io io) {
         if (!differing.empty()) {
             Complain(io, args.file)
                 << "the bank account \"" << path << "\" could not be given each role's rights on "
-                << parentName << " (result " << result
+                << parentName << " (" << Result(result)
                 << "); nothing was changed. Roles: " << differing << "\n";
             return kExitFailed;
         }
@@ -237,8 +237,8 @@ int BankRenameCommand(FileArgs const& args, std::string const& named, std::strin
             result = PM_OK;
         }
         if (result != PM_OK) {
-            Complain(io, args.file) << "the bank account \"" << path
-                                    << "\" could not be renamed (result " << result << ")\n";
+            Complain(io, args.file) << "the bank account \"" << path << "\" could not be renamed ("
+                                    << Result(result) << ")\n";
             return kExitFailed;
         }
         io.out << "renamed the bank account " << account.GetName() << " to "
@@ -265,8 +265,8 @@ int BankRemoveCommand(FileArgs const& args, std::string const& named, Io io) {
         }
         int result = session.Manager().DeleteDynamicEntitlement(BankFullName(path).c_str());
         if (result != PM_OK) {
-            Complain(io, args.file) << "the bank account \"" << path
-                                    << "\" could not be removed (result " << result << ")\n";
+            Complain(io, args.file) << "the bank account \"" << path << "\" could not be removed ("
+                                    << Result(result) << ")\n";
             return kExitFailed;
         }
         io.out << "removed the bank account " << account.GetName() << "; its entitlement "
@@ -370,7 +370,7 @@ int ImportAccountList(Session& session, std::string const& listFile, Progress& p
         if (result != PM_OK) {
             progress.EndLine();
             Complain(io, session.Path())
-                << "the bank account \"" << path << "\" could not be added (result " << result
+                << "the bank account \"" << path << "\" could not be added (" << Result(result)
                 << "); nothing was changed\n";
             return kExitFailed;
         }
@@ -385,8 +385,8 @@ int ImportAccountList(Session& session, std::string const& listFile, Progress& p
     int result = manager.UpdateDynamicEntitlementForRolesInBatch(firstId, count);
     if (result != PM_OK || !CopyParentsMasks(session, added, bankAccounts.GetId())) {
         Complain(io, session.Path()) << "the roles' rights on the new accounts could not be "
-                                        "written (result "
-                                     << result << "); nothing was changed\n";
+                                        "written ("
+                                     << Result(result) << "); nothing was changed\n";
         return kExitFailed;
     }
     progress.Phase("reloading the rights");

@@ -9,6 +9,7 @@
 #include <PM/PermissionManager.h>
 
 #include <host/records/CompanyFile.h>
+#include <host/records/Transactions.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -105,6 +106,7 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
             PrintFindings(mended, false, Io{held, io.err});
         }
     }
+    Host::ForgetRecordFailure();
     code = body(*session, Io{held, io.err});
     bool const ownJson = args.json && options.bodyPrintsJson;
     if (code != kExitOk) {
@@ -156,6 +158,10 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
 
 std::ostream& Complain(Io io, std::string const& file) {
     return io.err << "pmctl: " << Shown(file) << ": ";
+}
+
+std::string Result(int result) {
+    return "result " + std::to_string(result) + Host::LastRecordFailureWords();
 }
 
 namespace {

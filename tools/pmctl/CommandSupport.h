@@ -57,6 +57,13 @@ int RunChange(FileArgs const& args, Io io, std::function<int(Session&, Io)> cons
 // "pmctl: FILE: " in front of a message about the file (FILE as Shown).
 std::ostream& Complain(Io io, std::string const& file);
 
+// "result N" for a failed result of the library, followed by why a record
+// operation of this command failed, where the record layer knows (a server's
+// refusal, a full disk): "result -1: the server reported SQLSTATE 42501:
+// permission denied for table roles". RunChange forgets earlier failures
+// before the command's body runs.
+std::string Result(int result);
+
 // The company's location (a file path or a server URI) as pmctl prints it:
 // a path as it is, a URI with its password masked. Every message, page and
 // record that names the company shows this, never what was typed

@@ -173,7 +173,7 @@ int ResetCommand(FileArgs const& args, Io io) {
             }
             if (result != PM_OK) {
                 Complain(io, args.file)
-                    << "the reset failed (result " << result << "); nothing was changed\n";
+                    << "the reset failed (" << Result(result) << "); nothing was changed\n";
                 return kExitFailed;
             }
             Counts counts = Count(session);

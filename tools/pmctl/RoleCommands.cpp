@@ -70,7 +70,7 @@ int RolesDeleteCommand(FileArgs const& args, std::string const& roleText, Io io)
         int result = manager.DeleteRole(roleId);
         if (result != PM_OK) {
             Complain(io, args.file)
-                << "cannot delete the role " << roleName << " (result " << result << ")\n";
+                << "cannot delete the role " << roleName << " (" << Result(result) << ")\n";
             return kExitFailed;
         }
         io.out << "deleted the role " << roleName << " (role " << roleId << ")";

@@ -65,7 +65,7 @@ int Save(Session& session, PM::RoleDef& role, std::vector<PM::EntitlementDef>& r
     int result = session.Manager().SetRoleEntitlements(role, rows);
     if (result < 0) {
         Complain(io, session.Path())
-            << "the role " << role.GetName() << " could not be saved (result " << result << ")\n";
+            << "the role " << role.GetName() << " could not be saved (" << Result(result) << ")\n";
     }
     return result;
 }

@@ -115,7 +115,7 @@ int RolesEditCommand(FileArgs const& args, std::string const& roleText,
         int result = manager.SetRoleEntitlements(*role, rows);
         if (result < 0) {
             Complain(io, args.file)
-                << "the role " << roleName << " could not be saved (result " << result << ")\n";
+                << "the role " << roleName << " could not be saved (" << Result(result) << ")\n";
             return kExitFailed;
         }
         // Each entitlement named and each that changed, when they are a short

@@ -1,6 +1,7 @@
 // Opening company files for pmctl's commands through the host's start-up.
 #include "Session.h"
 
+#include <host/records/Transactions.h>
 #include <host/records/postgres/ServerLocation.h>
 
 #include <filesystem>
@@ -44,7 +45,7 @@ bool Session::Reload(std::ostream& err) {
     int result = Manager().Init();
     if (result != PM_OK) {
         err << Host::MaskedLocation(Path()) << ": the permission data could not be loaded (result "
-            << result << ")\n";
+            << result << Host::LastRecordFailureWords() << ")\n";
         return false;
     }
     return true;

@@ -107,8 +107,8 @@ int UsersAddCommand(FileArgs const& args, std::string const& name, bool isAdmin,
         int result = isAdmin ? manager.SetRoleForUser(userId, adminRole) : PM_OK;
         if (result != PM_OK) {
             Complain(io, args.file)
-                << "cannot give " << name << " the role " << RoleName(session, adminRole)
-                << " (result " << result << "); nothing was changed\n";
+                << "cannot give " << name << " the role " << RoleName(session, adminRole) << " ("
+                << Result(result) << "); nothing was changed\n";
             return kExitFailed;
         }
         io.out << "added user " << name << " (id " << userId << (isAdmin ? ", administrator" : "")
@@ -142,7 +142,7 @@ int UsersRemoveCommand(FileArgs const& args, std::string const& userText, Io io)
         int result = session.Manager().PurgeUserOfRoles(user.userId);
         if (result != PM_OK) {
             Complain(io, args.file)
-                << "cannot take the roles of " << user.name << " away (result " << result << ")\n";
+                << "cannot take the roles of " << user.name << " away (" << Result(result) << ")\n";
             return kExitFailed;
         }
         if (!Host::RemoveCompanyUser(user.userId)) {
@@ -171,7 +171,7 @@ int AssignCommand(FileArgs const& args, std::string const& userText, std::string
         int result = session.Manager().SetRoleForUser(user.userId, roleId);
         if (result != PM_OK) {
             Complain(io, args.file) << "cannot give " << user.name << " the role " << roleName
-                                    << " (result " << result << ")\n";
+                                    << " (" << Result(result) << ")\n";
             return kExitFailed;
         }
         io.out << user.name << " now holds "
@@ -211,7 +211,7 @@ int UnassignCommand(FileArgs const& args, std::string const& userText, std::stri
         }
         if (result != PM_OK) {
             Complain(io, args.file)
-                << "the roles of " << user.name << " could not be written back (result " << result
+                << "the roles of " << user.name << " could not be written back (" << Result(result)
                 << "); nothing was changed\n";
             return kExitFailed;
         }

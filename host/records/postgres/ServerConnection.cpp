@@ -43,6 +43,61 @@ std::string FirstLine(char const* message) {
     return line;
 }
 
+template <typename Class> bool Is(std::exception const& failure) {
+    return dynamic_cast<Class const*>(&failure) != nullptr;
+}
+
+// The SQLSTATE of a failure the client library reports. libpqxx 6 does not
+// always keep the server's code: several of the classes it throws by the code
+// (a serialization failure, a deadlock, a missing privilege, a unique key...)
+// come without it, and the transaction rollbacks are not even sql_errors.
+// Such a class stands for the code libpqxx chose it by, most derived first;
+// XX000 (internal error) where nothing tells.
+std::string SqlStateOfFailure(std::exception const& failure) {
+    auto const* sql = dynamic_cast<pqxx::sql_error const*>(&failure);
+    if (sql != nullptr && !sql->sqlstate().empty()) {
+        return sql->sqlstate();
+    }
+    static const struct {
+        bool (*is)(std::exception const&);
+        char const* sqlstate;
+    } kClasses[] = {
+        {Is<pqxx::serialization_failure>, "40001"},
+        {Is<pqxx::deadlock_detected>, "40P01"},
+        {Is<pqxx::statement_completion_unknown>, "40003"},
+        {Is<pqxx::transaction_rollback>, "40000"},
+        {Is<pqxx::insufficient_privilege>, "42501"},
+        {Is<pqxx::undefined_table>, "42P01"},
+        {Is<pqxx::undefined_column>, "42703"},
+        {Is<pqxx::undefined_function>, "42883"},
+        {Is<pqxx::syntax_error>, "42601"},
+        {Is<pqxx::unique_violation>, "23505"},
+        {Is<pqxx::foreign_key_violation>, "23503"},
+        {Is<pqxx::not_null_violation>, "23502"},
+        {Is<pqxx::check_violation>, "23514"},
+        {Is<pqxx::restrict_violation>, "23001"},
+        {Is<pqxx::integrity_constraint_violation>, "23000"},
+        {Is<pqxx::disk_full>, "53100"},
+        {Is<pqxx::out_of_memory>, "53200"},
+        {Is<pqxx::insufficient_resources>, "53000"},
+        {Is<pqxx::data_exception>, "22000"},
+        {Is<pqxx::feature_not_supported>, "0A000"},
+        {Is<pqxx::invalid_cursor_state>, "24000"},
+        {Is<pqxx::invalid_sql_statement_name>, "26000"},
+        {Is<pqxx::invalid_cursor_name>, "34000"},
+        {Is<pqxx::plpgsql_raise>, "P0001"},
+        {Is<pqxx::plpgsql_no_data_found>, "P0002"},
+        {Is<pqxx::plpgsql_too_many_rows>, "P0003"},
+        {Is<pqxx::plpgsql_error>, "P0000"},
+    };
+    for (auto const& known : kClasses) {
+        if (known.is(failure)) {
+            return known.sqlstate;
+        }
+    }
+    return "XX000";
+}
+
 // Statements split at the semicolons outside quotes.
 std::vector<std::string> Statements(std::string const& sql) {
     std::vector<std::string> statements;
@@ -171,11 +226,8 @@ int ServerConnection::Failed() {
         sqlstate = "08006";
         text = FirstLine(failure.what());
         lost = true;
-    } catch (pqxx::sql_error const& failure) {
-        sqlstate = failure.sqlstate().empty() ? "XX000" : failure.sqlstate();
-        text = FirstLine(failure.what());
     } catch (std::exception const& failure) {
-        sqlstate = "XX000";
+        sqlstate = SqlStateOfFailure(failure);
         text = FirstLine(failure.what());
     }
     int code = ServerCode(sqlstate);
