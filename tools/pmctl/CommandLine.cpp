@@ -403,17 +403,20 @@ int WithCommandTree(Io io, Prompt const& prompt,
                                "while this integrated application acts");
 
     FileOptions whoCan;
-    std::string whoCanEntitlement, whoCanAction;
-    CLI::App* whoCanCommand =
-        on(FileCommand(app, "who-can",
-                       "each user who may act on an entitlement, and through "
-                       "which roles",
-                       whoCan, Kind::kRead),
-           [&] { return WhoCanCommand(whoCan.file, whoCanEntitlement, whoCanAction, io); });
+    std::string whoCanEntitlement, whoCanAction, whoCanApplication;
+    CLI::App* whoCanCommand = on(FileCommand(app, "who-can",
+                                             "each user who may act on an entitlement, and through "
+                                             "which roles",
+                                             whoCan, Kind::kRead),
+                                 [&] {
+                                     return WhoCanCommand(whoCan.file, whoCanEntitlement,
+                                                          whoCanAction, whoCanApplication, io);
+                                 });
     whoCanCommand->add_option("ENTITLEMENT", whoCanEntitlement, kEntitlementHelp)->required();
     whoCanCommand->add_option("ACTION", whoCanAction,
                               "view, create, modify, delete, print, viewbal or custom (default: "
                               "any of them)");
+    whoCanCommand->add_option("--as", whoCanApplication, "while this integrated application acts");
     FileOptions rights;
     std::string rightsUser, rightsApplication;
     CLI::App* rightsCommand =

@@ -89,9 +89,11 @@ int ExplainCommand(FileArgs const& args, std::string const& user, std::string co
 // then IsAccessAllowed), with the roles that grant it as the explanation.
 // who-can: each user who may do the action on the entitlement (empty action:
 // anything at all, custom included), the user's actions there and the roles
-// through which. 0 once answered, nobody included.
+// through which; with an application, what each user's session may do there
+// while the application acts, through the application's role. 0 once
+// answered, nobody included.
 int WhoCanCommand(FileArgs const& args, std::string const& entitlement, std::string const& action,
-                  Io io);
+                  std::string const& application, Io io);
 // rights: the entitlement tree with the actions the user may do on each row
 // ("-": none); with an application, those it may do while it acts for the
 // user (its role's).

@@ -61,10 +61,11 @@ void PrintHolders(std::vector<Holder> const& holders, Io io) {
 } // namespace
 
 int WhoCanCommand(FileArgs const& args, std::string const& entitlementText,
-                  std::string const& action, Io io) {
+                  std::string const& action, std::string const& application, Io io) {
     return RunRead(args, io, [&](Session& session) {
         PM::EntitlementDef entitlement;
-        if (!FindEntitlement(session, entitlementText, &entitlement, io)) {
+        if (!FindEntitlement(session, entitlementText, &entitlement, io) ||
+            !CheckApplication(args, application, io)) {
             return kExitBadInput;
         }
         long asked = 0;
@@ -74,16 +75,26 @@ int WhoCanCommand(FileArgs const& args, std::string const& entitlementText,
         int const id = entitlement.GetId();
         std::vector<Holder> holders;
         for (Host::CompanyUser const& user : Host::ListCompanyUsers()) {
-            if (!EstablishAs(args, session, user, "", io)) {
+            if (!EstablishAs(args, session, user, application, io)) {
                 return kExitFailed;
             }
             // Without an action: anything at all, the custom action too.
             long allowed = AllowedMask(session, id);
+            // The next user is established under no application's context.
+            if (!application.empty()) {
+                session.Manager().RestoreContext();
+            }
             if ((asked == 0 ? allowed : allowed & asked) == 0) {
                 continue;
             }
             Holder holder{user, allowed, {}};
-            for (int role : UserRoleIds(session, user.userId)) {
+            // While an application acts, what it may do comes through its
+            // role alone.
+            std::vector<int> roles = UserRoleIds(session, user.userId);
+            if (!application.empty()) {
+                roles = {ApplicationRoleId(session, application)};
+            }
+            for (int role : roles) {
                 long mask = RoleMask(session, role, id);
                 if ((asked == 0 ? mask : mask & asked) != 0) {
                     holder.through.push_back({role, RoleName(session, role), mask});
@@ -107,12 +118,14 @@ int WhoCanCommand(FileArgs const& args, std::string const& entitlementText,
             PrintJson({{"entitlement", std::string(entitlement.GetName())},
                        {"entitlementId", id},
                        {"action", asked == 0 ? "" : DescribeMask(asked)},
+                       {"application", application},
                        {"users", users}},
                       io);
             return kExitOk;
         }
         io.out << "who may " << (asked == 0 ? "do anything on" : DescribeMask(asked)) << " "
-               << entitlement.GetName() << " (entitlement " << id << "):\n";
+               << entitlement.GetName() << " (entitlement " << id << ")"
+               << (application.empty() ? "" : " while " + application + " acts") << ":\n";
         PrintHolders(holders, io);
         return kExitOk;
     });
