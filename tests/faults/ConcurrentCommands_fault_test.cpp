@@ -20,7 +20,8 @@ using namespace PMTest;
 
 int const kWorkSeconds = 8;
 int const kCommandLimit = 15; // three times the busy timeout
-std::string const kBusy = "another program is writing this company file; try again";
+// Busy, in the words of either engine ("company file", "company database").
+std::string const kBusy = "another program is writing this company ";
 
 // What each process toggles: in each group of four, processes 0 and 1 two
 // roles each of one shared user, so that each one's unassign (which takes

@@ -75,7 +75,7 @@ std::string DescribeServerCode(long code) {
         detail += ": " + found->second;
     }
     if (IsBusy(sqlstate)) {
-        return "another program is writing this company file; try again (" + detail + ")";
+        return "another program is writing this company database; try again (" + detail + ")";
     }
     if (sqlstate == "08004") {
         return "the server refused the connection (" + detail + ")";

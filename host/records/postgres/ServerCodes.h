@@ -26,7 +26,7 @@ std::string SqlStateOf(long code);
 void RememberServerFailure(int code, std::string const& text);
 
 // The words for a server code: "another program is writing this company
-// file; try again (SQLSTATE 55P03: ...)" for a lock that was not granted in
+// database; try again (SQLSTATE 55P03: ...)" for a lock that was not granted in
 // time, a serialization failure or a deadlock; otherwise "the server reported
 // SQLSTATE 22021: <the server's text>", or the connection's failure ("the
 // server refused the connection (SQLSTATE 08004: ...)").

@@ -262,7 +262,7 @@ TEST_P(ServerEngineTest, AWriteBracketWaitsForAnotherDesktopsAndThenFailsAsBusy)
         Host::WriteTransaction change;
         EXPECT_EQ(change.BeginResult(), ServerCode("55P03"));
         EXPECT_EQ(Host::DescribeWriteFailure(change.BeginResult()),
-                  "another program is writing this company file; try again (SQLSTATE 55P03: "
+                  "another program is writing this company database; try again (SQLSTATE 55P03: "
                   "canceling statement due to lock timeout)");
     }
     desk.exec("SELECT pg_advisory_unlock_all()");

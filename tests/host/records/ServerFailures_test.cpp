@@ -16,7 +16,7 @@ class ServerFailuresTest : public PMTest::EngineTest {};
 
 TEST_P(ServerFailuresTest, EachKeepsItsSqlStateAndTheWordsForIt) {
     ASSERT_TRUE(Host::CreateCompanyFile(Location()).ok);
-    std::string const busy = "another program is writing this company file; try again ";
+    std::string const busy = "another program is writing this company database; try again ";
     struct Case {
         char const* raised;
         std::string words;
