@@ -63,6 +63,10 @@ std::string SqlStateOf(long code) {
     return sqlstate;
 }
 
+bool IsBusyCode(long code) {
+    return IsBusy(SqlStateOf(code));
+}
+
 void RememberServerFailure(int code, std::string const& text) {
     Texts()[code] = text;
 }

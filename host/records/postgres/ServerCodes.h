@@ -22,6 +22,11 @@ bool IsServerCode(long code);
 // The SQLSTATE a server code carries; empty for any other code.
 std::string SqlStateOf(long code);
 
+// Whether code says that another program was in the way (a lock not granted
+// in time, a serialization failure, a deadlock): the same work may succeed
+// when tried again.
+bool IsBusyCode(long code);
+
 // Keeps text as what the server said for code.
 void RememberServerFailure(int code, std::string const& text);
 

@@ -232,6 +232,7 @@ int ServerConnection::Failed() {
     }
     int code = ServerCode(sqlstate);
     RememberServerFailure(code, ScrubSecret(text, m_Location));
+    m_LastFailure = code;
     if (!lost && m_InTransaction) {
         // The server has given the transaction up; so does the engine.
         try {

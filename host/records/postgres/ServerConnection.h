@@ -61,6 +61,9 @@ public:
     // Whether the connection is there: false once it was found lost, until
     // the next statement connects again.
     bool Connected() const { return m_Connection != nullptr; }
+    // The code of the last statement that failed on this connection;
+    // kEngineOk while none has.
+    int LastFailure() const { return m_LastFailure; }
     // Statements sent to the server since the connection was made: what a
     // test counts to see the read bracket batch its loads.
     long StatementsSent() const { return m_StatementsSent; }
@@ -172,6 +175,7 @@ private:
     bool m_Session = false;
     bool m_SessionWritten = false;
     int m_LostCode = kEngineAbandoned;
+    int m_LastFailure = kEngineOk;
     long m_StatementsSent = 0;
     Snapshot m_Snapshot;
 };

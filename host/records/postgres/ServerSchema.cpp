@@ -170,7 +170,9 @@ std::string CheckMetadataAndLayout(ServerConnection& connection) {
     for (char const* sql : kExpectedLayout) {
         code = connection.RunText(sql, &rows);
         if (code != kEngineOk) {
-            return "its tables are not those of a company database: " + Why(code);
+            return (connection.Connected() ? "its tables are not those of a company database: "
+                                           : "it cannot be checked: ") +
+                   Why(code);
         }
     }
     return std::string();
