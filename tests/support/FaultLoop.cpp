@@ -228,7 +228,8 @@ std::string FaultLoopTest::Render(bool withMasks) {
 
 FaultLoopTest::Both FaultLoopTest::AgainstFreshInit() {
     std::string const current = Render();
-    NewManager();
+    PM_UninitComponent(); // a new manager
+    PM_InitComponent();
     int const result = Manager().Init();
     return {current, Render(), result};
 }

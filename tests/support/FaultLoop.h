@@ -92,10 +92,6 @@ protected:
     static PM::PermissionManager& Manager() {
         return PM::PermissionManager::GetThePermissionManager();
     }
-    static void NewManager() {
-        PM_UninitComponent();
-        PM_InitComponent();
-    }
     // The manager's role list and entitlement cache, (withMasks) every role's
     // mask on every cached entitlement ("masks of ROLE: ID=MASK"), sorted,
     // and then its name-sorted list.
