@@ -139,15 +139,6 @@ void Work(int w, std::string const& location, Clock::time_point deadline,
         << longest << "\n";
 }
 
-// The rows of sql at location, one a line.
-std::string Lines(std::string const& location, std::string const& sql) {
-    std::string rows = QueryElsewhere(location, sql);
-    for (std::size_t at = 0; (at = rows.find("; ", at)) != std::string::npos;) {
-        rows.replace(at, 2, "\n");
-    }
-    return rows.empty() ? rows : rows + "\n";
-}
-
 class ConcurrentCommandsTest : public EngineTest {};
 
 TEST_P(ConcurrentCommandsTest, EightProcessesKeepEveryAcknowledgedWriteAndNothingRevoked) {
@@ -206,18 +197,20 @@ TEST_P(ConcurrentCommandsTest, EightProcessesKeepEveryAcknowledgedWriteAndNothin
     EXPECT_EQ(0, verified.code) << verified.out << verified.err;
     // An assignment whose user is gone shows as "no user KEY".
     std::string const state = SortLines(
-        Lines(location, "SELECT 'user ' || name FROM users") +
-        Lines(location,
-              "SELECT 'assignment ' || coalesce(u.name, 'no user ' || a.user_key) || '|' || "
-              "r.name FROM user_roles a LEFT JOIN users u ON u.record_key = a.user_key LEFT JOIN "
-              "roles r ON r.role_id = a.role_id") +
-        Lines(location, "SELECT 'account ' || name FROM entitlements WHERE entitlement_id >= "
-                        "300000 AND is_enabled = 1") +
-        Lines(location,
-              "SELECT 'mask ' || r.name || '|' || coalesce((SELECT a.action_type FROM "
-              "role_actions a JOIN entitlements e ON e.entitlement_id = a.entitlement_id WHERE "
-              "a.role_id = r.role_id AND e.name = 'Invoices'), 0) FROM roles r WHERE r.name "
-              "LIKE 'Desk %'"));
+        QueryLines(location, "SELECT 'user ' || name FROM users") +
+        QueryLines(
+            location,
+            "SELECT 'assignment ' || coalesce(u.name, 'no user ' || a.user_key) || '|' || "
+            "r.name FROM user_roles a LEFT JOIN users u ON u.record_key = a.user_key LEFT JOIN "
+            "roles r ON r.role_id = a.role_id") +
+        QueryLines(location, "SELECT 'account ' || name FROM entitlements WHERE entitlement_id >= "
+                             "300000 AND is_enabled = 1") +
+        QueryLines(
+            location,
+            "SELECT 'mask ' || r.name || '|' || coalesce((SELECT a.action_type FROM "
+            "role_actions a JOIN entitlements e ON e.entitlement_id = a.entitlement_id WHERE "
+            "a.role_id = r.role_id AND e.name = 'Invoices'), 0) FROM roles r WHERE r.name "
+            "LIKE 'Desk %'"));
     // "-": acknowledged but lost; "+": never acknowledged, or taken away and back.
     EXPECT_EQ(SortLines(expected), state);
     if (!OnServer()) {

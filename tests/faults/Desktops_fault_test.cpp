@@ -37,10 +37,8 @@ protected:
     }
     // The company as pmctl makes it: carol holding Sales.
     void MakeCompany() {
-        for (std::vector<std::string> args : {std::vector<std::string>{"create", Location()},
-                                              {"users", "add", Location(), "carol"},
-                                              {"assign", Location(), "carol", "Sales"}}) {
-            PmctlSetUp(args, m_Dir / "setup");
+        for (char const* line : {"create F", "users add F carol", "assign F carol Sales"}) {
+            PmctlSetUp(Words(line, Location()), m_Dir / "setup");
         }
     }
     // The company opened here as a desktop keeps it.
@@ -82,36 +80,26 @@ TEST_P(DesktopTest, AnotherDesktopsChangesShowAtTheNextLoginOrInit) {
     MakeCompany();
     OpenDesktop();
     EXPECT_EQ("Invoices=yes Bills=no Checking=no", Login());
-    // What pmctl changes, then what the desktop does ("" nothing, "login",
-    // "init" and a login), and what it then sees.
+    // What pmctl changes ("" nothing), then what the desktop does ("" nothing,
+    // "login", "init" and a login), and what it then sees.
     struct Step {
-        std::vector<std::string> change;
-        char const* then;
-        char const* sees;
+        char const *change, *then, *sees;
     } const steps[] = {
-        {{"assign", Location(), "carol", "Purchasing"}, "", "Invoices=yes Bills=no Checking=no"},
-        {{}, "login", "Invoices=yes Bills=yes Checking=no"},
-        {{"roles", "edit", Location(), "Sales", "--grant", "Invoices=none"},
-         "login",
-         "Invoices=yes Bills=yes Checking=no"},
-        {{}, "init", "Invoices=no Bills=yes Checking=no"},
-        {{"unassign", Location(), "carol", "Purchasing"},
-         "login",
-         "Invoices=no Bills=no Checking=no"},
+        {"assign F carol Purchasing", "", "Invoices=yes Bills=no Checking=no"},
+        {"", "login", "Invoices=yes Bills=yes Checking=no"},
+        {"roles edit F Sales --grant Invoices=none", "login", "Invoices=yes Bills=yes Checking=no"},
+        {"", "init", "Invoices=no Bills=yes Checking=no"},
+        {"unassign F carol Purchasing", "login", "Invoices=no Bills=no Checking=no"},
         // Bookkeeper's masks are read first at the login after the edit.
-        {{"roles", "edit", Location(), "Bookkeeper", "--grant", "Bills=none"},
-         "",
-         "Invoices=no Bills=no Checking=no"},
-        {{"assign", Location(), "carol", "Bookkeeper"},
-         "login",
-         "Invoices=yes Bills=no Checking=no"},
-        {{"bank", "add", Location(), "Checking"}, "login", "Invoices=yes Bills=no Checking=no"},
-        {{}, "init", "Invoices=yes Bills=no Checking=yes"},
+        {"roles edit F Bookkeeper --grant Bills=none", "", "Invoices=no Bills=no Checking=no"},
+        {"assign F carol Bookkeeper", "login", "Invoices=yes Bills=no Checking=no"},
+        {"bank add F Checking", "login", "Invoices=yes Bills=no Checking=no"},
+        {"", "init", "Invoices=yes Bills=no Checking=yes"},
     };
     for (Step const& step : steps) {
-        SCOPED_TRACE(step.change.empty() ? std::string(step.then) : Describe(step.change));
-        if (!step.change.empty()) {
-            PmctlSetUp(step.change, m_Dir / "change");
+        SCOPED_TRACE(std::string(step.change) + " " + step.then);
+        if (*step.change != '\0') {
+            PmctlSetUp(Words(step.change, Location()), m_Dir / "change");
         }
         if (std::string(step.then) == "init") {
             EXPECT_EQ(0, m_Desktop->Manager().Init());
@@ -240,12 +228,8 @@ TEST_P(ServerRestartTest, CommandsThroughRestartsFailInWordsAndTheNextSucceeds) 
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "restarts: " << status;
     EXPECT_GE(lost, 1) << "no command was in flight at a restart";
     EXPECT_TRUE(lastSucceeded);
-    std::string stored = QueryElsewhere(
+    std::string const stored = QueryLines(
         Location(), "SELECT 'account ' || name FROM entitlements WHERE entitlement_id >= 300000");
-    for (std::size_t at = 0; (at = stored.find("; ", at)) != std::string::npos;) {
-        stored.replace(at, 2, "\n");
-    }
-    stored = stored.empty() ? stored : stored + "\n";
     EXPECT_EQ("", Missing(acknowledged, stored)) << "acknowledged but lost";
     EXPECT_EQ("", Missing(stored, acknowledged + maybe)) << "there but never acknowledged";
     EXPECT_EQ(0, RunPmctlChild({"verify", Location()}, m_Dir / "verify").code);

@@ -85,31 +85,10 @@ std::string ServerCompanyRows(std::string const& uri) {
                       "change_history: ");
 }
 
-// Whether a write bracket holds the run database: its advisory lock, which
-// every desktop's write bracket takes first.
-bool BracketOpen(pqxx::connection& monitor) {
+// A count on the monitoring connection to the server.
+int Count(pqxx::connection& monitor, std::string const& sql) {
     pqxx::nontransaction work(monitor);
-    return work.exec("SELECT count(*) FROM pg_locks l JOIN pg_database d ON d.oid = l.database "
-                     "WHERE l.locktype = 'advisory' AND l.granted AND d.datname = '" +
-                     kRunDatabase + "'")[0][0]
-               .as<int>() > 0;
-}
-
-// Waits until no connection to the run database is left: the server has
-// ended the killed command's session, committing or taking back what it was
-// doing, so that what is read after is what stays.
-void AwaitGone(pqxx::connection& monitor) {
-    Clock::time_point const start = Clock::now();
-    while (SecondsSince(start) < 10) {
-        pqxx::nontransaction work(monitor);
-        if (work.exec("SELECT count(*) FROM pg_stat_activity WHERE datname = '" + kRunDatabase +
-                      "'")[0][0]
-                .as<int>() == 0) {
-            return;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    ADD_FAILURE() << "the killed command's session outlived it";
+    return work.exec(sql)[0][0].as<int>();
 }
 
 // The command of c killed in turn, on the company at file: run +
@@ -179,16 +158,28 @@ void KillInTurn(ScratchDir const& dir, std::string const& run, std::string const
             Clock::time_point const start = Clock::now();
             pid_t const pid = StartPmctl(c.args, outputs);
             ASSERT_NE(-1, pid);
-            // On the server, whether the change is under way is asked just
-            // before the kill; a file tells by what is beside it after.
+            // On the server, whether the change is under way (a write
+            // bracket's advisory lock held) is asked just before the kill; a
+            // file tells by what is beside it after.
             bool bracket = false;
-            int const status =
-                WaitFor(pid, start, delay, [&] { bracket = server && BracketOpen(*monitor); });
+            int const status = WaitFor(pid, start, delay, [&] {
+                bracket = server && Count(*monitor, "SELECT count(*) FROM pg_locks l JOIN "
+                                                    "pg_database d ON d.oid = l.database WHERE "
+                                                    "l.locktype = 'advisory' AND l.granted AND "
+                                                    "d.datname = '" +
+                                                        kRunDatabase + "'") > 0;
+            });
             bool const killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
             ASSERT_TRUE(killed || (WIFEXITED(status) && WEXITSTATUS(status) == 0))
                 << status << ": " << ReadBytes(outputs + ".err");
-            if (server) {
-                AwaitGone(*monitor);
+            // On the server, until the server has ended the killed command's
+            // session, committing or taking back what it was doing.
+            for (Clock::time_point const since = Clock::now();
+                 server && Count(*monitor, "SELECT count(*) FROM pg_stat_activity WHERE "
+                                           "datname = '" +
+                                               kRunDatabase + "'") > 0;
+                 std::this_thread::sleep_for(std::chrono::milliseconds(2))) {
+                ASSERT_LT(SecondsSince(since), 10) << "the killed command's session outlived it";
             }
             bool const open =
                 server ? bracket

@@ -36,16 +36,6 @@ public:
 ServerCaseCount* const gServerCases =
     static_cast<ServerCaseCount*>(::testing::AddGlobalTestEnvironment(new ServerCaseCount));
 
-std::string Joined(std::vector<std::vector<std::string>> const& rows) {
-    std::string text;
-    for (auto const& row : rows) {
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            text += std::string(i > 0 ? "|" : text.empty() ? "" : "; ") + row[i];
-        }
-    }
-    return text;
-}
-
 } // namespace
 
 std::string ServerUri() {
@@ -90,9 +80,10 @@ void PrintTo(EngineKind engine, std::ostream* out) {
     *out << (engine == EngineKind::kServer ? "Server" : "SQLite");
 }
 
-std::string QueryElsewhere(std::string const& location, std::string const& sql) {
+std::string QueryElsewhere(std::string const& location, std::string const& sql,
+                           char const* separator) {
     if (location.rfind("postgresql://", 0) != 0) {
-        return QueryFile(location, sql);
+        return QueryFile(location, sql, separator);
     }
     std::vector<std::vector<std::string>> rows;
     try {
@@ -108,7 +99,12 @@ std::string QueryElsewhere(std::string const& location, std::string const& sql) 
     } catch (std::exception const& failure) {
         ADD_FAILURE() << sql << ": " << failure.what();
     }
-    return Joined(rows);
+    return JoinRows(rows, separator);
+}
+
+std::string QueryLines(std::string const& location, std::string const& sql) {
+    std::string const rows = QueryElsewhere(location, sql, "\n");
+    return rows.empty() ? rows : rows + "\n";
 }
 
 void CountServerCase(bool ran) {

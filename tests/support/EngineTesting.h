@@ -48,8 +48,10 @@ void PrintTo(EngineKind engine, std::ostream* out);
 
 // The rows sql yields through a connection of its own to location: what
 // another program sees in a company file or database, or changes there.
-// Rows as "a|b" joined by "; ".
-std::string QueryElsewhere(std::string const& location, std::string const& sql);
+// Rows as "a|b" joined by separator; or (QueryLines) one a line.
+std::string QueryElsewhere(std::string const& location, std::string const& sql,
+                           char const* separator = "; ");
+std::string QueryLines(std::string const& location, std::string const& sql);
 
 // Drops everything in the server database's public schema.
 void EmptyServerDatabase(std::string const& uri);

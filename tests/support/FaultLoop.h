@@ -81,8 +81,7 @@ protected:
     // For N = 1, 2, ...: setUp (Fresh() when empty), the Nth record operation
     // of operation fails, check; until the fault no longer fires (that clean
     // run is checked too) or a check fails. Verify refuses. Prints
-    // the number of fault points and the results, expects more than atLeast,
-    // and returns the number.
+    // the number of fault points, expects more than atLeast, and returns it.
     long Loop(std::string const& name, long atLeast, std::function<int()> const& operation,
               std::function<void(FaultRun const&)> const& check);
     void TearDown() override {
@@ -92,10 +91,6 @@ protected:
 
     static PM::PermissionManager& Manager() {
         return PM::PermissionManager::GetThePermissionManager();
-    }
-    static void NewManager() {
-        PM_UninitComponent();
-        PM_InitComponent();
     }
     // The manager's role list and entitlement cache, (withMasks) every role's
     // mask on every cached entitlement ("masks of ROLE: ID=MASK"), sorted,

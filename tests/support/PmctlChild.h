@@ -19,6 +19,7 @@
 #include <fstream>
 #include <functional>
 #include <numeric>
+#include <sstream>
 #include <string>
 #include <sys/wait.h>
 #include <thread>
@@ -47,6 +48,16 @@ inline std::string Describe(std::vector<std::string> const& args) {
     return std::accumulate(
         args.begin(), args.end(), std::string("pmctl"),
         [](std::string text, std::string const& arg) { return text + " " + arg; });
+}
+
+// The words of line, split at spaces, each "F" replaced by file.
+inline std::vector<std::string> Words(std::string const& line, std::string const& file) {
+    std::vector<std::string> words;
+    std::istringstream in(line);
+    for (std::string word; in >> word;) {
+        words.push_back(word == "F" ? file : word);
+    }
+    return words;
 }
 
 // Starts pmctl with args, standard input from /dev/null (so that no command

@@ -14,25 +14,6 @@
 
 namespace PMTest {
 
-namespace {
-
-std::string Rows(sqlite3* db, std::string const& sql) {
-    std::string rows;
-    auto row = [](void* out, int columns, char** values, char**) {
-        std::string& text = *static_cast<std::string*>(out);
-        for (int i = 0; i < columns; ++i) {
-            char const* value = values[i] != nullptr ? values[i] : "NULL";
-            text += std::string(i > 0 ? "|" : text.empty() ? "" : "; ") + value;
-        }
-        return 0;
-    };
-    EXPECT_EQ(sqlite3_exec(db, sql.c_str(), row, &rows, nullptr), SQLITE_OK)
-        << sql << ": " << sqlite3_errmsg(db);
-    return rows;
-}
-
-} // namespace
-
 std::string Query(std::string const& sql) {
     Host::detail::Engine* engine = Host::detail::CurrentEngine();
     Host::detail::TextRows rows;
@@ -42,21 +23,34 @@ std::string Query(std::string const& sql) {
     } else if (!engine->Execute(sql, &rows, &error)) {
         ADD_FAILURE() << sql << ": " << error;
     }
+    return JoinRows(rows);
+}
+
+std::string QueryFile(std::string const& path, std::string const& sql, char const* separator) {
+    sqlite3* db = nullptr;
+    EXPECT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+    Host::detail::TextRows rows;
+    auto row = [](void* out, int columns, char** values, char**) {
+        auto& row = static_cast<Host::detail::TextRows*>(out)->emplace_back();
+        for (int i = 0; i < columns; ++i) {
+            row.emplace_back(values[i] != nullptr ? values[i] : "NULL");
+        }
+        return 0;
+    };
+    EXPECT_EQ(sqlite3_exec(db, sql.c_str(), row, &rows, nullptr), SQLITE_OK)
+        << sql << ": " << sqlite3_errmsg(db);
+    sqlite3_close(db);
+    return JoinRows(rows, separator);
+}
+
+std::string JoinRows(std::vector<std::vector<std::string>> const& rows, char const* separator) {
     std::string text;
     for (auto const& row : rows) {
         for (std::size_t i = 0; i < row.size(); ++i) {
-            text += std::string(i > 0 ? "|" : text.empty() ? "" : "; ") + row[i];
+            text += (i > 0 ? "|" : text.empty() ? "" : separator) + row[i];
         }
     }
     return text;
-}
-
-std::string QueryFile(std::string const& path, std::string const& sql) {
-    sqlite3* db = nullptr;
-    EXPECT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-    std::string rows = Rows(db, sql);
-    sqlite3_close(db);
-    return rows;
 }
 
 std::string Tables() {

@@ -5,6 +5,7 @@
 #include <Util/Status.h>
 
 #include <string>
+#include <vector>
 
 namespace PMTest {
 
@@ -17,8 +18,12 @@ std::string Tables();
 // written straight into the open company file.
 void AddSample();
 // The same on the file at path, through a connection of its own: what another
-// program sees, or changes.
-std::string QueryFile(std::string const& path, std::string const& sql);
+// program sees, or changes; the rows joined by separator.
+std::string QueryFile(std::string const& path, std::string const& sql,
+                      char const* separator = "; ");
+// Rows as text: each row's fields joined by "|", the rows by separator.
+std::string JoinRows(std::vector<std::vector<std::string>> const& rows,
+                     char const* separator = "; ");
 // "ok 0", "ok 6042", "failed 19".
 std::string StatusText(Util::Status const& status);
 // The file's bytes; empty for anything but a regular file.

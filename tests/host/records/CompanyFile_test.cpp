@@ -107,22 +107,6 @@ TEST(CompanyFileTest, OpenRefusesWhatIsNotACompanyFileAndLeavesItAlone) {
     }
 }
 
-// A snapshot is the file in memory: what is written to it never reaches the
-// file.
-TEST(CompanyFileTest, ASnapshotIsTheFileInMemoryAndNothingReachesTheFile) {
-    TempPath path("snapshot");
-    std::string const tables = Sample(path);
-    std::string const before = ReadBytes(path);
-    ASSERT_EQ(Host::OpenCompanyFileSnapshot(path).message, "");
-    EXPECT_TRUE(Host::IsCompanyFileSnapshot());
-    EXPECT_EQ(Tables(), tables);
-    Query("DELETE FROM roles");
-    EXPECT_FALSE(Host::CloseAndRenameCompanyFile(path.str() + ".x").ok);
-    Host::CloseCompanyFile();
-    EXPECT_TRUE(ReadBytes(path) == before);
-    EXPECT_FALSE(std::filesystem::exists(path.str() + "-wal"));
-}
-
 // A copy holds what was committed before the bracket it is taken in; a rename
 // gives the file its new name whole and never replaces a file there.
 TEST(CompanyFileTest, ACopyHoldsWhatWasCommittedAndARenameNeverReplacesAFile) {
@@ -154,25 +138,31 @@ TEST(CompanyFileTest, ACopyHoldsWhatWasCommittedAndARenameNeverReplacesAFile) {
 
 // A file of schema version 1 (no change history) is opened as it is. Only a
 // write bracket that commits brings it to version 2, with the table that a
-// new file has; a snapshot, even one written in a bracket, and an abandoned
-// bracket leave it byte for byte.
+// new file has. A snapshot is the file in memory: what is written to it, even
+// in a bracket that commits and upgrades it, never reaches the file, nor does
+// an abandoned bracket; both leave it byte for byte.
 TEST(CompanyFileTest, AVersionOneFileIsUpgradedByItsFirstCommittedWriteBracketOnly) {
     TempPath path("version1"), fresh("version2");
     ASSERT_TRUE(Host::CreateCompanyFile(fresh).ok);
     Host::CloseCompanyFile();
-    Sample(path, "DROP TABLE change_history; PRAGMA user_version = 1");
+    std::string const tables = Sample(path, "DROP TABLE change_history; PRAGMA user_version = 1");
     std::string const older = ReadBytes(path);
     auto schema = [](std::string const& file) {
         return QueryFile(file, "PRAGMA user_version") + " " +
                QueryFile(file, "SELECT sql FROM sqlite_master WHERE name = 'change_history'");
     };
     ASSERT_TRUE(Host::OpenCompanyFileSnapshot(path).ok);
+    EXPECT_TRUE(Host::IsCompanyFileSnapshot());
+    EXPECT_EQ(Tables(), tables);
     {
         Host::WriteTransaction change;
+        Query("DELETE FROM roles");
         EXPECT_EQ(Host::CompanyFileSchemaVersion(), 2);
         EXPECT_EQ(change.Commit(), SQLITE_OK);
     }
+    EXPECT_FALSE(Host::CloseAndRenameCompanyFile(path.str() + ".x").ok);
     Host::CloseCompanyFile();
+    EXPECT_FALSE(std::filesystem::exists(path.str() + "-wal"));
     ASSERT_TRUE(Host::OpenCompanyFile(path).ok);
     EXPECT_EQ(Host::CompanyFileSchemaVersion(), 1);
     {

@@ -26,11 +26,10 @@ class RecordClassesTest : public PMTest::EngineTest {
 protected:
     void SetUp() override {
         PMTest::EngineTest::SetUp();
-        if (IsSkipped()) {
-            return;
+        if (!IsSkipped()) {
+            ASSERT_TRUE(Host::CreateCompanyFile(Location()).ok);
+            PMTest::AddSample();
         }
-        ASSERT_TRUE(Host::CreateCompanyFile(Location()).ok);
-        PMTest::AddSample();
     }
 
     DMUSRRole role;
