@@ -2,6 +2,9 @@
 // (roles, entitlements, user-role assignments, role-action masks) and the
 // host's users table. At most one company file is open at a time in a
 // process; the record classes (DMUSRRole and its siblings) work on it.
+// These functions, the record classes and the brackets are for one thread at
+// a time, as the host calls the library: their state is the process's, and
+// the file's connection is opened without SQLite's own mutexes.
 //
 // What the record classes do beyond their contract in hostapi: each operation
 // is one statement on the open company file and commits by itself unless a
