@@ -34,18 +34,7 @@ int RolesShowCommand(FileArgs const& args, std::string const& roleText, Io io) {
             return kExitOk;
         }
         io.out << roleName << " (role " << roleId << ")\n";
-        std::vector<std::string> prefixes = TreePrefixes(rows);
-        std::size_t width = 0;
-        for (std::size_t i = 0; i < rows.size(); ++i) {
-            width = std::max(width,
-                             4 * static_cast<std::size_t>(rows[i].depth + 1) + rows[i].name.size());
-        }
-        for (std::size_t i = 0; i < rows.size(); ++i) {
-            std::size_t shown =
-                4 * static_cast<std::size_t>(rows[i].depth + 1) + rows[i].name.size();
-            io.out << prefixes[i] << rows[i].name << std::string(width + 2 - shown, ' ')
-                   << (rows[i].mask == 0 ? "-" : DescribeGrant(rows[i].mask)) << "\n";
-        }
+        PrintTree(rows, io.out);
         return kExitOk;
     });
 }
