@@ -53,56 +53,47 @@ protected:
 TEST_P(RoleCreateTest, CreateRenameAndDescribeChangeTheRecordAndKeepTheGrants) {
     std::string const sales = Tree("Sales", m_File);
     std::map<std::string, std::string> const before = Descriptions();
-    struct {
-        std::string line;
-        int code;
-        std::string out; // or, when code is not 0, what follows "pmctl: FILE: " on stderr
-    } const steps[] = {
-        {"roles create F Temp", 0, "created the role Temp (role 8), with no action anywhere"},
+    Expect({
+        {"roles create F Temp", 0, "created the role Temp (role 8), with no action anywhere\n", ""},
         {"roles create F Clerks --like \"view only\"", 0,
-         "created the role Clerks (role 9), with the actions of View Only"},
+         "created the role Clerks (role 9), with the actions of View Only\n", ""},
         {"roles create F Desk --like Sales --description \"Front desk\"", 0,
-         "created the role Desk (role 10), with the actions of Sales"},
-        {"roles create F temp", 2, "there is a role named \"temp\" already"},
-        {"roles create F X --like Nope", 2, "no role named \"Nope\""},
-        {"roles copy F Sales #12", 2,
+         "created the role Desk (role 10), with the actions of Sales\n", ""},
+        {"roles create F temp", 2, "", "there is a role named \"temp\" already"},
+        {"roles create F X --like Nope", 2, "", "no role named \"Nope\""},
+        {"roles copy F Sales #12", 2, "",
          "a role name cannot be \"#12\": #N names the role whose id is N"},
-        {"roles rename F Temp Clerks", 2, "there is a role named \"Clerks\" already"},
-        {"roles rename F temp TEMP", 0, "renamed the role Temp to TEMP (role 8)"},
-        {"roles rename F Sales \"Sales Team\"", 0, "renamed the role Sales to Sales Team (role 4)"},
-        {"roles rename F TEMP xxxxxxxxxxxxxxxxxxxxxxxxxxxxxx", 2,
+        {"roles rename F Temp Clerks", 2, "", "there is a role named \"Clerks\" already"},
+        {"roles rename F temp TEMP", 0, "renamed the role Temp to TEMP (role 8)\n", ""},
+        {"roles rename F Sales \"Sales Team\"", 0,
+         "renamed the role Sales to Sales Team (role 4)\n", ""},
+        {"roles rename F TEMP xxxxxxxxxxxxxxxxxxxxxxxxxxxxxx", 2, "",
          "a role name has 1 to 29 characters: \"xxxxxxxxxxxxxxxxxxxxxxxxxxxxxx\""},
-        {"roles rename F admin Boss --force", 2,
+        {"roles rename F admin Boss --force", 2, "",
          "the role Admin holds every action on everything and cannot be edited, nor renamed: it "
          "is known by that name"},
-        {"roles rename F \"External Accountant\" Auditor", 2,
+        {"roles rename F \"External Accountant\" Auditor", 2, "",
          "the role External Accountant is one of the two predefined roles that the office needs, "
          "known by its name; --force renames it anyway"},
         {"roles rename F \"External Accountant\" Auditor --force", 0,
-         "renamed the role External Accountant to Auditor (role 2)"},
+         "renamed the role External Accountant to Auditor (role 2)\n", ""},
         {"roles describe F TEMP \"Temporary staff\"", 0,
-         "described the role TEMP (role 8): Temporary staff"},
-        {"roles describe F Desk \"\"", 0, "cleared the description of the role Desk (role 10)"},
-        {"roles describe F Admin x", 2,
+         "described the role TEMP (role 8): Temporary staff\n", ""},
+        {"roles describe F Desk \"\"", 0, "cleared the description of the role Desk (role 10)\n",
+         ""},
+        {"roles describe F Admin x", 2, "",
          "the role Admin holds every action on everything and cannot be edited, nor described "
          "anew"},
-        {"roles describe F TEMP \" x\"", 2, "the description \" x\" has a blank at its start"},
-        {"roles create F Y --description " + std::string(512, 'x'), 2,
+        {"roles describe F TEMP \" x\"", 2, "", "the description \" x\" has a blank at its start"},
+        {"roles create F Y --description " + std::string(512, 'x'), 2, "",
          "a description has at most 511 bytes; this one has 512"},
         {"roles create F OrvaneApp", 0,
-         "created the role OrvaneApp (role 11), with no action anywhere"},
-        {"roles rename F orvaneapp Bridge", 2,
+         "created the role OrvaneApp (role 11), with no action anywhere\n", ""},
+        {"roles rename F orvaneapp Bridge", 2, "",
          "the role OrvaneApp is the one that OrvaneConnect acts under, found by its name; renamed, "
          "OrvaneConnect would get a new role with the catalogue's defaults; --force renames it "
          "anyway"},
-    };
-    for (auto const& step : steps) {
-        SCOPED_TRACE(step.line);
-        PMTest::Result result = Pmctl(step.line);
-        EXPECT_EQ(step.code, result.code);
-        EXPECT_EQ(step.code == 0 ? step.out + "\n" : "", result.out);
-        EXPECT_EQ(step.code == 0 ? "" : "pmctl: " + m_File + ": " + step.out + "\n", result.err);
-    }
+    });
     std::map<std::string, std::string> const after = Descriptions();
     EXPECT_EQ(before.size() + 4, after.size());
     EXPECT_EQ(before.at("View Only"), after.at("Clerks"));
@@ -120,9 +111,7 @@ TEST_P(RoleCreateTest, CreateRenameAndDescribeChangeTheRecordAndKeepTheGrants) {
 // below it, none on Bank Feeds, the accounts and Bills). Masks: view 1,
 // create 2, print 16, full 63.
 TEST_P(RoleCreateTest, TheGrantOnTheEntitlementWinsThenItsNearestHeadingThenStar) {
-    for (char const* line : {"bank add F Checking", "bank add F Checking:Payroll"}) {
-        ASSERT_EQ(0, Pmctl(line).code) << line;
-    }
+    RunAll({"bank add F Checking", "bank add F Checking:Payroll"});
     struct {
         char const* like;
         char const* grants;
@@ -173,17 +162,13 @@ TEST_P(RoleCreateTest, TheGrantOnTheEntitlementWinsThenItsNearestHeadingThenStar
 // another file whose accounts have other ids, as it is and as {"NAME": ACTIONS}.
 TEST_P(RoleCreateTest, WhatRolesShowPrintsFeedsBackByFullName) {
     std::string const other = CopyOfCompany(m_File, "other");
-    for (char const* line : {"bank add F Checking", "bank add F Checking:Payroll",
-                             "bank add F Savings", "roles create F Banker",
-                             "roles edit F Banker --recursive --grant *=view --grant "
-                             "\"Bank Registers:Checking=full\" --grant Invoices=create"}) {
-        ASSERT_EQ(0, Pmctl(line).code) << line;
-    }
-    for (char const* line :
-         {"bank add F Savings", "bank add F Checking", "bank add F Checking:Payroll",
-          "roles create F Shown", "roles create F Named"}) {
-        ASSERT_EQ(0, Pmctl(line, other).code) << line;
-    }
+    RunAll({"bank add F Checking", "bank add F Checking:Payroll", "bank add F Savings",
+            "roles create F Banker",
+            "roles edit F Banker --recursive --grant *=view --grant "
+            "\"Bank Registers:Checking=full\" --grant Invoices=create"});
+    PMTest::RunAll({"bank add F Savings", "bank add F Checking", "bank add F Checking:Payroll",
+                    "roles create F Shown", "roles create F Named"},
+                   other);
     nlohmann::json const shown = Json("roles show F Banker");
     nlohmann::json named = nlohmann::json::object();
     for (nlohmann::json const& row : shown["entitlements"]) {
