@@ -85,21 +85,6 @@ TEST_P(RoleCommandsTest, GrantsThatCannotBeMeantAreRefused) {
     EXPECT_TRUE(Contents() == before);
 }
 
-TEST_P(RoleCommandsTest, CopyMakesANewRoleWithTheSameMasksAndListShowsIt) {
-    PMTest::Result copy = Pmctl("roles copy F Sales \"Sales East\"");
-    ASSERT_EQ(0, copy.code) << copy.err;
-    EXPECT_EQ("copied Sales to Sales East (role 8)\n", copy.out);
-    EXPECT_EQ(Json("roles show F Sales")["entitlements"], Json("roles show F #8")["entitlements"]);
-    std::string names;
-    for (nlohmann::json const& role : Json("roles list F")) {
-        names +=
-            role["name"].get<std::string>() + ":" + std::to_string(role["users"].get<int>()) + " ";
-    }
-    EXPECT_EQ("Admin:1 Bookkeeper:0 External Accountant:0 Payroll Clerk:1 Payroll Manager:0 "
-              "Purchasing:1 Sales:1 Sales East:0 View Only:0 ",
-              names);
-}
-
 INSTANTIATE_ON_BOTH_ENGINES(RoleCommandsTest);
 
 } // namespace

@@ -93,9 +93,10 @@ TEST_P(RoleCreateTest, CreateRenameAndDescribeChangeTheRecordAndKeepTheGrants) {
          "the role OrvaneApp is the one that OrvaneConnect acts under, found by its name; renamed, "
          "OrvaneConnect would get a new role with the catalogue's defaults; --force renames it "
          "anyway"},
+        {"roles copy F \"Sales Team\" East", 0, "copied Sales Team to East (role 12)\n", ""},
     });
     std::map<std::string, std::string> const after = Descriptions();
-    EXPECT_EQ(before.size() + 4, after.size());
+    EXPECT_EQ(before.size() + 5, after.size());
     EXPECT_EQ(before.at("View Only"), after.at("Clerks"));
     EXPECT_EQ(before.at("External Accountant"), after.at("Auditor"));
     EXPECT_EQ("", after.at("Desk"));
@@ -104,6 +105,7 @@ TEST_P(RoleCreateTest, CreateRenameAndDescribeChangeTheRecordAndKeepTheGrants) {
     EXPECT_EQ(Tree("View Only", m_File), Tree("Clerks", m_File));
     EXPECT_EQ(sales, Tree("Desk", m_File));
     EXPECT_EQ(sales, Tree("Sales Team", m_File));
+    EXPECT_EQ(sales, Tree("East", m_File));
     EXPECT_EQ("Sales Team", Json("explain F carol Invoices")["roles"][0]["name"]);
 }
 
