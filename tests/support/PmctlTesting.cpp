@@ -103,6 +103,12 @@ void RunAll(std::vector<std::string> const& lines, std::string const& file) {
     }
 }
 
+std::string Out(std::string const& line, std::string const& file) {
+    Result result = RunPmctl(line, file);
+    EXPECT_EQ(0, result.code) << line << ": " << result.err;
+    return result.out;
+}
+
 std::string ShippedCatalogue() {
     return PM_CATALOGUE_DIR "/catalogue.json";
 }
@@ -184,9 +190,9 @@ std::string CommandTest::Catalogue(int version, std::size_t features) const {
     return path;
 }
 
-nlohmann::json CommandTest::Json(std::string const& line) const {
-    Result result = Pmctl(line + " --json");
-    EXPECT_EQ(0, result.code) << result.err;
+nlohmann::json CommandTest::Json(std::string const& line, std::string const& file) const {
+    Result result = Pmctl(line + " --json", file);
+    EXPECT_EQ(0, result.code) << line << ": " << result.err;
     return result.code == 0 ? nlohmann::json::parse(result.out) : nlohmann::json();
 }
 

@@ -35,6 +35,8 @@ Result RunPmctl(std::string const& line, std::string const& file,
 
 // Runs each command line on file; a failure for each that does not exit 0.
 void RunAll(std::vector<std::string> const& lines, std::string const& file);
+// Runs a command line on file; a failure unless it exits 0; its standard output.
+std::string Out(std::string const& line, std::string const& file);
 
 std::string ShippedCatalogue();
 
@@ -70,6 +72,7 @@ protected:
     // A command line on the company file (or on file).
     Result Pmctl(std::string const& line) const { return RunPmctl(line, m_File); }
     void RunAll(std::vector<std::string> const& lines) const { PMTest::RunAll(lines, m_File); }
+    std::string Out(std::string const& line) const { return PMTest::Out(line, m_File); }
     Result Pmctl(std::string const& line, std::string const& file,
                  Pmctl::Prompt const& prompt = nullptr) const {
         return RunPmctl(line, file, prompt);
@@ -78,7 +81,8 @@ protected:
     // features is given, only its first features entitlements.
     std::string Catalogue(int version, std::size_t features = 0) const;
     // A read command with --json; a failure unless it exits 0; its output.
-    nlohmann::json Json(std::string const& line) const;
+    nlohmann::json Json(std::string const& line) const { return Json(line, m_File); }
+    nlohmann::json Json(std::string const& line, std::string const& file) const;
     // The role's mask on the entitlement as roles show gives it; -1 (and a
     // failure) when the entitlement is not in the role's tree.
     long RoleMask(std::string const& role, std::string const& entitlement) const;

@@ -20,9 +20,7 @@ std::string Rendered(std::string const& location) {
     std::string text;
     for (char const* line :
          {"matrix F --all --csv -", "users list F", "bank list F", "roles list F --all"}) {
-        PMTest::Result result = RunPmctl(line, location);
-        EXPECT_EQ(0, result.code) << line << ": " << result.err;
-        text += result.out;
+        text += PMTest::Out(line, location);
     }
     return text;
 }

@@ -76,12 +76,11 @@ TEST_P(NameLookupTest, EntitlementsByFullNameOrAUniqueLastPart) {
 }
 
 TEST_P(NameLookupTest, BankListPrintsTheNamesThatCheckTakes) {
-    PMTest::Result list = Pmctl("bank list F");
-    ASSERT_EQ(0, list.code) << list.err;
+    std::string const list = Out("bank list F");
     EXPECT_EQ("300000  Bank Registers:Checking\n300001  Bank Registers:Checking:Payroll\n300002  "
               "Bank Registers:Savings\n300003  Bank Registers:Savings:Payroll\n",
-              list.out);
-    std::istringstream lines(list.out);
+              list);
+    std::istringstream lines(list);
     for (std::string line; std::getline(lines, line);) {
         std::string name = line.substr(line.find("  ") + 2);
         Expect({{"check F carol \"" + name + "\" view", 1,

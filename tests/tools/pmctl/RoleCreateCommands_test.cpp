@@ -2,7 +2,6 @@
 // and the JSON that roles show --json prints.
 #include "support/PmctlTesting.h"
 
-#include <filesystem>
 #include <fstream>
 #include <map>
 #include <regex>
@@ -13,13 +12,10 @@ class RoleCreateTest : public PMTest::CommandTest {
 protected:
     // "FULLNAME=MASK" of each row of the role's tree in file, joined by " ".
     std::string Tree(std::string const& role, std::string const& file) const {
-        PMTest::Result shown = Pmctl("roles show F \"" + role + "\" --json", file);
-        EXPECT_EQ(0, shown.code) << shown.err;
         std::string text;
-        nlohmann::json const tree = nlohmann::json::parse(shown.out);
-        for (nlohmann::json const& row : tree["entitlements"]) {
-            text += row["fullName"].get<std::string>() + "=" +
-                    std::to_string(row["mask"].get<int>()) + " ";
+        nlohmann::json const shown = Json("roles show F \"" + role + "\"", file);
+        for (nlohmann::json const& row : shown["entitlements"]) {
+            text += row["fullName"].get<std::string>() + "=" + row["mask"].dump() + " ";
         }
         return text;
     }
@@ -42,7 +38,7 @@ protected:
                  {"Bank Feeds", "Bank Registers:Checking", "Bank Registers:Checking:Payroll",
                   "Sales", "Estimates", "Invoices", "Bills"}) {
                 if (row["fullName"] == name) {
-                    text += (text.empty() ? "" : " ") + std::to_string(row["mask"].get<int>());
+                    text += (text.empty() ? "" : " ") + row["mask"].dump();
                 }
             }
         }
@@ -144,20 +140,18 @@ TEST_P(RoleCreateTest, TheGrantOnTheEntitlementWinsThenItsNearestHeadingThenStar
     for (auto const& c : cases) {
         std::string const role = "R" + std::to_string(++n);
         SCOPED_TRACE(role + " " + c.grants);
-        ASSERT_EQ(0, Pmctl("roles create F " + role + (*c.like ? " --like " : "") + c.like).code);
-        PMTest::Result edit = Pmctl("roles edit F " + role + " " + c.grants);
-        ASSERT_EQ(0, edit.code) << edit.err;
-        EXPECT_EQ(0u, edit.out.find("saved the role " + role + ":\n"));
+        Out("roles create F " + role + (*c.like ? " --like " : "") + c.like);
+        std::string const edit = Out("roles edit F " + role + " " + c.grants);
+        EXPECT_EQ(0u, edit.find("saved the role " + role + ":\n"));
         if (c.out != nullptr) {
-            EXPECT_EQ("saved the role " + role + ":\n" + c.out, edit.out);
+            EXPECT_EQ("saved the role " + role + ":\n" + c.out, edit);
         }
         if (c.masks != nullptr) {
             EXPECT_EQ(c.masks, Masks(role));
         }
     }
-    PMTest::Result twice = Pmctl("roles edit F R1 --grant *=view --grant \"*=none\"");
-    EXPECT_EQ(Pmctl::kExitBadInput, twice.code);
-    EXPECT_EQ("pmctl: " + m_File + ": \"*\" is granted twice\n", twice.err);
+    Expect(
+        {{"roles edit F R1 --grant *=view --grant \"*=none\"", 2, "", "\"*\" is granted twice"}});
 }
 
 // roles show --json of a role with bank accounts, fed back into a role of
@@ -176,18 +170,13 @@ TEST_P(RoleCreateTest, WhatRolesShowPrintsFeedsBackByFullName) {
     for (nlohmann::json const& row : shown["entitlements"]) {
         named[row["fullName"].get<std::string>()] = row["actions"];
     }
-    std::ofstream(Scratch("shown.json")) << shown.dump();
-    std::ofstream(Scratch("named.json")) << named.dump();
     std::string const banker = Tree("Banker", m_File);
     EXPECT_NE(std::string::npos, banker.find(" Bank Registers:Checking:Payroll=63 "));
-    for (char const* role : {"Shown", "Named"}) {
-        SCOPED_TRACE(role);
-        std::string const json =
-            Scratch(role == std::string("Shown") ? "shown.json" : "named.json");
-        PMTest::Result edit =
-            Pmctl("roles edit F " + std::string(role) + " --from-json " + json, other);
-        EXPECT_EQ(0, edit.code) << edit.err;
-        EXPECT_EQ(banker, Tree(role, other));
+    for (auto const& [role, grants] : {std::pair{"Shown", shown}, std::pair{"Named", named}}) {
+        std::ofstream(Scratch("grants.json"), std::ios::trunc) << grants.dump();
+        PMTest::Out("roles edit F " + std::string(role) + " --from-json " + Scratch("grants.json"),
+                    other);
+        EXPECT_EQ(banker, Tree(role, other)) << role;
     }
 }
 
