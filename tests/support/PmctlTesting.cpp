@@ -21,12 +21,9 @@ namespace {
 
 // The company every test starts from, made at location.
 void MakeTemplate(std::string const& location) {
-    for (char const* line :
-         {"create F", "users add F carol", "users add F dave", "assign F carol Sales",
-          "assign F dave Purchasing", "assign F dave \"Payroll Clerk\""}) {
-        Result result = RunPmctl(line, location);
-        EXPECT_EQ(0, result.code) << line << ": " << result.err;
-    }
+    RunAll({"create F", "users add F carol", "users add F dave", "assign F carol Sales",
+            "assign F dave Purchasing", "assign F dave \"Payroll Clerk\""},
+           location);
 }
 
 // The databases on the server: the template, made once per test program
@@ -97,6 +94,19 @@ Result RunPmctl(std::string const& line, std::string const& file, Pmctl::Prompt 
     std::ostringstream err;
     int code = Pmctl::RunCommandLine(args, Pmctl::Io{out, err}, prompt);
     return {code, out.str(), err.str()};
+}
+
+void RunAll(std::vector<std::string> const& lines, std::string const& file) {
+    for (std::string const& line : lines) {
+        Result result = RunPmctl(line, file);
+        EXPECT_EQ(0, result.code) << line << ": " << result.err;
+    }
+}
+
+std::string Out(std::string const& line, std::string const& file) {
+    Result result = RunPmctl(line, file);
+    EXPECT_EQ(0, result.code) << line << ": " << result.err;
+    return result.out;
 }
 
 std::string ShippedCatalogue() {
@@ -180,9 +190,9 @@ std::string CommandTest::Catalogue(int version, std::size_t features) const {
     return path;
 }
 
-nlohmann::json CommandTest::Json(std::string const& line) const {
-    Result result = Pmctl(line + " --json");
-    EXPECT_EQ(0, result.code) << result.err;
+nlohmann::json CommandTest::Json(std::string const& line, std::string const& file) const {
+    Result result = Pmctl(line + " --json", file);
+    EXPECT_EQ(0, result.code) << line << ": " << result.err;
     return result.code == 0 ? nlohmann::json::parse(result.out) : nlohmann::json();
 }
 
@@ -199,11 +209,23 @@ long CommandTest::RoleMask(std::string const& role, std::string const& entitleme
 
 void CommandTest::RunSteps(std::vector<Step> const& steps,
                            std::function<std::string()> const& state) const {
+    std::string expected;
     for (Step const& step : steps) {
         SCOPED_TRACE(step.line);
         Result result = Pmctl(step.line);
         EXPECT_EQ(step.code, result.code) << result.err;
-        EXPECT_EQ(step.state, state());
+        expected = step.state != nullptr ? step.state : expected;
+        EXPECT_EQ(expected, state());
+    }
+}
+
+void CommandTest::Expect(std::vector<Row> const& rows) const {
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.line);
+        Result result = Pmctl(row.line);
+        EXPECT_EQ(row.code, result.code);
+        EXPECT_EQ(row.out, result.out);
+        EXPECT_EQ(row.err.empty() ? "" : "pmctl: " + m_File + ": " + row.err + "\n", result.err);
     }
 }
 

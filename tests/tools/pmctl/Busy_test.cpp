@@ -51,7 +51,7 @@ TEST_F(BusyTest, ACommandOnALockedFileExitsOneAndWritesNothing) {
         EXPECT_EQ(c.readCode, read.code);
         EXPECT_EQ(c.readErr, read.err);
         for (char const* line : {"users add F erin", "bank import F " __FILE__, "verify F --repair",
-                                 "reset F --yes"}) {
+                                 "reset F --yes", "roles edit F Sales --grant Invoices=full"}) {
             PMTest::Result write = Pmctl(line);
             EXPECT_EQ(kExitFailed, write.code) << line;
             EXPECT_EQ(c.writeErr, write.err) << line;

@@ -19,24 +19,6 @@ protected:
     std::string asked;
 };
 
-// Parsing alone: the same on any engine.
-class CommandLineParseTest : public CommandLineTest {};
-
-TEST_F(CommandLineParseTest, WhatDoesNotParseExitsTwoWithAHint) {
-    for (char const* line : {"", "nope", "info", "info F --dry-run", "assign F carol",
-                             "roles list F --grant x", "users remove F --force"}) {
-        SCOPED_TRACE(line);
-        PMTest::Result result = Pmctl(line);
-        EXPECT_EQ(kExitBadInput, result.code);
-        EXPECT_EQ(0u, result.err.find("pmctl: "));
-        EXPECT_EQ("(pmctl --help lists the commands)\n",
-                  result.err.substr(result.err.find('\n') + 1));
-    }
-    PMTest::Result help = Pmctl("--help");
-    EXPECT_EQ(0, help.code);
-    EXPECT_NE(std::string::npos, help.out.find("unassign"));
-}
-
 TEST_P(CommandLineTest, EachOptionReachesItsCommand) {
     // An invisible role, as an integrated application's role is.
     Query("UPDATE roles SET is_visible = 0 WHERE name = 'View Only'");

@@ -37,6 +37,9 @@ TEST_F(CommandRunTest, AMistypedCommandGetsTheClosestOne) {
         // Once the words name a command, what is wrong is said by the parser.
         {"users list", "pmctl: FILE is required\n"},
         {"users list F lst", "pmctl: The following argument was not expected: lst\n"},
+        {"info F --dry-run", "pmctl: The following argument was not expected: --dry-run\n"},
+        {"roles list F --grant x", "pmctl: The following arguments were not expected: x --grant\n"},
+        {"assign F carol", "pmctl: ROLE is required\n"},
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.line);

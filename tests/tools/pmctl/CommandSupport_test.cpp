@@ -5,14 +5,12 @@
 #include "support/PmctlTesting.h"
 #include "support/RecordTesting.h"
 
-#include <host/records/CompanyFile.h>
 #include <host/records/FaultPlan.h>
 
 #include <PM/Constants.h>
 
 #include <filesystem>
 #include <fstream>
-#include <sqlite3.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -144,24 +142,6 @@ TEST_P(CommandSupportTest, AChangeThatFailsHalfWayLeavesTheFileAsItWas) {
                 << name;
         }
     }
-}
-
-TEST_F(CommandSupportFileTest, AChangeWaitsForAnotherWriterAndThenWritesNothing) {
-    sqlite3* other = nullptr;
-    ASSERT_EQ(SQLITE_OK, sqlite3_open(m_File.c_str(), &other));
-    ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr));
-    std::string const before = ReadBytes(m_File);
-    int const timeout = Host::GetCompanyFileBusyTimeout();
-    Host::SetCompanyFileBusyTimeout(100);
-    PMTest::Result busy = Pmctl("roles edit F Sales --grant Invoices=full --grant Bills=view");
-    Host::SetCompanyFileBusyTimeout(timeout);
-    sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
-    sqlite3_close(other);
-    EXPECT_EQ(kExitFailed, busy.code);
-    EXPECT_EQ("pmctl: Cannot change company file '" + m_File +
-                  "': another program is writing this company file; try again.\n",
-              busy.err);
-    EXPECT_TRUE(ReadBytes(m_File) == before);
 }
 
 TEST_P(CommandSupportTest, ADryRunDoesItAllAndWritesNothing) {

@@ -20,9 +20,7 @@ std::string Rendered(std::string const& location) {
     std::string text;
     for (char const* line :
          {"matrix F --all --csv -", "users list F", "bank list F", "roles list F --all"}) {
-        PMTest::Result result = RunPmctl(line, location);
-        EXPECT_EQ(0, result.code) << line << ": " << result.err;
-        text += result.out;
+        text += PMTest::Out(line, location);
     }
     return text;
 }
@@ -37,15 +35,13 @@ protected:
         std::filesystem::create_directories(m_Dir);
         // Users with ids given up, a removed account, a name with a quote, an
         // edited role: what a copy must keep exactly.
-        for (char const* line :
-             {"create F --admin alice", "users add F carol", "users add F dave",
-              "users add F O'Brien", "assign F carol Sales", "assign F O'Brien Purchasing",
-              "bank add F Checking", "bank add F Checking:Wages", "bank add F Savings",
-              "bank remove F Savings --yes", "roles edit F Sales --grant Checking=view,print",
-              "users remove F dave --yes"}) {
-            PMTest::Result result = RunPmctl(line, m_Source);
-            ASSERT_EQ(0, result.code) << line << ": " << result.err;
-        }
+        PMTest::RunAll(
+            {"create F --admin alice", "users add F carol", "users add F dave",
+             "users add F O'Brien", "assign F carol Sales", "assign F O'Brien Purchasing",
+             "bank add F Checking", "bank add F Checking:Wages", "bank add F Savings",
+             "bank remove F Savings --yes", "roles edit F Sales --grant Checking=view,print",
+             "users remove F dave --yes"},
+            m_Source);
     }
     void TearDown() override {
         EngineTest::TearDown();

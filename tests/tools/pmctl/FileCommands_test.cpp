@@ -9,10 +9,7 @@ namespace {
 class FileCommandsTest : public PMTest::CommandTest {
 protected:
     nlohmann::json Info(std::string const& file, std::string const& catalogue = "") {
-        PMTest::Result info =
-            Pmctl("info F --json" + (catalogue.empty() ? "" : " --catalogue " + catalogue), file);
-        EXPECT_EQ(0, info.code) << info.err;
-        return nlohmann::json::parse(info.out);
+        return Json("info F" + (catalogue.empty() ? "" : " --catalogue " + catalogue), file);
     }
     // What a change that wants a copy says beside a database.
     static constexpr char const* kNoCopy =
@@ -27,9 +24,8 @@ protected:
 
 TEST_P(FileCommandsTest, CreateMakesTheDefaultsAndNeverOverwrites) {
     std::string const fresh = NewCompany("new");
-    PMTest::Result created = Pmctl("create F --admin boss", fresh);
-    ASSERT_EQ(0, created.code) << created.err;
-    EXPECT_NE(std::string::npos, created.out.find("administrator boss (user 101) holds Admin"));
+    EXPECT_NE(std::string::npos, PMTest::Out("create F --admin boss", fresh)
+                                     .find("administrator boss (user 101) holds Admin"));
     nlohmann::json info = Info(fresh);
     EXPECT_EQ("27 27 false 232 8 1",
               info["catalogue"]["version"].dump() + " " + info["storedVersion"].dump() + " " +
@@ -51,19 +47,19 @@ TEST_P(FileCommandsTest, CreateMakesTheDefaultsAndNeverOverwrites) {
 TEST_P(FileCommandsTest, OpeningWithANewerCatalogueUpgradesOnceAndAnOlderOneIsRefused) {
     std::string const old = NewCompany("old");
     std::string const version26 = Catalogue(26);
-    ASSERT_EQ(0, Pmctl("create F --catalogue " + version26, old).code);
+    PMTest::Out("create F --catalogue " + version26, old);
     EXPECT_EQ(true, Info(old)["upgradeOnNextChange"]);
 
     // A copy of the file as it was, then the upgrade and, in the same change,
     // the check of what an upgrade can leave short.
-    PMTest::Result upgrade = Pmctl("upgrade F --catalogue " + PMTest::ShippedCatalogue(), old);
-    EXPECT_EQ(0, upgrade.code) << upgrade.err;
+    std::string const upgrade =
+        PMTest::Out("upgrade F --catalogue " + PMTest::ShippedCatalogue(), old);
     if (OnServer()) {
-        EXPECT_EQ(0u, upgrade.out.find(kNoCopy)) << upgrade.out;
+        EXPECT_EQ(0u, upgrade.find(kNoCopy)) << upgrade;
     } else {
-        EXPECT_EQ(26, Info(SavedCopy(upgrade.out), version26)["storedVersion"]);
+        EXPECT_EQ(26, Info(SavedCopy(upgrade), version26)["storedVersion"]);
     }
-    EXPECT_EQ(upgrade.out.substr(upgrade.out.find('\n') + 1),
+    EXPECT_EQ(upgrade.substr(upgrade.find('\n') + 1),
               "upgraded " + old +
                   " from version 26 (216 catalogue entitlements) to 27 (216 catalogue "
                   "entitlements)\nAdmin: in order\nExternal Accountant: in order\nbank "
@@ -84,16 +80,14 @@ TEST_P(FileCommandsTest, OpeningWithANewerCatalogueUpgradesOnceAndAnOlderOneIsRe
 // A reset copies a file as it was beside it, then leaves only the
 // administrator with a role.
 TEST_P(FileCommandsTest, ResetKeepsACopyAndLeavesOnlyTheAdministratorWithARole) {
-    PMTest::Result reset = Pmctl("reset F --yes");
-    ASSERT_EQ(0, reset.code) << reset.err;
-    EXPECT_NE(std::string::npos,
-              reset.out.find("  admin: Admin\n  carol: no role\n  dave: no role\n"));
+    std::string const reset = Out("reset F --yes");
+    EXPECT_NE(std::string::npos, reset.find("  admin: Admin\n  carol: no role\n  dave: no role\n"));
     std::string const held = "SELECT count(*) FROM user_roles WHERE role_id <> 0";
     EXPECT_EQ("0", Query(held));
     if (OnServer()) {
-        EXPECT_EQ(0u, reset.out.find(kNoCopy)) << reset.out;
+        EXPECT_EQ(0u, reset.find(kNoCopy)) << reset;
     } else {
-        std::string const copy = SavedCopy(reset.out);
+        std::string const copy = SavedCopy(reset);
         EXPECT_EQ(m_File + ".", copy.substr(0, m_File.size() + 1));
         EXPECT_EQ(".bak", copy.substr(copy.size() - 4));
         EXPECT_EQ("3", PMTest::QueryFile(copy, held));

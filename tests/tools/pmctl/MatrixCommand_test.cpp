@@ -32,10 +32,8 @@ protected:
             return;
         }
         ::setenv("SOURCE_DATE_EPOCH", "1764041693", 1);
-        for (char const* line : {"bank add F Checking", "bank add F Checking:Payroll",
-                                 "bank add F \"</script><b>x\""}) {
-            ASSERT_EQ(0, Pmctl(line).code) << line;
-        }
+        RunAll(
+            {"bank add F Checking", "bank add F Checking:Payroll", "bank add F \"</script><b>x\""});
     }
     void TearDown() override {
         ::unsetenv("SOURCE_DATE_EPOCH");

@@ -18,32 +18,9 @@ protected:
         if (IsSkipped()) {
             return;
         }
-        for (char const* line :
-             {"users add F 101", "roles copy F \"View Only\" 4", "bank add F Checking",
-              "bank add F Checking:Payroll", "bank add F Savings", "bank add F Savings:Payroll",
-              "bank add F Petty", "bank remove F Petty --yes"}) {
-            PMTest::Result result = Pmctl(line);
-            ASSERT_EQ(0, result.code) << line << ": " << result.err;
-        }
-    }
-
-    // A command line, its exit code, standard output, and what follows
-    // "pmctl: FILE: " on standard error ("" for nothing there).
-    struct Row {
-        char const* line;
-        int code;
-        char const* out;
-        char const* err;
-    };
-    void Expect(std::vector<Row> const& rows) const {
-        for (Row const& row : rows) {
-            SCOPED_TRACE(row.line);
-            PMTest::Result result = Pmctl(row.line);
-            EXPECT_EQ(row.code, result.code);
-            EXPECT_EQ(row.out, result.out);
-            EXPECT_EQ(*row.err == '\0' ? "" : "pmctl: " + m_File + ": " + row.err + "\n",
-                      result.err);
-        }
+        RunAll({"users add F 101", "roles copy F \"View Only\" 4", "bank add F Checking",
+                "bank add F Checking:Payroll", "bank add F Savings", "bank add F Savings:Payroll",
+                "bank add F Petty", "bank remove F Petty --yes"});
     }
 };
 
@@ -99,16 +76,15 @@ TEST_P(NameLookupTest, EntitlementsByFullNameOrAUniqueLastPart) {
 }
 
 TEST_P(NameLookupTest, BankListPrintsTheNamesThatCheckTakes) {
-    PMTest::Result list = Pmctl("bank list F");
-    ASSERT_EQ(0, list.code) << list.err;
+    std::string const list = Out("bank list F");
     EXPECT_EQ("300000  Bank Registers:Checking\n300001  Bank Registers:Checking:Payroll\n300002  "
               "Bank Registers:Savings\n300003  Bank Registers:Savings:Payroll\n",
-              list.out);
-    std::istringstream lines(list.out);
+              list);
+    std::istringstream lines(list);
     for (std::string line; std::getline(lines, line);) {
         std::string name = line.substr(line.find("  ") + 2);
-        Expect({{("check F carol \"" + name + "\" view").c_str(), 1,
-                 ("denied: carol may not view " + name + "\n").c_str(), ""}});
+        Expect({{"check F carol \"" + name + "\" view", 1,
+                 "denied: carol may not view " + name + "\n", ""}});
     }
 }
 

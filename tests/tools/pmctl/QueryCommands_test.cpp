@@ -36,90 +36,78 @@ protected:
     }
 };
 
-struct Case {
-    char const* line;
-    int code;
-    char const* out;
-};
-
-Case const kCases[] = {
-    {"who-can F \"Stock Status\" modify", 0,
-     "who may modify Stock Status (entitlement 65):\n"
-     "  admin  full                      through Admin\n"
-     "  dave   view,create,modify,print  through Purchasing\n"},
-    {"who-can F \"stock status\"", 0,
-     "who may do anything on Stock Status (entitlement 65):\n"
-     "  admin  full                      through Admin\n"
-     "  carol  view,print                through Sales\n"
-     "  dave   view,create,modify,print  through Purchasing\n"},
-    {"who-can F \"Pay Employees\"", 0,
-     "who may do anything on Pay Employees (entitlement 111):\n"
-     "  admin  full  through Admin\n"
-     "  dave   full  through Payroll Clerk\n"},
-    {"who-can F Invoices custom", 0, "who may custom Invoices (entitlement 6):\n  nobody\n"},
-    {"explain F carol Bills create", 0,
-     "carol on Bills (entitlement 28):\n"
-     "  Sales     none\n"
-     "  together  none\n"
-     "denied: carol may not create Bills; the roles that grant it:\n"
-     "  Admin       full  not held\n"
-     "  Bookkeeper  full  not held\n"
-     "  Purchasing  full  not held\n"},
-    {"explain F dave \"Stock Status\"", 0,
-     "dave on Stock Status (entitlement 65):\n"
-     "  Purchasing     view,create,modify,print\n"
-     "  Payroll Clerk  none\n"
-     "  together       view,create,modify,print\n"
-     "denied: dave may not delete,viewbal Stock Status; the roles that grant any of them:\n"
-     "  Admin                full                not held\n"
-     "  External Accountant  view,print,viewbal  not held\n"},
-    {"explain F carol Invoices print", 0,
-     "carol on Invoices (entitlement 6):\n"
-     "  Sales     full\n"
-     "  together  full\n"
-     "allowed: carol may print Invoices\n"},
-    {"explain F carol Invoices create --as TimeClockBridge", 0,
-     "carol on Invoices (entitlement 6):\n"
-     "  Sales     full\n"
-     "  together  full\n"
-     "while TimeClockBridge acts, only its role Time Clock App counts: none\n"
-     "denied: TimeClockBridge for carol may not create Invoices; the roles that grant it:\n"
-     "  Admin       full  not held\n"
-     "  Bookkeeper  full  not held\n"
-     "  Sales       full  held\n"},
-    {"explain F carol \"Data Exchange\" delete --as OrvaneConnect", 0,
-     "carol on Data Exchange (entitlement 185):\n"
-     "  Sales     none\n"
-     "  together  none\n"
-     "while OrvaneConnect acts, only its role OrvaneApp counts: full\n"
-     "allowed: OrvaneConnect for carol may delete Data Exchange\n"},
-    {"who-can F Nowhere view", 2, ""},
-    {"who-can F Invoices view,print", 2, ""},
-    {"rights F zoe", 2, ""},
-    {"rights F carol --as Nope", 2, ""},
-    {"explain F carol Invoices fly", 2, ""},
-};
-
 TEST_P(QueryCommandsTest, EachCommandLineAnswersAsPinned) {
-    std::string const errors[] = {
-        "no entitlement named \"Nowhere\"",
-        "who-can asks about one action, not \"view,print\"",
-        "no user named \"zoe\"",
-        "no integrated application named \"Nope\" in the catalogue (applications: "
-        "OrvaneConnect, TimeClockBridge)",
-        "unknown action \"fly\" (actions: view, create, modify, delete, print, viewbal, custom, "
-        "none, full)",
-    };
-    std::size_t error = 0;
-    for (Case const& c : kCases) {
-        SCOPED_TRACE(c.line);
-        PMTest::Result result = Pmctl(c.line);
-        EXPECT_EQ(c.code, result.code) << result.err;
-        EXPECT_EQ(c.out, result.out);
-        if (c.code == 2) {
-            EXPECT_EQ("pmctl: " + m_File + ": " + errors[error++] + "\n", result.err);
-        }
-    }
+    Expect({
+        {"who-can F \"Stock Status\" modify", 0,
+         "who may modify Stock Status (entitlement 65):\n"
+         "  admin  full                      through Admin\n"
+         "  dave   view,create,modify,print  through Purchasing\n",
+         ""},
+        {"who-can F \"stock status\"", 0,
+         "who may do anything on Stock Status (entitlement 65):\n"
+         "  admin  full                      through Admin\n"
+         "  carol  view,print                through Sales\n"
+         "  dave   view,create,modify,print  through Purchasing\n",
+         ""},
+        {"who-can F \"Pay Employees\"", 0,
+         "who may do anything on Pay Employees (entitlement 111):\n"
+         "  admin  full  through Admin\n"
+         "  dave   full  through Payroll Clerk\n",
+         ""},
+        {"who-can F Invoices custom", 0, "who may custom Invoices (entitlement 6):\n  nobody\n",
+         ""},
+        {"explain F carol Bills create", 0,
+         "carol on Bills (entitlement 28):\n"
+         "  Sales     none\n"
+         "  together  none\n"
+         "denied: carol may not create Bills; the roles that grant it:\n"
+         "  Admin       full  not held\n"
+         "  Bookkeeper  full  not held\n"
+         "  Purchasing  full  not held\n",
+         ""},
+        {"explain F dave \"Stock Status\"", 0,
+         "dave on Stock Status (entitlement 65):\n"
+         "  Purchasing     view,create,modify,print\n"
+         "  Payroll Clerk  none\n"
+         "  together       view,create,modify,print\n"
+         "denied: dave may not delete,viewbal Stock Status; the roles that grant any of them:\n"
+         "  Admin                full                not held\n"
+         "  External Accountant  view,print,viewbal  not held\n",
+         ""},
+        {"explain F carol Invoices print", 0,
+         "carol on Invoices (entitlement 6):\n"
+         "  Sales     full\n"
+         "  together  full\n"
+         "allowed: carol may print Invoices\n",
+         ""},
+        {"explain F carol Invoices create --as TimeClockBridge", 0,
+         "carol on Invoices (entitlement 6):\n"
+         "  Sales     full\n"
+         "  together  full\n"
+         "while TimeClockBridge acts, only its role Time Clock App counts: none\n"
+         "denied: TimeClockBridge for carol may not create Invoices; the roles that grant it:\n"
+         "  Admin       full  not held\n"
+         "  Bookkeeper  full  not held\n"
+         "  Sales       full  held\n",
+         ""},
+        {"explain F carol \"Data Exchange\" delete --as OrvaneConnect", 0,
+         "carol on Data Exchange (entitlement 185):\n"
+         "  Sales     none\n"
+         "  together  none\n"
+         "while OrvaneConnect acts, only its role OrvaneApp counts: full\n"
+         "allowed: OrvaneConnect for carol may delete Data Exchange\n",
+         ""},
+        {"who-can F Nowhere view", 2, "", "no entitlement named \"Nowhere\""},
+        {"who-can F Invoices view,print", 2, "",
+         "who-can asks about one action, not \"view,print\""},
+        {"rights F zoe", 2, "", "no user named \"zoe\""},
+        {"rights F carol --as Nope", 2, "",
+         "no integrated application named \"Nope\" in the catalogue (applications: "
+         "OrvaneConnect, TimeClockBridge)"},
+        {"explain F carol Invoices fly", 2, "",
+         "unknown action \"fly\" (actions: view, create, modify, delete, print, viewbal, custom, "
+         "none, full)"},
+    });
 }
 
 TEST_P(QueryCommandsTest, JsonCarriesTheDecisionAndTheRolesBehindIt) {
@@ -138,25 +126,21 @@ TEST_P(QueryCommandsTest, JsonCarriesTheDecisionAndTheRolesBehindIt) {
 }
 
 TEST_P(QueryCommandsTest, RightsShowTheLibrarysAnswerOnEveryRowOfTheTree) {
-    PMTest::Result own = Pmctl("rights F carol");
-    ASSERT_EQ(0, own.code) << own.err;
-    EXPECT_EQ(0u, own.out.find("carol (user 102; roles: Sales)\n"));
+    std::string const own = Out("rights F carol");
+    EXPECT_EQ(0u, own.find("carol (user 102; roles: Sales)\n"));
     EXPECT_EQ("│   ├── Data Exchange                    -\n"
               "│   ├── Stock Status                     view,print\n"
               "│   ├── Invoices                         full\n",
-              Rows(own.out, {"Data Exchange", "Invoices", "Stock Status"}));
-    PMTest::Result app = Pmctl("rights F carol --as OrvaneConnect");
-    ASSERT_EQ(0, app.code) << app.err;
-    EXPECT_EQ(0u, app.out.find("OrvaneConnect for carol (its role OrvaneApp)\n"));
+              Rows(own, {"Data Exchange", "Invoices", "Stock Status"}));
+    std::string const app = Out("rights F carol --as OrvaneConnect");
+    EXPECT_EQ(0u, app.find("OrvaneConnect for carol (its role OrvaneApp)\n"));
     EXPECT_EQ("│   ├── Data Exchange                    full\n"
               "│   ├── Stock Status                     -\n"
               "│   ├── Invoices                         view,create,modify,print\n",
-              Rows(app.out, {"Data Exchange", "Invoices", "Stock Status"}));
+              Rows(app, {"Data Exchange", "Invoices", "Stock Status"}));
 
-    for (char const* line : {"roles edit F Purchasing --grant \"Bank Accounts=view\"",
-                             "bank add F Checking", "bank add F Checking:Payroll"}) {
-        ASSERT_EQ(0, Pmctl(line).code) << line;
-    }
+    RunAll({"roles edit F Purchasing --grant \"Bank Accounts=view\"", "bank add F Checking",
+            "bank add F Checking:Payroll"});
     nlohmann::json rows = Json("rights F dave")["entitlements"];
     EXPECT_EQ(Json("roles show F Sales")["entitlements"].size(), rows.size());
     std::string accounts;

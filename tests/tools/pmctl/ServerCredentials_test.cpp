@@ -133,22 +133,16 @@ TEST_F(CredentialsOnServerTest, APasswordFileOrTheEnvironmentStandsInForThePassw
         << none.err;
     EXPECT_NE(std::string::npos, none.err.find("fe_sendauth: no password supplied")) << none.err;
 
-    Result const named = Pmctl("users list F", m_File + "&passfile=" + passfile);
-    EXPECT_EQ(0, named.code) << named.err;
-    EXPECT_EQ(users, named.out);
+    EXPECT_EQ(users, PMTest::Out("users list F", m_File + "&passfile=" + passfile));
     environment.Set("PGPASSFILE", passfile.c_str());
-    Result const fromVariable = Pmctl("users list F");
-    EXPECT_EQ(0, fromVariable.code) << fromVariable.err;
-    EXPECT_EQ(users, fromVariable.out);
+    EXPECT_EQ(users, Out("users list F"));
 
     // The server, port and user from the environment too: the URI names the
     // database alone.
     environment.Set("PGHOST", Environment("PM_POSTGRES_SOCKET_DIR").c_str());
     std::string const database = m_File.substr(m_File.find("@/") + 2);
-    Result const bare =
-        Pmctl("users list F", "postgresql:///" + database.substr(0, database.find('?')));
-    EXPECT_EQ(0, bare.code) << bare.err;
-    EXPECT_EQ(users, bare.out);
+    EXPECT_EQ(users, PMTest::Out("users list F",
+                                 "postgresql:///" + database.substr(0, database.find('?'))));
 }
 
 } // namespace

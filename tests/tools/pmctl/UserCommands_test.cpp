@@ -35,26 +35,19 @@ TEST_P(UserCommandsTest, EachStepChangesTheHoldingsAsTold) {
 }
 
 TEST_P(UserCommandsTest, CheckAnswersAsTheHostDoesAndExplainShowsWhichRoleGrants) {
-    std::pair<char const*, int> const checks[] = {
-        {"check F carol Invoices create", 0},
-        {"check F carol bills VIEW", 1},
-        {"check F dave \"Pay Employees\" modify", 0},
-        {"check F dave Employees delete", 0},
-        {"check F admin \"Data Exchange\" modify", 0},
-        {"check F carol \"Data Exchange\" modify", 1},
-        {"check F carol \"Data Exchange\" modify --as OrvaneConnect", 0},
-    };
-    std::string said;
-    for (auto const& [line, code] : checks) {
-        PMTest::Result result = Pmctl(line);
-        EXPECT_EQ(code, result.code) << line << ": " << result.err;
-        said += result.out;
-    }
-    EXPECT_EQ("allowed: carol may create Invoices\ndenied: carol may not view Bills\nallowed: dave "
-              "may modify Pay Employees\nallowed: dave may delete Employees\nallowed: admin may "
-              "modify Data Exchange\ndenied: carol may not modify Data Exchange\nallowed: "
-              "OrvaneConnect for carol may modify Data Exchange\n",
-              said);
+    Expect({
+        {"check F carol Invoices create", 0, "allowed: carol may create Invoices\n", ""},
+        {"check F carol bills VIEW", 1, "denied: carol may not view Bills\n", ""},
+        {"check F dave \"Pay Employees\" modify", 0, "allowed: dave may modify Pay Employees\n",
+         ""},
+        {"check F dave Employees delete", 0, "allowed: dave may delete Employees\n", ""},
+        {"check F admin \"Data Exchange\" modify", 0, "allowed: admin may modify Data Exchange\n",
+         ""},
+        {"check F carol \"Data Exchange\" modify", 1,
+         "denied: carol may not modify Data Exchange\n", ""},
+        {"check F carol \"Data Exchange\" modify --as OrvaneConnect", 0,
+         "allowed: OrvaneConnect for carol may modify Data Exchange\n", ""},
+    });
 
     nlohmann::json json = Json("explain F dave \"Pay Employees\"");
     EXPECT_EQ(R"([{"actions":[],"id":5,"mask":0,"name":"Purchasing"},)"
