@@ -56,6 +56,15 @@ TEST_P(QueryCommandsTest, EachCommandLineAnswersAsPinned) {
          ""},
         {"who-can F Invoices custom", 0, "who may custom Invoices (entitlement 6):\n  nobody\n",
          ""},
+        // While an application acts, every user's session may what its role may.
+        {"who-can F \"Data Exchange\" delete --as OrvaneConnect", 0,
+         "who may delete Data Exchange (entitlement 185) while OrvaneConnect acts:\n"
+         "  admin  full  through OrvaneApp\n"
+         "  carol  full  through OrvaneApp\n"
+         "  dave   full  through OrvaneApp\n",
+         ""},
+        {"who-can F Invoices create --as TimeClockBridge", 0,
+         "who may create Invoices (entitlement 6) while TimeClockBridge acts:\n  nobody\n", ""},
         {"explain F carol Bills create", 0,
          "carol on Bills (entitlement 28):\n"
          "  Sales     none\n"
@@ -101,6 +110,9 @@ TEST_P(QueryCommandsTest, EachCommandLineAnswersAsPinned) {
         {"who-can F Invoices view,print", 2, "",
          "who-can asks about one action, not \"view,print\""},
         {"rights F zoe", 2, "", "no user named \"zoe\""},
+        {"who-can F Invoices --as Nope", 2, "",
+         "no integrated application named \"Nope\" in the catalogue (applications: "
+         "OrvaneConnect, TimeClockBridge)"},
         {"rights F carol --as Nope", 2, "",
          "no integrated application named \"Nope\" in the catalogue (applications: "
          "OrvaneConnect, TimeClockBridge)"},

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -146,3 +147,28 @@ TEST_F(CredentialsOnServerTest, APasswordFileOrTheEnvironmentStandsInForThePassw
 }
 
 } // namespace
+
+// A desktop whose server role may read but not write (the office's pm_desk)
+// reads as any desktop does; a change is refused by the server, in its words
+// and with its SQLSTATE, and nothing of it is written.
+TEST_F(CredentialsOnServerTest, ARoleThatMayOnlyReadChangesNothingAndSaysWhy) {
+    std::string const reader = "pm_reader_" + std::to_string(::getpid());
+    Query("CREATE ROLE " + reader + " LOGIN PASSWORD 'r3ader'; GRANT SELECT ON ALL TABLES IN " +
+          "SCHEMA public TO " + reader);
+    std::string const uri = "postgresql://" + reader + ":r3ader" + m_File.substr(m_File.find('@'));
+    std::string const shown =
+        "pmctl: postgresql://" + reader + ":***" + m_File.substr(m_File.find('@')) + ": ";
+    std::string const before = Contents();
+    EXPECT_EQ(Out("users list F"), PMTest::Out("users list F", uri));
+    Result const add = Pmctl("users add F bob", uri);
+    EXPECT_EQ(Pmctl::kExitFailed, add.code);
+    EXPECT_EQ(shown + "cannot add the user \"bob\": the server reported SQLSTATE 42501: "
+                      "permission denied for table users\n",
+              add.err);
+    Result const edit = Pmctl("roles edit F Sales --grant Invoices=view", uri);
+    EXPECT_EQ(Pmctl::kExitFailed, edit.code);
+    EXPECT_EQ(shown + "the role Sales could not be saved (result -1: the server reported "
+                      "SQLSTATE 42501: permission denied for table roles)\n",
+              edit.err);
+    EXPECT_EQ(before, Contents());
+}
