@@ -4,9 +4,6 @@
 #include "support/CompanyFixture.h"
 #include "support/SphereProbe.h"
 
-#include <string>
-#include <vector>
-
 namespace {
 
 using PMTest::SphereProbe;
