@@ -86,10 +86,10 @@ TEST_F(DynamicEntitlementsTest, AMoveReconcilesTheMasksNumericallyAndARenameLeav
         for (std::size_t i = 0; i < ids.size(); ++i) {
             Table()[ids[i]] = c.masks[i];
         }
-        EXPECT_EQ(PM_OK, Manager().UpdateDynamicEntitlement(
-                             (std::string("Bank Registers:") + c.from).c_str(),
-                             (std::string("Bank Registers:") + c.to).c_str()));
-        EXPECT_EQ(300002, EntitlementId((std::string("Bank Registers:") + c.to).c_str()));
+        std::string const from = "Bank Registers:" + std::string(c.from),
+                          to = "Bank Registers:" + std::string(c.to);
+        EXPECT_EQ(PM_OK, Manager().UpdateDynamicEntitlement(from.c_str(), to.c_str()));
+        EXPECT_EQ(300002, EntitlementId(to.c_str()));
         EXPECT_EQ(std::string(c.after) + "," + c.after, Masks({1, 6}, ids));
         EXPECT_EQ(c.tableAfter, TableRows(ids));
         EXPECT_EQ(c.sorted, SortedIds());
