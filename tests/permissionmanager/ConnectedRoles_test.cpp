@@ -5,10 +5,7 @@
 #include "support/SphereProbe.h"
 
 #include <cstring>
-#include <memory>
-#include <string>
 #include <tuple>
-#include <vector>
 
 namespace {
 
@@ -21,25 +18,19 @@ protected:
     std::string Available(PM::EListIncludeAdmin admin, PM::EListIncludeInvisible invisible) {
         std::unique_ptr<std::vector<PM::RoleDef>> list(
             Manager().GetAvailableRoles(admin, invisible));
-        std::string out;
-        for (PM::RoleDef const& role : *list) {
-            out += std::string(out.empty() ? "" : "|") + role.GetName().c_str() +
-                   (role.GetIsFullAccess() ? "+" : "") + (role.GetIsConnectedRole() ? "~" : "") +
+        return PMTest::Join(*list, "|", [](PM::RoleDef const& role) {
+            return role.GetName().c_str() + std::string(role.GetIsFullAccess() ? "+" : "") +
+                   (role.GetIsConnectedRole() ? "~" : "") +
                    (std::strstr(role.GetDescription(), kSuffix) ? "$" : "");
-        }
-        return out;
+        });
     }
     // The sets as "{id:min,...}" in set order.
     std::string Sets() {
-        std::string text;
-        for (PM::ConnectedEntitlementSet const& set : Access().ConnectedEntitlementSets()) {
-            std::string pairs;
-            for (auto const& [id, min] : set) {
-                pairs += (pairs.empty() ? "" : ",") + id + ":" + min;
-            }
-            text += "{" + pairs + "}";
-        }
-        return text;
+        return PMTest::Join(Access().ConnectedEntitlementSets(), "", [](auto const& set) {
+            return "{" +
+                   PMTest::Join(set, ",", [](auto const& p) { return p.first + ":" + p.second; }) +
+                   "}";
+        });
     }
 };
 

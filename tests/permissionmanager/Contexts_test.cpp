@@ -5,8 +5,6 @@
 #include "support/LogProbe.h"
 
 #include <set>
-#include <string>
-#include <vector>
 
 namespace {
 
@@ -40,11 +38,9 @@ protected:
                       : step == "R" ? Manager().RestoreContext().Succeeded()
                                     : Manager().SetContext(step.substr(2).c_str()).Succeeded();
             out += step + (ok ? " ok" : " failed") + " chain=" + Chain() +
-                   " user=" + (Manager().GetEstablishedUser() == adminUser ? "admin" : "none");
-            for (Host::LogRecord const& r : log.Records()) {
-                out += " | " + r.text;
-            }
-            out += "\n";
+                   " user=" + (Manager().GetEstablishedUser() == adminUser ? "admin" : "none") +
+                   PMTest::Join(log.Records(), "", [](auto const& r) { return " | " + r.text; }) +
+                   "\n";
         }
         return out;
     }

@@ -6,10 +6,6 @@
 #include <PM/Constants.h>
 #include <host/records/FaultPlan.h>
 
-#include <memory>
-#include <string>
-#include <vector>
-
 namespace {
 
 int const kBank = PM::BankAccountsEntitlementId;
@@ -20,12 +16,9 @@ protected:
     std::map<int, long>& Table() { return *Access().GetCurrentActionCache(); }
     // The user's table on ids, "-" where it has no row.
     std::string TableRows(std::vector<int> const& ids) {
-        std::string text;
-        for (int id : ids) {
-            text += (text.empty() ? "" : ",") +
-                    (Table().count(id) != 0 ? std::to_string(Table()[id]) : "-");
-        }
-        return text;
+        return PMTest::Join(ids, ",", [&](int id) {
+            return Table().count(id) != 0 ? std::to_string(Table()[id]) : "-";
+        });
     }
     // name|category|attrs|enabled visible
     std::string Describe(int id) {
@@ -39,11 +32,9 @@ protected:
     }
     // The dynamic ids in name order.
     std::string SortedIds() {
-        std::string text;
-        for (PM::EntitlementDef const& row : Access().SortedEntitlements()) {
-            text += row.GetId() >= 300000 ? std::to_string(row.GetId()) + " " : "";
-        }
-        return text;
+        return PMTest::Join(Access().SortedEntitlements(), "", [](PM::EntitlementDef const& row) {
+            return row.GetId() >= 300000 ? std::to_string(row.GetId()) + " " : "";
+        });
     }
 };
 
@@ -95,10 +86,10 @@ TEST_F(DynamicEntitlementsTest, AMoveReconcilesTheMasksNumericallyAndARenameLeav
         for (std::size_t i = 0; i < ids.size(); ++i) {
             Table()[ids[i]] = c.masks[i];
         }
-        EXPECT_EQ(PM_OK, Manager().UpdateDynamicEntitlement(
-                             (std::string("Bank Registers:") + c.from).c_str(),
-                             (std::string("Bank Registers:") + c.to).c_str()));
-        EXPECT_EQ(300002, EntitlementId((std::string("Bank Registers:") + c.to).c_str()));
+        std::string const from = "Bank Registers:" + std::string(c.from),
+                          to = "Bank Registers:" + std::string(c.to);
+        EXPECT_EQ(PM_OK, Manager().UpdateDynamicEntitlement(from.c_str(), to.c_str()));
+        EXPECT_EQ(300002, EntitlementId(to.c_str()));
         EXPECT_EQ(std::string(c.after) + "," + c.after, Masks({1, 6}, ids));
         EXPECT_EQ(c.tableAfter, TableRows(ids));
         EXPECT_EQ(c.sorted, SortedIds());

@@ -5,10 +5,7 @@
 #include <host/records/FaultPlan.h>
 #include <host/users/CompanyUsers.h>
 
-#include <memory>
-#include <string>
 #include <tuple>
-#include <vector>
 
 namespace {
 
@@ -17,36 +14,31 @@ protected:
     // The roles and entitlements the caches hold and every role's mask on
     // every entitlement.
     std::string Contents() {
-        std::string text;
         std::vector<int> roles, ids;
-        for (PM::RoleObject const& role : *Manager().GetRoleCache()) {
-            text += std::string(role.GetName().c_str()) + ":" + std::to_string(role.GetId()) + ",";
+        std::string text = PMTest::Join(*Manager().GetRoleCache(), ",", [&](auto const& role) {
             roles.push_back(role.GetId());
-        }
-        for (PM::EntitlementObject const& row : *Manager().GetEntitlementCache()) {
-            text += std::to_string(row.m_Id) + ":" + row.m_Name.c_str() + ",";
-            ids.push_back(row.m_Id);
-        }
-        return text + Masks(roles, ids);
+            return std::string(role.GetName().c_str()) + ":" + std::to_string(role.GetId());
+        });
+        text += "|" + PMTest::Join(*Manager().GetEntitlementCache(), ",", [&](auto const& row) {
+                    ids.push_back(row.m_Id);
+                    return std::to_string(row.m_Id) + ":" + row.m_Name.c_str();
+                });
+        return text + "|" + Masks(roles, ids);
     }
     std::string RolesOf(int user) {
         std::unique_ptr<std::vector<int>> ids(Manager().GetUserRoleIds(user));
-        std::string text;
-        for (int id : *ids) {
-            text += std::to_string(id) + " ";
-        }
-        return text;
+        return PMTest::Join(*ids, " ", [](int id) { return std::to_string(id); });
     }
 };
 
 TEST_F(FactoryDefaultsTest, AnEmptiedFileIsFilledAgainAndOnlyTheAdministratorGetsRoleZero) {
     std::string const fresh = Contents();
-    EXPECT_EQ("0 ", RolesOf(adminUser));
+    EXPECT_EQ("0", RolesOf(adminUser));
     ASSERT_EQ(PM_OK, Manager().ResetToFactoryDefaults());
     EXPECT_EQ("", RolesOf(adminUser));
     ASSERT_EQ(PM_OK, Manager().SetDefaultRoles());
     EXPECT_EQ(fresh, Contents());
-    EXPECT_EQ("0 ", RolesOf(adminUser));
+    EXPECT_EQ("0", RolesOf(adminUser));
     EXPECT_EQ(PM_ERROR, Manager().SetDefaultRoles()); // a populated file is not filled twice
 
     ASSERT_EQ(PM_OK, Manager().ResetToFactoryDefaults());

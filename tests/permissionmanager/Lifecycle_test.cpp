@@ -2,8 +2,6 @@
 // the established user.
 #include "support/CompanyFixture.h"
 
-#include <string>
-
 namespace {
 
 class LifecycleTest : public PMTest::CompanyFixture {};

@@ -2,10 +2,6 @@
 // under headings (Listings).
 #include "support/CompanyFixture.h"
 
-#include <memory>
-#include <string>
-#include <vector>
-
 namespace {
 
 using PM::EntitlementDef;
@@ -34,19 +30,12 @@ char const kTree[] = R"({"format": 1, "features": [
 // Rows as "name:mask" ("!" when disabled); headings as "[label@category]".
 std::string Render(std::vector<EntitlementDef>* list) {
     std::unique_ptr<std::vector<EntitlementDef>> owned(list);
-    if (owned == nullptr) {
-        return "null";
-    }
-    std::string out;
-    for (EntitlementDef const& row : *owned) {
-        out += (out.empty() ? "" : "|") +
-               (row.GetId() == -1
-                    ? "[" + std::string(row.GetName().c_str()) + "@" +
-                          std::to_string(row.GetCategory()) + "]"
-                    : std::string(row.GetName().c_str()) + ":" + std::to_string(row.GetAction()) +
-                          (row.IsEnabled() ? "" : "!"));
-    }
-    return out;
+    return owned == nullptr ? "null" : PMTest::Join(*owned, "|", [](EntitlementDef const& row) {
+        std::string const name = row.GetName().c_str();
+        return row.GetId() == -1
+                   ? "[" + name + "@" + std::to_string(row.GetCategory()) + "]"
+                   : name + ":" + std::to_string(row.GetAction()) + (row.IsEnabled() ? "" : "!");
+    });
 }
 
 class ListingsTest : public PMTest::CompanyFixture {

@@ -2,21 +2,15 @@
 // protected, a deleted role's assignments and masks gone with it.
 #include "support/CompanyFixture.h"
 
-#include <memory>
-#include <string>
-#include <vector>
-
 namespace {
 
 class RoleCacheTest : public PMTest::CompanyFixture {
 protected:
     // The role list in its order, as "name:id," rows.
     std::string Roles() {
-        std::string out;
-        for (PM::RoleObject const& role : *Manager().GetRoleCache()) {
-            out += std::string(role.GetName().c_str()) + ":" + std::to_string(role.GetId()) + ",";
-        }
-        return out;
+        return PMTest::Join(*Manager().GetRoleCache(), "", [](PM::RoleObject const& role) {
+            return std::string(role.GetName().c_str()) + ":" + std::to_string(role.GetId()) + ",";
+        });
     }
 };
 

@@ -4,10 +4,7 @@
 
 #include <host/records/FaultPlan.h>
 
-#include <memory>
-#include <string>
 #include <tuple>
-#include <vector>
 
 namespace {
 

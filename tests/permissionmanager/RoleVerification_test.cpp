@@ -5,8 +5,6 @@
 
 #include <host/records/FaultPlan.h>
 
-#include <string>
-
 namespace {
 
 class RoleVerificationTest : public PMTest::CompanyFixture {
@@ -18,9 +16,7 @@ protected:
         Host::FaultPlan::Get().ResetCounts();
         std::string out = "A=" + std::to_string(Manager().VerifyAdminRoleAccess(repair));
         out += " E=" + std::to_string(Manager().VerifyExternalAccountantRoleAccess(repair));
-        for (Host::LogRecord const& r : log.Records()) {
-            out += " | " + r.text;
-        }
+        out += PMTest::Join(log.Records(), "", [](auto const& r) { return " | " + r.text; });
         long const writes = Host::FaultPlan::Get().Calls("DMUSRRoleAction::Update") +
                             Host::FaultPlan::Get().Calls("DMUSRRoleAction::Add");
         return out + " writes=" + std::to_string(writes);

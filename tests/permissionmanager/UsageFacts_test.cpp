@@ -4,9 +4,6 @@
 #include "support/CompanyFixture.h"
 #include "support/SphereProbe.h"
 
-#include <string>
-#include <vector>
-
 namespace {
 
 using PMTest::SphereProbe;
@@ -22,6 +19,7 @@ TEST_F(UsageFactsTest, CountsAndCombinationsAreSentAsFarAsTheModuleTakesThem) {
                "UM_NUM_ROLES_NOT_PM_PP_COMBI=" + others + "@0\n";
     };
     std::string const custom = "UM_CUSTOM_ROLE_ENTITLEMENT=";
+    int const facts = SphereProbe::kFacts, both = SphereProbe::kFacts | SphereProbe::kLimit;
     struct Case {
         std::vector<long> purchasing; // on 109 to 113
         int exports;
@@ -29,20 +27,11 @@ TEST_F(UsageFactsTest, CountsAndCombinationsAreSentAsFarAsTheModuleTakesThem) {
         std::string facts;
     } const cases[] = {
         // Without a custom role the limit is not asked for: 3, padded to one below.
-        {{0, 0, 0, 0, 0},
-         SphereProbe::kFacts,
-         1,
-         counts("3") + custom + "00000@0\n" + custom + "00000@1\n"},
+        {{0, 0, 0, 0, 0}, facts, 1, counts("3") + custom + "00000@0\n" + custom + "00000@1\n"},
         // One character per id, in the order 109, 112, 110, 111, 113.
-        {{1, 1, 0, 0, 0},
-         SphereProbe::kFacts | SphereProbe::kLimit,
-         3,
-         counts("4") + custom + "10100@0\n" + custom + "00000@1\n"},
-        {{0, 0, 63, 1, 1},
-         SphereProbe::kFacts | SphereProbe::kLimit,
-         1,
-         counts("4") + custom + "01011@0\n"},
-        {{1, 1, 0, 0, 0}, SphereProbe::kFacts, 3, counts("4")}, // no limit: no combination
+        {{1, 1, 0, 0, 0}, both, 3, counts("4") + custom + "10100@0\n" + custom + "00000@1\n"},
+        {{0, 0, 63, 1, 1}, both, 1, counts("4") + custom + "01011@0\n"},
+        {{1, 1, 0, 0, 0}, facts, 3, counts("4")}, // no limit: no combination
         {{1, 1, 0, 0, 0}, SphereProbe::kLimit, 3, ""},
     };
     for (Case const& c : cases) {

@@ -1,6 +1,7 @@
 // The role record with its entitlement list: copies own their lists, and a
 // source without a list gives a copy without one.
 #include <PM/RoleObject.h>
+#include <support/TextJoin.h>
 
 #include <gtest/gtest.h>
 
@@ -19,13 +20,9 @@ std::string Show(RoleObject const& role) {
     std::string out = std::string(role.GetName().c_str()) + "/" + std::to_string(role.GetId()) +
                       "/" + std::to_string(role.IsVisible()) + ":";
     List const* list = role.GetEntitlementObjList();
-    if (list == nullptr) {
-        return out + "no list";
-    }
-    for (EntitlementObject const& entry : *list) {
-        out += std::to_string(entry.m_Id) + ",";
-    }
-    return out;
+    return out + (list == nullptr ? "no list" : PMTest::Join(*list, "", [](auto const& entry) {
+               return std::to_string(entry.m_Id) + ",";
+           }));
 }
 
 TEST(RoleObjectTest, CopiesOwnTheirListsAndAListlessSourceGivesNone) {

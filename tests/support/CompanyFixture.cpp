@@ -39,15 +39,13 @@ int CompanyFixture::EntitlementId(char const* name) {
 }
 
 std::string CompanyFixture::Masks(std::vector<int> const& roles, std::vector<int> const& ids) {
-    std::string text;
-    for (int role : roles) {
-        for (int id : ids) {
+    return Join(roles, ",", [&](int role) {
+        return Join(ids, ",", [&](int id) {
             long mask = 0;
             bool found = Manager().GetRoleActionAssociation(role, id, &mask) == PM_OK;
-            text += (text.empty() ? "" : ",") + (found ? std::to_string(mask) : "-");
-        }
-    }
-    return text;
+            return found ? std::to_string(mask) : "-";
+        });
+    });
 }
 
 void CompanyFixture::SetMasks(std::vector<int> const& roles, std::vector<int> const& ids,

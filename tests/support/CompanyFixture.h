@@ -4,6 +4,7 @@
 #pragma once
 
 #include "support/PermissionManagerTestAccess.h"
+#include "support/TextJoin.h"
 
 #include <host/company/Company.h>
 

@@ -37,16 +37,12 @@ std::string Masks(std::string const& ids) {
 
 std::string Render(std::vector<PM::EntitlementDef>* list) {
     std::unique_ptr<std::vector<PM::EntitlementDef>> owned(list);
-    std::string rows = owned == nullptr ? "null" : "";
-    for (std::size_t i = 0; owned != nullptr && i < owned->size(); ++i) {
-        PM::EntitlementDef const& e = (*owned)[i];
-        rows += (i > 0 ? "; " : "") + std::to_string(e.GetId()) + "|" + e.GetName().c_str();
-        for (long field :
-             {long(e.GetCategory()), e.GetAttrs(), long(e.IsVisible()), long(e.IsEnabled())}) {
-            rows += "|" + std::to_string(field);
-        }
-    }
-    return rows;
+    return owned == nullptr ? "null" : Join(*owned, "; ", [](PM::EntitlementDef const& e) {
+        std::initializer_list<long> const fields = {long(e.GetCategory()), e.GetAttrs(),
+                                                    long(e.IsVisible()), long(e.IsEnabled())};
+        return std::to_string(e.GetId()) + "|" + e.GetName().c_str() + "|" +
+               Join(fields, "|", [](long field) { return std::to_string(field); });
+    });
 }
 
 void StoreFixture::TearDown() {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "support/RecordTesting.h"
+#include "support/TextJoin.h"
 
 #include <PM/ResultCodes.h>
 #include <PM/URPStore.h>

@@ -5,9 +5,6 @@
 #include <PM/URPStoreCIndexAdaptor.h>
 #include <URPStoreCIndex.h>
 
-#include <string>
-#include <vector>
-
 namespace {
 
 class URPStoreCIndexAdaptorTest : public PMTest::StoreFixture {};

@@ -6,10 +6,8 @@
 #include <support/StoreTesting.h>
 #include <support/VerifyProbe.h>
 
-#include <string>
 #include <tuple>
 #include <utility>
-#include <vector>
 
 namespace {
 

@@ -1,6 +1,7 @@
 // The users table of the company file and the user manager over it.
 #include <host/records/CompanyFile.h>
 #include <host/users/CompanyUsers.h>
+#include <support/TextJoin.h>
 
 #include <gtest/gtest.h>
 
@@ -22,17 +23,15 @@ TEST(CompanyUsersTest, IdsAndKeysAreNeverIssuedTwice) {
     }
     EXPECT_EQ(Host::AddCompanyUser("boss", false, &error), -1);
     EXPECT_EQ(error, "a user named 'boss' exists already");
-    std::string removed;
-    for (int userId : {103, 103, 999}) {
-        removed += Host::RemoveCompanyUser(userId) ? "yes " : "no ";
-    }
-    EXPECT_EQ(removed, "yes no no ");
+    EXPECT_EQ(
+        PMTest::Join(std::initializer_list<int>{103, 103, 999}, " ",
+                     [](int userId) { return Host::RemoveCompanyUser(userId) ? "yes" : "no"; }),
+        "yes no no");
     EXPECT_EQ(Host::AddCompanyUser("chief", true, &error), 104);
-    std::string users;
-    for (Host::CompanyUser const& user : Host::ListCompanyUsers()) {
-        users += std::to_string(user.userId) + "/" + std::to_string(user.recordKey) + "/" +
-                 user.name + (user.isAdmin ? "/admin " : " ");
-    }
+    std::string const users = PMTest::Join(Host::ListCompanyUsers(), "", [](auto const& user) {
+        return std::to_string(user.userId) + "/" + std::to_string(user.recordKey) + "/" +
+               user.name + (user.isAdmin ? "/admin " : " ");
+    });
     Host::CompanyUserManager manager;
     EXPECT_EQ(
         users + "admin=" + std::to_string(manager.GetAdminUserId()) +
