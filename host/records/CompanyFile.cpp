@@ -228,7 +228,8 @@ void CloseRefused(sqlite3* db, bool logWasBeside) {
 sqlite3* OpenForSnapshot(std::string const& path, bool logWasBeside, std::string* reason,
                          bool* busy) {
     sqlite3* db = nullptr;
-    int rc = sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+    int rc =
+        sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     if (rc == SQLITE_OK) {
         Patient(db);
         *reason = detail::CheckContents(db);
@@ -271,7 +272,8 @@ sqlite3* CopyIntoMemory(sqlite3* source, std::string* error) {
     }
     sqlite3* memory = nullptr;
     int rc =
-        sqlite3_open_v2(kMemoryPath, &memory, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+        sqlite3_open_v2(kMemoryPath, &memory,
+                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
     if (rc == SQLITE_OK) {
         rc = sqlite3_deserialize(memory, "main", image, size, size,
                                  SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_RESIZEABLE);
@@ -422,7 +424,8 @@ CompanyFileResult CreateCompanyFile(std::string const& path) {
     }
     ::close(fd);
     sqlite3* db = nullptr;
-    int rc = sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+    int rc =
+        sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     std::string error = rc == SQLITE_OK ? Configure(db, false) : sqlite3_errmsg(db);
     if (error.empty()) {
         error = CreateSchema(db);
@@ -450,7 +453,8 @@ CompanyFileResult OpenCompanyFile(std::string const& path) {
     // file has passed, and a connection that only read leaves nothing behind.
     bool logWasBeside = FileExists(path + "-wal");
     sqlite3* db = nullptr;
-    int rc = sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+    int rc =
+        sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     if (rc != SQLITE_OK) {
         reason = std::string("it cannot be opened for writing: ") + sqlite3_errmsg(db);
     } else if (sqlite3_db_readonly(db, "main") != 0) {
@@ -502,7 +506,9 @@ CompanyFileResult OpenInMemoryCompanyFile() {
                        "the company file '" + CurrentCompanyFilePath() + "' is open");
     }
     sqlite3* db = nullptr;
-    int rc = sqlite3_open_v2(kMemoryPath, &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+    int rc =
+        sqlite3_open_v2(kMemoryPath, &db,
+                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
     std::string error = rc == SQLITE_OK ? Configure(db, true) : sqlite3_errmsg(db);
     if (error.empty()) {
         error = CreateSchema(db);

@@ -52,8 +52,8 @@ Connected(std::string const& uri, char const* verb,
         // A connection lost while checking (the server restarting), or a
         // lock another program held past the busy timeout, refuses nothing
         // about the database: the same command may work later.
-        unreachable = !reason.empty() &&
-                      (!connection->Connected() || IsBusyCode(connection->LastFailure()));
+        unreachable =
+            !reason.empty() && (!connection->Connected() || IsBusyCode(connection->LastFailure()));
     }
     if (!reason.empty()) {
         *refused = Refused(verb, shown, reason, unreachable);
