@@ -97,8 +97,17 @@ std::string TemporaryPath() {
 }
 
 // Runs one pmctl command on the demo's file and prints it as a terminal would
-// show it: the command line, then its output, indented.
-void Show(std::string const& shown, std::function<int(Io)> const& command, std::ostream& out) {
+// show it: the command line, then its output, indented. A change is recorded
+// in the history in the words shown, without the file, as pmctl records the
+// command an administrator types.
+void Show(FileArgs& file, std::string const& shown, std::function<int(Io)> const& command,
+          std::ostream& out) {
+    std::string words = shown;
+    std::size_t const at = words.find(" " + file.file);
+    if (at != std::string::npos) {
+        words.erase(at, file.file.size() + 1);
+    }
+    file.command = words;
     std::ostringstream printed;
     int code = command(Io{printed, printed});
     out << "\n  $ pmctl " << shown << "\n";
@@ -114,63 +123,62 @@ void Show(std::string const& shown, std::function<int(Io)> const& command, std::
 // The second half of the tour: the same file through pmctl's commands.
 void CommandTour(std::string const& path, std::string const& catalogue, std::ostream& out) {
     FileArgs file{path, catalogue, false};
-    file.command = "demo"; // what the history says made the tour's changes
     std::string const f = path;
     out << "\n4. The same file through pmctl's commands\n";
     Show(
-        "info " + f, [&](Io io) { return InfoCommand(file, io); }, out);
+        file, "info " + f, [&](Io io) { return InfoCommand(file, io); }, out);
     Show(
-        "assign " + f + " erin \"View Only\"",
+        file, "assign " + f + " erin \"View Only\"",
         [&](Io io) { return AssignCommand(file, "erin", "View Only", io); }, out);
     Show(
-        "check " + f + " erin Invoices view",
+        file, "check " + f + " erin Invoices view",
         [&](Io io) { return CheckCommand(file, "erin", "Invoices", "view", "", io); }, out);
     Show(
-        "check " + f + " erin Invoices delete",
+        file, "check " + f + " erin Invoices delete",
         [&](Io io) { return CheckCommand(file, "erin", "Invoices", "delete", "", io); }, out);
     Show(
-        "explain " + f + " dave \"Pay Employees\"",
+        file, "explain " + f + " dave \"Pay Employees\"",
         [&](Io io) { return ExplainCommand(file, "dave", "Pay Employees", "", "", io); }, out);
     Show(
-        "unassign " + f + " dave Purchasing",
+        file, "unassign " + f + " dave Purchasing",
         [&](Io io) { return UnassignCommand(file, "dave", "Purchasing", io); }, out);
     Show(
-        "roles copy " + f + " Sales \"Sales East\"",
+        file, "roles copy " + f + " Sales \"Sales East\"",
         [&](Io io) { return RolesCopyCommand(file, "Sales", "Sales East", io); }, out);
     Show(
-        "roles edit " + f + " \"Sales East\" --grant \"Bills=view,create\"",
+        file, "roles edit " + f + " \"Sales East\" --grant \"Bills=view,create\"",
         [&](Io io) {
             return RolesEditCommand(file, "Sales East", {"Bills=view,create"}, "", false, io);
         },
         out);
     Show(
-        "assign " + f + " carol \"Sales East\"",
+        file, "assign " + f + " carol \"Sales East\"",
         [&](Io io) { return AssignCommand(file, "carol", "Sales East", io); }, out);
     Show(
-        "check " + f + " carol Bills create",
+        file, "check " + f + " carol Bills create",
         [&](Io io) { return CheckCommand(file, "carol", "Bills", "create", "", io); }, out);
     Show(
-        "bank add " + f + " Checking", [&](Io io) { return BankAddCommand(file, "Checking", io); },
-        out);
+        file, "bank add " + f + " Checking",
+        [&](Io io) { return BankAddCommand(file, "Checking", io); }, out);
     Show(
-        "bank add " + f + " Checking:Payroll",
+        file, "bank add " + f + " Checking:Payroll",
         [&](Io io) { return BankAddCommand(file, "Checking:Payroll", io); }, out);
     Show(
-        "bank list " + f, [&](Io io) { return BankListCommand(file, io); }, out);
+        file, "bank list " + f, [&](Io io) { return BankListCommand(file, io); }, out);
     Show(
-        "check " + f + " admin \"Bank Registers:Checking:Payroll\" viewbal",
+        file, "check " + f + " admin \"Bank Registers:Checking:Payroll\" viewbal",
         [&](Io io) {
             return CheckCommand(file, "admin", "Bank Registers:Checking:Payroll", "viewbal", "",
                                 io);
         },
         out);
     Show(
-        "verify " + f, [&](Io io) { return VerifyCommand(file, false, false, io); }, out);
+        file, "verify " + f, [&](Io io) { return VerifyCommand(file, false, false, io); }, out);
     Show(
-        "matrix " + f + " --html " + f + ".html",
+        file, "matrix " + f + " --html " + f + ".html",
         [&](Io io) { return MatrixCommand(file, path + ".html", "", false, io); }, out);
     Show(
-        "assign " + f + " carol Clerk",
+        file, "assign " + f + " carol Clerk",
         [&](Io io) { return AssignCommand(file, "carol", "Clerk", io); }, out);
 }
 
