@@ -105,7 +105,7 @@ std::unique_ptr<Company> Company::Open(std::string const& path, CompanyOptions c
                                  ? OpenCompanyFileSnapshot(path)
                                  : OpenCompanyFile(path);
     if (!file.ok) {
-        problem->refused = !file.busy && !file.unreachable;
+        problem->refused = !file.busy;
         problem->message = file.message;
         return nullptr;
     }

@@ -25,6 +25,9 @@ CompanyFileResult Refused(char const* verb, std::string const& shown, std::strin
                           bool unreachable = false) {
     CompanyFileResult result;
     result.reason = reason;
+    // Not refused: the same command may work later, for every caller that
+    // asks busy (CompanyFile.h).
+    result.busy = unreachable;
     result.unreachable = unreachable;
     result.message =
         std::string("Cannot ") + verb + " company database '" + shown + "': " + reason + ".";

@@ -184,6 +184,11 @@ TEST(CopyCommandRefusalsTest, ALocationThatCannotBeCopiedFromOrToIsRefused) {
     std::ofstream(text) << "not a company\n";
     std::string const kNotSqlite =
         ": it is not an SQLite database (its first 16 bytes are not \"SQLite format 3\")\n";
+    std::string const nowhere = "postgresql://nobody@/books?port=1&host=" + dir; // no server there
+    std::string const kUnreachable =
+        ": it cannot be reached: the connection to the server failed (SQLSTATE 08001: connection "
+        "to server on socket \"" +
+        dir + "/.s.PGSQL.1\" failed: No such file or directory)\n";
     struct Case {
         std::string line;
         int code;
@@ -194,6 +199,9 @@ TEST(CopyCommandRefusalsTest, ALocationThatCannotBeCopiedFromOrToIsRefused) {
         {"copy " + source + " " + text + " --replace", 2, "pmctl: " + text + kNotSqlite},
         {"copy " + source + " " + dir + "/missing/new.pmco", 1,
          "pmctl: " + dir + "/missing/new.pmco: No such file or directory\n"},
+        // A server that does not answer is "try again", either way.
+        {"copy " + source + " " + nowhere, 1, "pmctl: " + nowhere + kUnreachable},
+        {"copy " + nowhere + " " + dir + "/new.pmco", 1, "pmctl: " + nowhere + kUnreachable},
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.line);
