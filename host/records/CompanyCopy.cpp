@@ -169,17 +169,25 @@ std::string Literal(std::string const& field, bool null) {
 std::string Fill(Engine& engine, bool server, std::vector<Rows> const& source, bool replace,
                  bool* occupied) {
     std::string error;
-    std::vector<Rows> held;
-    if (!ReadTables(engine, server, &held, &error)) {
-        return "it cannot be read: " + error;
-    }
+    // What the destination holds, counted: its rows need not be read.
+    std::vector<long> held;
     long rows = 0;
     for (std::size_t t = 0; t < source.size(); ++t) {
-        if (source[t].present && !held[t].present) {
-            return std::string("it has no table ") + kCopiedTables[t].name +
+        CopiedTable const& table = kCopiedTables[t];
+        error.clear();
+        bool const present = Has(engine, server, table, &error);
+        TextRows count;
+        if (!error.empty() ||
+            (present &&
+             !engine.Execute(std::string("SELECT count(*) FROM ") + table.name, &count, &error))) {
+            return "it cannot be read: " + error;
+        }
+        if (source[t].present && !present) {
+            return std::string("it has no table ") + table.name +
                    " for the source's rows: its schema version is older";
         }
-        rows += static_cast<long>(held[t].fields.size());
+        held.push_back(present ? Number(count) : 0);
+        rows += held.back();
     }
     if (rows > 0 && !replace) {
         *occupied = true;
@@ -187,7 +195,7 @@ std::string Fill(Engine& engine, bool server, std::vector<Rows> const& source, b
     }
     for (std::size_t t = 0; t < source.size(); ++t) {
         TextRows none;
-        if (!held[t].fields.empty() &&
+        if (held[t] > 0 &&
             !engine.Execute(std::string("DELETE FROM ") + kCopiedTables[t].name, &none, &error)) {
             return "what it held cannot be removed: " + error;
         }
