@@ -10,17 +10,9 @@
 
 namespace Host {
 
-namespace {
+using detail::SqlLiteral;
 
-// text as an SQL string literal: quotes doubled, which both engines read
-// back byte for byte (the server keeps backslashes as they are).
-std::string Quoted(std::string const& text) {
-    std::string quoted = "'";
-    for (char c : text) {
-        quoted += c == '\'' ? std::string("''") : std::string(1, c);
-    }
-    return quoted + "'";
-}
+namespace {
 
 detail::Engine* OpenEngine(std::string* error) {
     detail::Engine* engine = detail::CurrentEngine();
@@ -52,9 +44,9 @@ bool AppendChangeRecord(ChangeRecord* record, std::string* error) {
     detail::TextRows rows;
     if (!engine->Execute("INSERT INTO change_history (changed_at, os_user, command, details) "
                          "VALUES (" +
-                             Quoted(record->changedAt) + ", " + Quoted(record->osUser) + ", " +
-                             Quoted(record->command) + ", " + Quoted(record->details) +
-                             "); SELECT max(id) FROM change_history",
+                             SqlLiteral(record->changedAt) + ", " + SqlLiteral(record->osUser) +
+                             ", " + SqlLiteral(record->command) + ", " +
+                             SqlLiteral(record->details) + "); SELECT max(id) FROM change_history",
                          &rows, error)) {
         return false;
     }
@@ -70,12 +62,13 @@ bool ListChangeRecords(std::string const& since, std::string const& osUser,
         return false;
     }
     detail::TextRows rows;
-    if (!engine->Execute("SELECT id, changed_at, os_user, command, details FROM change_history "
-                         "WHERE changed_at >= " +
-                             Quoted(since) +
-                             (osUser.empty() ? std::string() : " AND os_user = " + Quoted(osUser)) +
-                             " ORDER BY id",
-                         &rows, error)) {
+    if (!engine->Execute(
+            "SELECT id, changed_at, os_user, command, details FROM change_history "
+            "WHERE changed_at >= " +
+                SqlLiteral(since) +
+                (osUser.empty() ? std::string() : " AND os_user = " + SqlLiteral(osUser)) +
+                " ORDER BY id",
+            &rows, error)) {
         return false;
     }
     for (std::vector<std::string> const& row : rows) {

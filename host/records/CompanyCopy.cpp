@@ -20,6 +20,7 @@ namespace Host {
 namespace {
 
 using detail::Engine;
+using detail::SqlLiteral;
 using detail::TextRows;
 
 // The tables a copy moves: each with its columns, and the key that orders its
@@ -149,17 +150,10 @@ std::string Checksum(Rows const& rows) {
     return text;
 }
 
-// A field as an SQL literal. Numbers are quoted too: both engines take a
-// quoted number for an integer column, and a text of digits stays text.
+// A field as an SQL literal. Numbers are quoted too, so that a text of
+// digits stays text.
 std::string Literal(std::string const& field, bool null) {
-    if (null) {
-        return "NULL";
-    }
-    std::string literal = "'";
-    for (char c : field) {
-        literal += c == '\'' ? "''" : std::string(1, c);
-    }
-    return literal + "'";
+    return null ? std::string("NULL") : SqlLiteral(field);
 }
 
 // Inside the destination's write bracket (on a server or not): makes sure

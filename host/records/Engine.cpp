@@ -20,5 +20,13 @@ std::uint64_t NextGeneration() {
     return ++last;
 }
 
+std::string SqlLiteral(std::string const& text) {
+    std::string literal = "'";
+    for (char c : text) {
+        literal += c == '\'' ? std::string("''") : std::string(1, c);
+    }
+    return literal + "'";
+}
+
 } // namespace detail
 } // namespace Host

@@ -162,5 +162,11 @@ Engine* CurrentEngine();
 // A number no open had before.
 std::uint64_t NextGeneration();
 
+// text as an SQL string literal for Execute: quotes doubled, which both
+// engines read back byte for byte (the server keeps backslashes as they are).
+// Numbers may go quoted too: both engines take a quoted number for an
+// integer column.
+std::string SqlLiteral(std::string const& text);
+
 } // namespace detail
 } // namespace Host
